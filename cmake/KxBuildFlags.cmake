@@ -1,0 +1,18 @@
+# Warnings and sanitizers, on an interface target that every target of ours links privately, so that
+# nothing of it reaches a host that links the libraries.
+add_library(kx_build_flags INTERFACE)
+
+target_compile_options(kx_build_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
+  $<$<BOOL:${KX_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(KX_SANITIZE)
+  target_compile_options(kx_build_flags INTERFACE
+    -fsanitize=${KX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(kx_build_flags INTERFACE -fsanitize=${KX_SANITIZE})
+endif()
+
+# What is linked into a shared library must link the sanitizer as well.
+function(kx_link_build_flags target)
+  target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:kx_build_flags>)
+endfunction()

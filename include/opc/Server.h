@@ -1,0 +1,81 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+/// Marks what libkxinformationmodelopc exports; everything else in it is hidden.
+#define KX_INFORMATION_MODEL_OPC_EXPORT __attribute__((visibility("default")))
+
+namespace kx::information_model {
+
+class InformationModel;
+
+namespace opc {
+
+/// An OPC XML-DA 1.0 server in front of an information model: SOAP 1.1 over HTTP, or over HTTPS when a
+/// certificate and a private key are given.
+///
+/// Life cycle: the constructor binds and listens, `start()` begins to accept, `stop()` ends that, the
+/// destructor closes all connections and waits for requests under way. The host creates and owns it and
+/// calls it from one thread at a time; it has no lock of its own. Requests run on worker threads of
+/// `Poco::ThreadPool::defaultPool()` (16 unless the host raises the pool's capacity before it makes the
+/// server), where each takes the tree's lock, and the observers of what clients write run there too.
+///
+/// A server keeps its own subscriptions. The TLS set-up is process-wide: a second TLS server's certificate
+/// replaces that of the first for secure sockets made later.
+class KX_INFORMATION_MODEL_OPC_EXPORT Server {
+public:
+    /// Serves HTTPS when both files are named, and plain HTTP otherwise, also when only one is.
+    ///
+    /// @param address           host name, or numeric IPv4 or IPv6 address, to listen on
+    /// @param port              TCP port, 0 lets the operating system choose
+    /// @param certificate_file  path of a certificate file in PEM form, or empty
+    /// @param private_key_file  path of its private key in PEM form, without a pass phrase, or empty
+    /// @param model             the tree to publish, not null; the server shares it
+    /// @throws Poco::Exception  (or a class derived from it) if the address cannot be resolved, the port is in
+    ///                          use, or certificate or key cannot be used; no server then exists
+    Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
+           const std::string& private_key_file, const std::shared_ptr<InformationModel>& model);
+
+    /// Plain HTTP.
+    Server(const std::string& address, const unsigned short& port, const std::shared_ptr<InformationModel>& model);
+
+    /// Plain HTTP on a port that the operating system chooses.
+    Server(const std::string& address, const std::shared_ptr<InformationModel>& model);
+
+    /// As the first one, on a port that the operating system chooses.
+    Server(const std::string& address, const std::string& certificate_file, const std::string& private_key_file,
+           const std::shared_ptr<InformationModel>& model);
+
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// Closes all connections and waits until the requests under way have ended, for as long as they take: a
+    /// client that holds a poll delays it by its hold time. Terminates the process should that fail.
+    virtual ~Server();
+
+    /// Begins to accept connections and returns at once. A second call does nothing.
+    /// @return the port as `get_port()` tells it
+    unsigned short start();
+
+    /// Stops accepting connections. Requests under way go on. A second call does nothing.
+    void stop();
+
+    /// The port that the socket is bound to, known since construction.
+    unsigned short get_port() const;
+
+    /// The numeric address that the socket is bound to, known since construction.
+    std::string get_address() const;
+
+    /// Whether both TLS files were given.
+    bool is_tls_enabled() const;
+
+private:
+    class __attribute__((visibility("hidden"))) Implementation;
+
+    std::unique_ptr<Implementation> implementation_;
+    bool tls_enabled_;
+};
+
+}  // namespace opc
+}  // namespace kx::information_model

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <information_model/Path.h>
+#include <information_model/Tree.h>
+#include <information_model/export.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace kx::information_model {
+
+/// What an item is.
+enum class ITEM_TYPE : std::uint8_t { DOMAIN = 0, VARIABLE = 1 };
+
+/// A node that can be looked up by path and has a type and a description: a `Domain` or a `Variable`.
+class KX_INFORMATION_MODEL_EXPORT Item : public Tree {
+public:
+    ~Item() override;
+
+    /// Finds the item at `path`. A path that begins with "/" starts at the root of the tree, every other
+    /// one at this item. Allocates nothing when it finds the item.
+    ///
+    /// Requires: tree lock held, shared or exclusive; the reference is valid while it is held.
+    /// @param reserved  has no meaning; pass false
+    /// @throws PathNotFoundException  if no item stands there
+    const Item& get_item(const Path& path, bool reserved) const;
+    Item& get_item(const Path& path, bool reserved);
+
+    ITEM_TYPE get_item_type() const noexcept { return item_type_; }
+
+    /// Empty when none was given.
+    const std::string& get_description() const noexcept;
+
+protected:
+    Item(std::string name, Domain* parent, ITEM_TYPE item_type, std::string description);
+
+private:
+    std::unique_ptr<const std::string> description_;  // null when empty
+    ITEM_TYPE item_type_;
+};
+
+}  // namespace kx::information_model

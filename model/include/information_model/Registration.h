@@ -1,0 +1,35 @@
+#pragma once
+
+#include <information_model/export.h>
+
+#include <memory>
+
+namespace kx::information_model {
+
+namespace detail {
+class Observer;
+}
+
+/// Keeps an observer of a variable registered for as long as it lives. Move only.
+///
+/// It may outlive the variable. Ending it waits for a call of the observer that is under way on another
+/// thread, so that nothing of the observer runs afterwards; from inside the observer itself it does not
+/// wait. Requires: the tree's lock is not held by the thread that ends it if the observer takes that lock.
+class KX_INFORMATION_MODEL_EXPORT Registration {
+public:
+    Registration() noexcept;
+    Registration(Registration&& other) noexcept;
+    Registration& operator=(Registration&& other) noexcept;
+    ~Registration();
+
+    /// Ends the registration; a second call does nothing.
+    void end() noexcept;
+
+private:
+    friend class Variable;
+    explicit Registration(std::shared_ptr<detail::Observer> observer) noexcept;
+
+    std::shared_ptr<detail::Observer> observer_;
+};
+
+}  // namespace kx::information_model

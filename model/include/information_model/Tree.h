@@ -1,0 +1,68 @@
+#pragma once
+
+#include <information_model/Name.h>
+#include <information_model/Path.h>
+#include <information_model/export.h>
+
+#include <string>
+
+namespace kx::information_model {
+
+class Domain;
+
+namespace detail {
+class TreeLock;
+}
+
+/// A named node that knows its place in the tree, and the lock of that whole tree.
+///
+/// Lockable and SharedLockable: `std::unique_lock<Tree>` to change the tree or its values,
+/// `std::shared_lock<const Tree>` to read them. Every node gives access to the one lock of its tree. The
+/// lock is fair: a writer that waits is admitted after the readers that were inside when it came, and the
+/// readers that waited for a writer are admitted before the next one. It is not recursive: a thread that
+/// holds it, shared or exclusive, must not take it again.
+///
+/// Nodes belong to their domain, the root to its `InformationModel`; nobody else makes or destroys them.
+class KX_INFORMATION_MODEL_EXPORT Tree {
+public:
+    virtual ~Tree();
+    Tree(const Tree&) = delete;
+    Tree& operator=(const Tree&) = delete;
+
+    /// The node's own name; that of the root is the model's.
+    const Name& get_name() const noexcept { return name_; }
+
+    /// The absolute path, "/" for the root, which a client can send back. Built by walking up the tree.
+    Path get_path() const;
+
+    /// Takes the lock of the whole tree exclusively; blocks.
+    void lock();
+    bool try_lock();
+
+    /// Releases the exclusive lock and then, still on this thread, calls the observers of what was written
+    /// while it was held, in the order of the writes. Exceptions of observers do not come out of it.
+    /// Requires: held by this thread.
+    void unlock();
+
+    /// Takes the lock of the whole tree shared; blocks while a writer holds it or waits for it.
+    void lock_shared() const;
+    bool try_lock_shared() const;
+
+    /// Requires: held shared by this thread.
+    void unlock_shared() const;
+
+protected:
+    /// @param name    checked by the caller
+    /// @param parent  null for a root, which then brings its lock
+    Tree(std::string name, Domain* parent);
+
+    const Domain* get_parent() const noexcept { return parent_; }
+    const Domain& get_root_domain() const noexcept;
+    detail::TreeLock& get_tree_lock() const noexcept;
+
+private:
+    Domain* parent_;
+    Name name_;
+};
+
+}  // namespace kx::information_model

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <information_model/Item.h>
+#include <information_model/Registration.h>
+#include <information_model/SymbolInfo.h>
+#include <information_model/TimePoint.h>
+#include <information_model/Value.h>
+#include <information_model/export.h>
+#include <information_model/symbol_lists.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace kx::information_model {
+
+/// Which observers a write may reach.
+enum class CALLBACK_RESTRAIN : std::uint8_t {
+    NO_CALLBACKS = 0,  ///< none
+    CHANGED = 1,       ///< those of `on_change`, if the content differs
+    WRITTEN = 2,       ///< those of `on_write`
+    UNRESTRAINED = 3   ///< both
+};
+
+/// The limits of a variable's value, each of which may be absent.
+struct Range {
+    std::optional<Value> lower;
+    std::optional<Value> upper;
+};
+
+/// What a variable may have besides its value. What is not given is absent, and costs nothing.
+struct VariableOptions {
+    std::string description = {};
+    std::optional<bool> writable = {};  ///< whether clients may write; absent means no
+    std::string engineering_unit = {};
+    Range range = {};
+    std::optional<Value> delta = {};  ///< smallest change worth reporting; informs clients only
+    std::optional<int> fractional_digits = {};
+    std::optional<symbol_list::HISTORY_KIND> history_kind = {};
+    symbol_list::QUALITY quality = symbol_list::QUALITY::GOOD;
+};
+
+/// A leaf of the tree: a typed value with quality, timestamps and metadata.
+///
+/// Everything but construction requires the tree lock: shared to ask, exclusive to change. Before a server
+/// runs on the model, and with one thread only, no lock is needed.
+class KX_INFORMATION_MODEL_EXPORT Variable final : public Item {
+public:
+    /// Called with the variable's absolute path and the value that was written.
+    using Callback = std::function<void(const Path&, const Value&)>;
+
+    ~Variable() override;
+
+    /// The current value; the reference is valid while the lock is held.
+    const Value& get_value() const noexcept { return value_; }
+
+    /// Replaces the value.
+    ///
+    /// The modification timestamp is set only when the content really changes (a NaN equals itself here,
+    /// and 0.0 differs from -0.0), so that refreshing an unchanged value reaches no subscriber. Observers
+    /// are called after the exclusive lock is released, or at once when this thread does not hold it.
+    /// @param value      of exactly the declared type; nothing is converted
+    /// @param restrain   which observers are called
+    /// @param stamp_time whether the timestamp becomes the current time
+    /// @throws BadValueTypeException  if the value's descriptor differs from the declared one; nothing is
+    ///                                then changed
+    void set_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_time);
+
+    /// `set_value(value, CALLBACK_RESTRAIN::UNRESTRAINED, true)`.
+    Variable& operator=(Value value);
+
+    /// The declared type: that of the initial value.
+    const ValueTypeInfo& get_value_type_info() const noexcept { return value_.get_type_info(); }
+
+    std::optional<bool> get_writable() const noexcept;
+
+    SymbolInfo get_quality() const;
+    /// A new quality counts as a modification; the old one again does not.
+    void set_quality(symbol_list::QUALITY quality);
+
+    TimePoint get_timestamp() const noexcept { return timestamp_; }
+    /// Replaces the timestamp alone, which is no modification.
+    void set_timestamp(TimePoint timestamp) noexcept { timestamp_ = timestamp; }
+    /// When content or quality last changed; at first the time of construction.
+    TimePoint get_modified_timestamp() const noexcept { return modified_timestamp_; }
+
+    const Range& get_range() const noexcept;
+    const std::optional<Value>& get_delta() const noexcept;
+    std::optional<int> get_fractional_digits() const noexcept;
+    const std::string& get_engineering_unit() const noexcept;
+    std::optional<SymbolInfo> get_history_kind() const;
+
+    /// Registers an observer of writes that change the content.
+    ///
+    /// Observers run without the tree lock, so they may take it and write. An exception from one goes to
+    /// the standard error stream and stops nothing. A write made by an observer is delivered after the
+    /// deliveries that were already due.
+    /// Requires: exclusive tree lock held once a server runs.
+    /// @return the registration, which ends with its destruction
+    [[nodiscard]] Registration on_change(Callback callback);
+    /// Registers an observer of every write, changing or not. As `on_change` otherwise.
+    [[nodiscard]] Registration on_write(Callback callback);
+
+private:
+    friend class Domain;
+    struct Metadata;
+    struct Extension;
+
+    Variable(std::string name, Domain* parent, Value initial, VariableOptions options);
+
+    Value value_;
+    TimePoint timestamp_;
+    TimePoint modified_timestamp_;
+    std::unique_ptr<Extension> extension_;  // null when there is no metadata and no observer
+    symbol_list::QUALITY quality_;
+    std::uint8_t writable_;  // 0 absent, 1 false, 2 true
+};
+
+}  // namespace kx::information_model

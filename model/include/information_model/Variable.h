@@ -26,8 +26,8 @@ enum class CALLBACK_RESTRAIN : std::uint8_t {
 
 /// The limits of a variable's value, each of which may be absent.
 struct Range {
-    std::optional<Value> lower;
-    std::optional<Value> upper;
+    std::optional<Value> lower = {};
+    std::optional<Value> upper = {};
 };
 
 /// What a variable may have besides its value. What is not given is absent, and costs nothing.

@@ -1,0 +1,123 @@
+#include "Arguments.h"
+#include "ClientWrites.h"
+#include "Plant.h"
+#include "Simulation.h"
+
+#include <information_model/InformationModel.h>
+#include <opc/Server.h>
+
+#include <Poco/Exception.h>
+#include <Poco/ThreadPool.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace {
+
+using namespace kx::information_model;
+
+constexpr int FAILED = 1;
+constexpr int WRONG_ARGUMENTS = 2;
+constexpr std::chrono::seconds LONGEST_FAREWELL(2);
+
+/// Prints one line, whatever `message` holds.
+int fail(std::string message, int status) {
+    for (char& character : message) {
+        character = character == '\n' || character == '\r' ? ' ' : character;
+    }
+    std::cerr << "kx-plant: " << message << std::endl;
+    return status;
+}
+
+/// Blocks the signals that end the program, in this thread and in those that it starts from now on.
+sigset_t block_stop_signals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+std::string get_url(const opc::Server& server) {
+    const std::string address = server.get_address();
+    const bool is_ipv6 = address.find(':') != std::string::npos;
+    return (server.is_tls_enabled() ? "https://" : "http://") + (is_ipv6 ? '[' + address + ']' : address) +
+           ':' + std::to_string(server.get_port());
+}
+
+std::unique_ptr<opc::Server> create_server(const plant::Arguments& arguments,
+                                           const std::shared_ptr<InformationModel>& model) {
+    Poco::ThreadPool& pool = Poco::ThreadPool::defaultPool();
+    pool.addCapacity(arguments.threads - pool.capacity());  // before the server is made, which looks it up
+    try {
+        return std::make_unique<opc::Server>(arguments.address, arguments.port, arguments.certificate_file,
+                                             arguments.private_key_file, model);
+    } catch (const Poco::Exception& error) {
+        throw std::runtime_error("cannot serve on " + arguments.address + " port " +
+                                 std::to_string(arguments.port) + ": " + error.displayText());
+    }
+}
+
+/// Runs `action` on a thread of its own and ends the program if that takes too long. A server's destructor
+/// waits for requests under way, and a client may have asked to be answered in an hour.
+void finish_or_exit(const std::function<void()>& action) {
+    std::promise<void> finished;
+    std::future<void> result = finished.get_future();
+    std::thread thread([&action, &finished] {
+        action();
+        finished.set_value();
+    });
+    if (result.wait_for(LONGEST_FAREWELL) == std::future_status::timeout) {
+        std::_Exit(EXIT_SUCCESS);  // every line that was printed has been flushed
+    }
+    thread.join();
+}
+
+int run(const plant::Arguments& arguments) {
+    const sigset_t stop_signals = block_stop_signals();
+    std::signal(SIGPIPE, SIG_IGN);  // a client or a reader of our output that goes away must not end us
+
+    auto model = std::make_shared<InformationModel>("plant");
+    plant::Plant plant(*model, arguments.bulk_variables);
+    auto client_writes = std::make_unique<plant::ClientWrites>(model->get_root());
+    std::unique_ptr<opc::Server> server = create_server(arguments, model);
+    auto simulation = std::make_unique<plant::Simulation>(plant);
+    server->start();
+    plant::print_line("listening on " + get_url(*server));
+
+    int signal_number = 0;
+    sigwait(&stop_signals, &signal_number);
+    finish_or_exit([&] {
+        server->stop();
+        simulation.reset();
+        server.reset();
+        client_writes.reset();
+        plant::print_line("stopped");
+    });
+    return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const plant::Arguments arguments = plant::parse_arguments({argv + 1, argv + argc});
+        if (arguments.help) {
+            std::cout << plant::get_help() << std::flush;
+            return EXIT_SUCCESS;
+        }
+        return run(arguments);
+    } catch (const plant::ArgumentError& error) {
+        return fail(error.what(), WRONG_ARGUMENTS);
+    } catch (const std::exception& error) {
+        return fail(error.what(), FAILED);
+    }
+}

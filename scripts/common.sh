@@ -1,0 +1,92 @@
+# What the scripts share. Sourced, not run: the caller has set -euo pipefail.
+# shellcheck shell=bash disable=SC2034
+
+project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# Debian 12 packages, each with what tells that it is there: a command or a header.
+build_packages=(
+  cmake:cmake
+  g++:g++
+  libpoco-dev:/usr/include/Poco/Net/HTTPServer.h
+  libssl-dev:/usr/include/openssl/ssl.h
+  ninja-build:ninja
+)
+test_packages=(
+  curl:curl
+  libgmock-dev:/usr/include/gmock/gmock.h
+  libgtest-dev:/usr/include/gtest/gtest.h
+  openssl:openssl
+)
+format_packages=(
+  clang-format-14:clang-format-14
+)
+
+say() {
+  printf '==> %s\n' "$*"
+}
+
+fail() {
+  printf 'error: %s\n' "$*" >&2
+  exit 1
+}
+
+# Prints those of the given "package:proof" whose proof is missing.
+list_missing() {
+  local entry proof
+  for entry in "$@"; do
+    proof=${entry#*:}
+    if [[ $proof == /* ]]; then
+      [[ -e $proof ]] || printf '%s\n' "${entry%%:*}"
+    else
+      command -v "$proof" >/dev/null || printf '%s\n' "${entry%%:*}"
+    fi
+  done
+}
+
+# Runs apt-get as root, without questions.
+run_apt_get() {
+  local as_root=()
+  if [[ $(id -u) -ne 0 ]]; then
+    as_root=(sudo)
+  fi
+  # Its report of what it unpacks is of no interest; its errors are, and they come on the other stream.
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get -qq -y -o DPkg::Lock::Timeout=300 "$@" >/dev/null
+}
+
+# Installs those of the given "package:proof" that are missing; fails if it cannot.
+install_missing() {
+  local missing
+  mapfile -t missing < <(list_missing "$@")
+  if [[ ${#missing[@]} -eq 0 ]]; then
+    return 0
+  fi
+  if ! command -v apt-get >/dev/null; then
+    printf 'error: missing here: %s\n' "${missing[*]}" >&2
+    printf 'error: these are the names of Debian packages, and this system has no apt-get: install them by hand\n' >&2
+    return 1
+  fi
+  if [[ $(id -u) -ne 0 ]] && ! command -v sudo >/dev/null; then
+    printf 'error: as root, run: apt-get install --no-install-recommends %s\n' "${missing[*]}" >&2
+    return 1
+  fi
+  say "Installing with apt: ${missing[*]}"
+  run_apt_get update && run_apt_get install --no-install-recommends "${missing[@]}"
+}
+
+# Configures and builds one preset of CMakePresets.json. What configuring prints is shown only if it fails.
+# Arguments behind the preset are a command that runs the build.
+build_preset() {
+  local preset=$1 report status=0
+  shift
+  cd "$project_dir" || return
+  if command -v ccache >/dev/null; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+  fi
+  report=$(cmake --preset "$preset" 2>&1) || status=$?
+  if [[ $status -ne 0 ]]; then
+    printf '%s\n' "$report" >&2
+    return "$status"
+  fi
+  "$@" cmake --build --preset "$preset"
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <information_model/Value.h>
+
+#include <Poco/DOM/AutoPtr.h>
+#include <Poco/DOM/Document.h>
+#include <Poco/DOM/Element.h>
+
+namespace kx::information_model::opc {
+
+/// Appends the content of `value` to `element`: the text of a scalar, or an element with a text for each
+/// member of an array, named by `get_type_name`. Texts are those of `to_xml_string`, except that members of
+/// an array of unsigned bytes are written as signed numbers: such an array is announced as "ArrayOfByte".
+///
+/// T is the scalar type that the value's descriptor names: bool, std::string, double, float, long, int,
+/// short, signed char, unsigned long, unsigned int, unsigned short, unsigned char, TimePoint, Duration, Path,
+/// AbsolutePath or SymbolInfo.
+/// @throws BadValueTypeException       if the value holds neither a T nor, for an array, a vector of T
+/// @throws Poco::NullPointerException  if `document` or `element` is null
+template <class T>
+void convert(Poco::AutoPtr<Poco::XML::Document> document, Poco::AutoPtr<Poco::XML::Element> element,
+             const Value& value);
+
+/// Creates an element "Value" and fills it with `convert` for the value's type. The type attribute is the
+/// caller's.
+/// @throws std::invalid_argument  if the type is DECIMAL, ATTACHMENT or unknown
+Poco::AutoPtr<Poco::XML::Element> create_value_element(Poco::AutoPtr<Poco::XML::Document> document,
+                                                       const Value& value);
+
+}  // namespace kx::information_model::opc

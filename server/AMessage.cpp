@@ -1,0 +1,122 @@
+#include "server/AMessage.h"
+
+#include "codec/type_names.h"
+#include "codec/value_writer.h"
+#include "server/envelope.h"
+#include "server/reply_dom.h"
+#include "server/request_dom.h"
+#include "server/xml_names.h"
+
+#include <Poco/Exception.h>
+#include <Poco/NumberParser.h>
+
+#include <stdexcept>
+#include <type_traits>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+template <class T>
+T convert_attribute(const std::string& text) {
+    if constexpr (std::is_same_v<T, bool>) {
+        return Poco::NumberParser::parseBool(text);
+    } else if constexpr (std::is_same_v<T, int>) {
+        return Poco::NumberParser::parse(text, ',');
+    } else if constexpr (std::is_same_v<T, float>) {
+        return static_cast<float>(Poco::NumberParser::parseFloat(text, '.', ','));
+    } else if constexpr (std::is_same_v<T, TimePoint>) {
+        return date_time_from_iso8601_string(text);
+    } else {
+        return text;
+    }
+}
+
+}  // namespace
+
+AMessage::AMessage(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
+                   const Poco::XML::NamespaceSupport& namespaces)
+    : request_(request),
+      namespaces_(&namespaces),
+      document_(create_reply_document()),
+      model_(std::move(model)),
+      receive_time_(std::chrono::system_clock::now()) {}
+
+AMessage::~AMessage() = default;
+
+Poco::XML::Document& AMessage::get_document() const {
+    if (document_.isNull()) {
+        throw Poco::NullPointerException();
+    }
+    return const_cast<Poco::XML::Document&>(*document_);
+}
+
+Poco::AutoPtr<Poco::XML::Document> AMessage::generate() {
+    auto body = append_envelope(get_document());
+    body->appendChild(process());
+    return document_;
+}
+
+void AMessage::set_result(Poco::AutoPtr<Poco::XML::Element> result,
+                          const std::optional<std::string>& client_request_handle) {
+    if (result.isNull()) {
+        throw Poco::NullPointerException();
+    }
+    if (client_request_handle) {
+        set_attribute(*result, reply_names::CLIENT_REQUEST_HANDLE, *client_request_handle);
+    }
+    set_attribute(*result, reply_names::REVISED_LOCALE_ID, "en-US");
+    set_attribute(*result, reply_names::RCV_TIME, to_iso8601_string(receive_time_));
+    set_attribute(*result, reply_names::REPLY_TIME, to_iso8601_string(std::chrono::system_clock::now()));
+    set_attribute(*result, reply_names::SERVER_STATE, "running");
+}
+
+void AMessage::append_result(Poco::AutoPtr<Poco::XML::Element> response, const std::string& name,
+                             const std::optional<std::string>& client_request_handle) {
+    auto result = create_element(get_document(), name);
+    set_result(result, client_request_handle);
+    response->appendChild(result);
+}
+
+const Poco::XML::Node* AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name) const {
+    return find_attribute(*node, name, *namespaces_);
+}
+
+template <class T>
+T AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name,
+                          const std::optional<T>& default_value) const {
+    if (const Poco::XML::Node* attribute = get_attribute(node, name)) {
+        return convert_attribute<T>(attribute->getNodeValue());
+    }
+    if (default_value) {
+        return *default_value;
+    }
+    throw std::logic_error("Attribute not found.");
+}
+
+template bool AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
+                                      const std::optional<bool>&) const;
+template int AMessage::get_attribute(const Poco::XML::Node*, const std::string&, const std::optional<int>&) const;
+template float AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
+                                       const std::optional<float>&) const;
+template TimePoint AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
+                                           const std::optional<TimePoint>&) const;
+template std::string AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
+                                             const std::optional<std::string>&) const;
+
+std::optional<std::string> AMessage::get_optional_attribute(const Poco::XML::Node* node,
+                                                            const std::string& name) const {
+    if (const Poco::XML::Node* attribute = get_attribute(node, name)) {
+        return attribute->getNodeValue();
+    }
+    return std::nullopt;
+}
+
+Poco::AutoPtr<Poco::XML::Element> AMessage::create_value(const Value& value) const {
+    get_document();
+    auto element = create_value_element(document_, value);
+    set_attribute(*element, reply_names::XSI_TYPE, get_xsi_type_name(value.get_type_info()));
+    return element;
+}
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,136 @@
+#include "server/OPCQueryHandler.h"
+
+#include "server/Error.h"
+#include "server/RequestParser.h"
+#include "server/request_dom.h"
+#include "server/serialize.h"
+#include "server/xml_names.h"
+#include "services/Browse.h"
+#include "services/GetProperties.h"
+#include "services/GetStatus.h"
+#include "services/Read.h"
+#include "services/Write.h"
+#include "subscriptions/Subscribe.h"
+#include "subscriptions/SubscriptionCancel.h"
+#include "subscriptions/SubscriptionPolledRefresh.h"
+
+#include <Poco/SAX/NamespaceSupport.h>
+
+#include <array>
+#include <exception>
+#include <type_traits>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+struct Service {
+    const std::string& request_name;
+    std::unique_ptr<AMessage> (*create)(const std::shared_ptr<InformationModel>& model,
+                                        const Poco::XML::Node* request,
+                                        const Poco::XML::NamespaceSupport& namespaces,
+                                        SubscriptionHandler& subscriptions);
+};
+
+template <class Message>
+std::unique_ptr<AMessage> create(const std::shared_ptr<InformationModel>& model, const Poco::XML::Node* request,
+                                 const Poco::XML::NamespaceSupport& namespaces,
+                                 SubscriptionHandler& subscriptions) {
+    if constexpr (std::is_constructible_v<Message, std::shared_ptr<InformationModel>, const Poco::XML::Node*,
+                                          const Poco::XML::NamespaceSupport&, SubscriptionHandler&>) {
+        return std::make_unique<Message>(model, request, namespaces, subscriptions);
+    } else {
+        return std::make_unique<Message>(model, request, namespaces);
+    }
+}
+
+// The order matters: of several request elements in one body, the first in this table is served.
+const std::array SERVICES{
+    Service{request_names::GET_STATUS, create<GetStatus>},
+    Service{request_names::BROWSE, create<Browse>},
+    Service{request_names::GET_PROPERTIES, create<GetProperties>},
+    Service{request_names::READ, create<Read>},
+    Service{request_names::WRITE, create<Write>},
+    Service{request_names::SUBSCRIBE, create<Subscribe>},
+    Service{request_names::SUBSCRIPTION_POLLED_REFRESH, create<SubscriptionPolledRefresh>},
+    Service{request_names::SUBSCRIPTION_CANCEL, create<SubscriptionCancel>},
+};
+
+const std::string CONTENT_TYPE = "text/xml; charset=utf-8";
+
+const Poco::XML::Node* find_soap_body(const Poco::XML::Document& document,
+                                      const Poco::XML::NamespaceSupport& namespaces) {
+    const Poco::XML::Node* envelope = find_child(document, request_names::ENVELOPE, namespaces);
+    return envelope == nullptr ? nullptr : find_child(*envelope, request_names::BODY, namespaces);
+}
+
+void send_fault(Poco::Net::HTTPServerResponse& response, const Error& error) {
+    const std::string text = serialize(generate_fault(error));
+    response.setChunkedTransferEncoding(true);
+    response.setContentType(CONTENT_TYPE);
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
+    response.send() << text;
+}
+
+void send_reply(Poco::Net::HTTPServerResponse& response, const std::string& text) {
+    response.setChunkedTransferEncoding(true);
+    response.setContentType(CONTENT_TYPE);
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
+    // Clients of old expect no Connection header on success, whatever they asked for.
+    response.erase("connection");
+    response.sendBuffer(text.data(), text.size());
+}
+
+void send_bad_request(Poco::Net::HTTPServerResponse& response) {
+    response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
+    response.send() << "Bad request";
+}
+
+}  // namespace
+
+OPCQueryHandler::OPCQueryHandler(std::shared_ptr<InformationModel> model,
+                                 std::shared_ptr<SubscriptionHandler> subscriptions)
+    : model_(std::move(model)), subscriptions_(std::move(subscriptions)) {}
+
+void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
+                                    Poco::Net::HTTPServerResponse& response) {
+    try {
+        try {
+            send_reply(response, process(request.stream()));
+        } catch (const Error& error) {
+            send_fault(response, error);
+        }
+    } catch (const std::exception&) {
+        if (response.sent()) {
+            throw;  // the connection broke while the answer went out: there is nobody to tell
+        }
+        send_bad_request(response);
+    }
+}
+
+std::string OPCQueryHandler::process(std::istream& body) const {
+    const auto document = parse_request(read_body(body));
+    Poco::XML::NamespaceSupport namespaces;
+    namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
+    namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
+    namespaces.declarePrefix(xml_namespaces::XSI_PREFIX, xml_namespaces::XSI);
+
+    const Poco::XML::Node* soap_body = find_soap_body(*document, namespaces);
+    if (soap_body == nullptr) {
+        throw Error(Error::E_SOAP);
+    }
+    return serialize(dispatch(*soap_body, namespaces));
+}
+
+Poco::AutoPtr<Poco::XML::Document> OPCQueryHandler::dispatch(
+    const Poco::XML::Node& soap_body, const Poco::XML::NamespaceSupport& namespaces) const {
+    subscriptions_->remove_expired();
+    for (const Service& service : SERVICES) {
+        if (const Poco::XML::Node* request = find_child(soap_body, service.request_name, namespaces)) {
+            return service.create(model_, request, namespaces, *subscriptions_)->generate();
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace kx::information_model::opc

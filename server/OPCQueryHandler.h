@@ -1,0 +1,47 @@
+#pragma once
+
+#include "subscriptions/SubscriptionHandler.h"
+
+#include <information_model/InformationModel.h>
+
+#include <Poco/DOM/AutoPtr.h>
+#include <Poco/DOM/Document.h>
+#include <Poco/Net/HTTPRequestHandler.h>
+#include <Poco/Net/HTTPServerRequest.h>
+#include <Poco/Net/HTTPServerResponse.h>
+
+#include <istream>
+#include <memory>
+#include <string>
+
+namespace kx::information_model::opc {
+
+/// Answers one HTTP request: parses the SOAP envelope, serves the first request element that it knows, and
+/// sends the reply. Lives for that request, on the worker thread that runs it.
+///
+/// | what happens                                            | answer                                   |
+/// |---------------------------------------------------------|------------------------------------------|
+/// | the service returns a document                          | 200 and the document                     |
+/// | an `Error`, also for a missing envelope or body         | 400 and a SOAP fault                     |
+/// | any other std::exception, also for an unknown request   | 400 and "Bad request"                    |
+/// | a std::exception while the fault is built or sent       | 400 and "Bad request"                    |
+class OPCQueryHandler : public Poco::Net::HTTPRequestHandler {
+public:
+    OPCQueryHandler(std::shared_ptr<InformationModel> model, std::shared_ptr<SubscriptionHandler> subscriptions);
+
+    void handleRequest(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response) override;
+
+private:
+    /// Serves the request in `body` and returns the reply's text.
+    std::string process(std::istream& body) const;
+
+    /// Sweeps expired subscriptions and runs the service that the first known child of `soap_body` asks for.
+    /// @return null if there is no such child
+    Poco::AutoPtr<Poco::XML::Document> dispatch(const Poco::XML::Node& soap_body,
+                                                const Poco::XML::NamespaceSupport& namespaces) const;
+
+    std::shared_ptr<InformationModel> model_;
+    std::shared_ptr<SubscriptionHandler> subscriptions_;
+};
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "server/ExpatReader.h"
+
+#include <Poco/DOM/AutoPtr.h>
+#include <Poco/DOM/Document.h>
+
+#include <cstddef>
+#include <istream>
+#include <string>
+
+namespace kx::information_model::opc {
+
+/// Largest request body in bytes.
+inline constexpr std::size_t MAXIMUM_BODY_SIZE = std::size_t{128} * 1024 * 1024;
+
+/// Reads a stream to its end.
+/// @throws RequestLimitException  after `maximum_size` bytes, without reading on
+std::string read_body(std::istream& stream, std::size_t maximum_size = MAXIMUM_BODY_SIZE);
+
+/// Parses a request into the DOM that `Poco::XML::DOMParser` makes of it with namespaces and namespace
+/// prefixes on, within the limits of `ExpatReader`.
+/// @throws RequestLimitException    on what is refused
+/// @throws Poco::XML::XMLException  on what is not well-formed
+/// @throws Poco::PoolOverflowException  on more than some five hundred different names
+Poco::AutoPtr<Poco::XML::Document> parse_request(const std::string& body);
+
+}  // namespace kx::information_model::opc

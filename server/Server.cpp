@@ -1,0 +1,113 @@
+#include "opc/Server.h"
+
+#include "server/QueryHandlerFactory.h"
+
+#include <information_model/InformationModel.h>
+
+#include <Poco/Net/Context.h>
+#include <Poco/Net/HTTPServer.h>
+#include <Poco/Net/HTTPServerParams.h>
+#include <Poco/Net/NetSSL.h>
+#include <Poco/Net/SSLManager.h>
+#include <Poco/Net/SecureServerSocket.h>
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketAddress.h>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+constexpr int BACKLOG = 64;
+
+bool is_tls_requested(const std::string& certificate_file, const std::string& private_key_file) {
+    return !certificate_file.empty() && !private_key_file.empty();
+}
+
+void install_tls_context(const std::string& certificate_file, const std::string& private_key_file) {
+    const Poco::Net::Context::Ptr context = new Poco::Net::Context(
+        Poco::Net::Context::TLSV1_2_SERVER_USE, private_key_file, certificate_file, std::string(),
+        Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
+    Poco::Net::SSLManager::instance().initializeServer(nullptr, nullptr, context);
+}
+
+Poco::Net::ServerSocket create_socket(const std::string& address, unsigned short port,
+                                      const std::string& certificate_file, const std::string& private_key_file) {
+    const Poco::Net::SocketAddress socket_address(address, port);
+    if (!is_tls_requested(certificate_file, private_key_file)) {
+        return Poco::Net::ServerSocket(socket_address, BACKLOG);
+    }
+    Poco::Net::initializeSSL();
+    try {
+        install_tls_context(certificate_file, private_key_file);
+        return Poco::Net::SecureServerSocket(socket_address, BACKLOG);
+    } catch (...) {
+        Poco::Net::uninitializeSSL();
+        throw;
+    }
+}
+
+/// Bounds how long a peer that has stopped reading, or writing, can hold a worker.
+class TimeoutFilter : public Poco::Net::TCPServerConnectionFilter {
+public:
+    bool accept(const Poco::Net::StreamSocket& socket) override {
+        Poco::Net::StreamSocket accepted(socket);
+        accepted.setSendTimeout(timeout_);
+        accepted.setReceiveTimeout(timeout_);
+        return true;
+    }
+
+private:
+    const Poco::Timespan timeout_{60, 0};
+};
+
+}  // namespace
+
+class Server::Implementation : public Poco::Net::HTTPServer {
+public:
+    Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory, const std::string& address,
+                   unsigned short port, const std::string& certificate_file, const std::string& private_key_file)
+        : Poco::Net::HTTPServer(factory, create_socket(address, port, certificate_file, private_key_file),
+                                new Poco::Net::HTTPServerParams) {
+        setConnectionFilter(new TimeoutFilter);
+    }
+};
+
+Server::Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
+               const std::string& private_key_file, const std::shared_ptr<InformationModel>& model)
+    : implementation_(std::make_unique<Implementation>(
+          Poco::Net::HTTPRequestHandlerFactory::Ptr(new QueryHandlerFactory(model)), address, port, certificate_file,
+          private_key_file)),
+      tls_enabled_(is_tls_requested(certificate_file, private_key_file)) {}
+
+Server::Server(const std::string& address, const unsigned short& port,
+               const std::shared_ptr<InformationModel>& model)
+    : Server(address, port, std::string(), std::string(), model) {}
+
+Server::Server(const std::string& address, const std::shared_ptr<InformationModel>& model)
+    : Server(address, 0, model) {}
+
+Server::Server(const std::string& address, const std::string& certificate_file,
+               const std::string& private_key_file, const std::shared_ptr<InformationModel>& model)
+    : Server(address, 0, certificate_file, private_key_file, model) {}
+
+Server::~Server() {
+    if (tls_enabled_) {
+        Poco::Net::uninitializeSSL();
+    }
+    implementation_->stopAll(false);
+}
+
+unsigned short Server::start() {
+    implementation_->start();
+    return get_port();
+}
+
+void Server::stop() { implementation_->stop(); }
+
+unsigned short Server::get_port() const { return implementation_->socket().address().port(); }
+
+std::string Server::get_address() const { return implementation_->socket().address().host().toString(); }
+
+bool Server::is_tls_enabled() const { return tls_enabled_; }
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,19 @@
+#include "server/envelope.h"
+
+#include "server/reply_dom.h"
+#include "server/xml_names.h"
+
+namespace kx::information_model::opc {
+
+Poco::AutoPtr<Poco::XML::Element> append_envelope(Poco::XML::Document& document) {
+    auto envelope = create_element(document, reply_names::ENVELOPE);
+    set_attribute(*envelope, "xmlns:soap", xml_namespaces::SOAP);
+    set_attribute(*envelope, "xmlns:xsd", xml_namespaces::XSD);
+    set_attribute(*envelope, "xmlns:xsi", xml_namespaces::XSI);
+    set_attribute(*envelope, "xmlns:telvix", xml_namespaces::TELVIX);
+    set_attribute(*envelope, "xmlns", xml_namespaces::XMLDA);
+    document.appendChild(envelope);
+    return append_element(*envelope, reply_names::BODY);
+}
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <Poco/DOM/Node.h>
+#include <Poco/SAX/NamespaceSupport.h>
+
+#include <string>
+
+/// Look-ups in a parsed request, by namespace URI and local name. They find what a path look-up would find,
+/// without building and parsing a path text each time.
+namespace kx::information_model::opc {
+
+/// A qualified name taken apart once, to be compared with many elements.
+class ElementName {
+public:
+    /// @param qualified_name  prefix and local name, one of `request_names`
+    /// @param namespaces      declares the prefix
+    ElementName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces);
+
+    /// Whether `node` is an element of this name.
+    bool matches(const Poco::XML::Node& node) const;
+
+private:
+    std::string uri_;
+    std::string local_name_;
+};
+
+/// The first child element of that name.
+/// @return borrowed, null if there is none
+const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
+                                  const Poco::XML::NamespaceSupport& namespaces);
+
+/// Calls `action(const Poco::XML::Node&)` for each child element of that name, in document order. Other
+/// nodes are skipped.
+template <class Action>
+void for_each_child(const Poco::XML::Node& parent, const std::string& qualified_name,
+                    const Poco::XML::NamespaceSupport& namespaces, Action action) {
+    const ElementName name(qualified_name, namespaces);
+    for (const Poco::XML::Node* child = parent.firstChild(); child != nullptr; child = child->nextSibling()) {
+        if (name.matches(*child)) {
+            action(*child);
+        }
+    }
+}
+
+/// The attribute that has exactly the name's namespace, or none for a name without prefix; for a prefixed
+/// name failing that, the attribute without prefix: clients write it that way, as the schema has it.
+/// @param node            an element; anything else has no attributes
+/// @param qualified_name  with or without a prefix; a prefix that is not declared finds nothing
+/// @return borrowed, null if there is none
+const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::string& qualified_name,
+                                      const Poco::XML::NamespaceSupport& namespaces);
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,72 @@
+#include "services/Read.h"
+
+#include "server/reply_dom.h"
+#include "server/request_dom.h"
+#include "server/xml_names.h"
+#include "services/Diagnostics.h"
+#include "services/item_lookup.h"
+#include "services/item_value.h"
+
+#include <information_model/OnScopeExit.h>
+#include <information_model/exceptions.h>
+
+#include <shared_mutex>
+
+namespace kx::information_model::opc {
+
+Read::Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
+           const Poco::XML::NamespaceSupport& namespaces)
+    : AMessage(std::move(model), request, namespaces), options_(read_options(*this, *request, namespaces)) {
+    const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST, namespaces);
+    if (list == nullptr) {
+        return;
+    }
+    for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
+        Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, "."));
+        items_.emplace_back(std::move(path),
+                            get_attribute<std::string>(&node, request_names::CLIENT_ITEM_HANDLE, ""));
+    });
+}
+
+Read::~Read() = default;
+
+Poco::AutoPtr<Poco::XML::Element> Read::process() {
+    auto response = create_element(get_document(), reply_names::READ_RESPONSE);
+    const utility::OnScopeExit result(
+        [this, response] { append_result(response, reply_names::READ_RESULT, options_.client_request_handle); });
+    auto list = create_list_element(get_document(), reply_names::R_ITEM_LIST);
+    const Item& root = get_root_item(get_model());
+    Diagnostics diagnostics;
+    const std::shared_lock<const Tree> lock(root);
+    for (const RequestItem& request_item : items_) {
+        const Path& path = std::get<Path>(request_item);
+        try {
+            visit_item(
+                root.get_item(path, false), [&](const Domain& item) { to_xml(list, item, request_item); },
+                [&](const Variable& item) { to_xml(list, item, request_item); });
+        } catch (const PathNotFoundException&) {
+            diagnostics.add("error not found: ", path.as_string());
+        }
+    }
+    response->appendChild(list);
+    return response;
+}
+
+void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Domain& item,
+                  const RequestItem& request_item) const {
+    parent->appendChild(
+        create_item_value(*this, get_document(), reply_names::ITEMS, item,
+                          {.client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
+                           .timestamp = get_reported_time(item, options_.return_item_time)}));
+}
+
+void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Variable& item,
+                  const RequestItem& request_item) const {
+    parent->appendChild(
+        create_item_value(*this, get_document(), reply_names::ITEMS, item,
+                          {.client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
+                           .timestamp = get_reported_time(item, options_.return_item_time),
+                           .value = &item.get_value()}));
+}
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "server/AMessage.h"
+#include "server/RequestOptions.h"
+
+#include <information_model/Domain.h>
+#include <information_model/Path.h>
+#include <information_model/Variable.h>
+
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace kx::information_model::opc {
+
+/// The Read service: the current value of each item that exists, in the order of the request. An item that
+/// does not exist is left out and named on the standard error stream.
+class Read : public AMessage {
+public:
+    /// @throws InvalidPathException   if an item name is no path
+    /// @throws Poco::SyntaxException  if an option is no bool
+    Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
+         const Poco::XML::NamespaceSupport& namespaces);
+    ~Read() override;
+
+protected:
+    /// "ReadResponse" with "RItemList" and then "ReadResult". Holds the tree's shared lock over all items.
+    Poco::AutoPtr<Poco::XML::Element> process() override;
+
+private:
+    using RequestItem = std::tuple<Path, std::string>;  // item path, client item handle
+
+    void to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Domain& item,
+                const RequestItem& request_item) const;
+    void to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Variable& item,
+                const RequestItem& request_item) const;
+
+    RequestOptions options_;
+    std::vector<RequestItem> items_;
+};
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <information_model/Path.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kx::information_model::opc {
+
+/// One item of a subscription, as the client asked for it. The item need not exist.
+struct SubscriptionItem {
+    Path path;
+    std::optional<std::string> client_item_handle;
+    float deadband;                        ///< kept, not applied
+    std::int32_t requested_sampling_rate;  ///< milliseconds; kept, not applied
+    bool enable_buffering;                 ///< kept, not applied
+};
+
+/// One subscription. Shared by the store and by the polls under way, so that it outlives its removal from
+/// the store for as long as a poll needs it.
+///
+/// The request that creates it fills in the items after it is in the store. A poll may come before they are
+/// complete, because a handle can be guessed, and is shared by two subscriptions made in the same nanosecond;
+/// it then finds no items. The times are written by polls without a lock: two polls of one subscription at
+/// once may both report the same changes.
+struct Subscription {
+    Subscription(std::int64_t ping_rate_ms, std::string server_handle,
+                 std::chrono::steady_clock::time_point expires_at)
+        : ping_rate(ping_rate_ms), handle(std::move(server_handle)), expiry(expires_at) {}
+
+    const std::int64_t ping_rate;                               ///< milliseconds
+    const std::string handle;                                   ///< the key in the store
+    std::atomic<std::chrono::steady_clock::time_point> expiry;  ///< swept when this has passed
+    /// End of the previous poll; the clock's epoch until the first one.
+    std::atomic<std::chrono::system_clock::time_point> last_poll{std::chrono::system_clock::time_point{}};
+    std::vector<SubscriptionItem> items;      ///< in request order; constant once they are complete
+    std::atomic<bool> items_complete{false};  ///< nobody but the request that creates it reads `items` before
+};
+
+/// Whether the sweep at `now` forgets the subscription: its expiry has passed, not just been reached.
+inline bool is_expired(const Subscription& subscription, std::chrono::steady_clock::time_point now) {
+    return subscription.expiry.load() < now;
+}
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "subscriptions/Subscription.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace kx::information_model::opc {
+
+/// The subscriptions of one server, by handle. All operations may be called from any thread.
+///
+/// Lock order: the tree lock is taken before this object's mutex, never after it. The mutex is held for one
+/// operation on the map at a time.
+class SubscriptionHandler {
+public:
+    /// Makes a subscription without items and keeps it under a new handle: the steady clock's nanoseconds in
+    /// decimal. One made in the same nanosecond replaces it. It expires one ping rate from now, so one with a
+    /// ping rate of 0 or less is gone at the next request.
+    /// @param ping_rate  milliseconds
+    std::shared_ptr<Subscription> create(std::int64_t ping_rate);
+
+    /// Keeps a subscription under its handle, in place of one that has the same handle.
+    void add(std::shared_ptr<Subscription> subscription);
+
+    /// @return null if there is no such subscription
+    std::shared_ptr<Subscription> find(const std::string& handle) const;
+
+    /// Forgets a subscription; polls that hold it go on.
+    /// @return whether there was one when it looked; a sweep may still have come before the removal
+    bool remove(const std::string& handle);
+
+    /// Forgets every subscription whose expiry lies before now. Called for each request with a SOAP body.
+    void remove_expired();
+
+    /// How many subscriptions there are.
+    std::size_t get_size() const;
+
+private:
+    mutable std::mutex mutex_;
+    [[maybe_unused]] std::int64_t limit_ = 10;                            // enforced by nobody
+    std::map<std::string, std::shared_ptr<Subscription>> subscriptions_;  // guarded by mutex_
+};
+
+}  // namespace kx::information_model::opc

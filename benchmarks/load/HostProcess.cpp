@@ -1,0 +1,81 @@
+#include "load/HostProcess.h"
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+namespace kx::benchmarks {
+
+HostProcess::HostProcess(const std::function<void(const std::function<void(unsigned short)>&)>& serve) {
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0 || (pid_ = fork()) < 0) {
+        throw std::runtime_error("cannot start a process");
+    }
+    if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        try {
+            serve([&](unsigned short port) {
+                if (write(ends[1], &port, sizeof port) != sizeof port) {
+                    std::_Exit(1);
+                }
+                while (true) {
+                    pause();
+                }
+            });
+        } catch (const std::exception& error) {
+            std::cerr << "cannot serve: " << error.what() << '\n';
+        }
+        std::_Exit(1);
+    }
+    close(ends[1]);
+    const bool started = read(ends[0], &port_, sizeof port_) == sizeof port_;
+    close(ends[0]);
+    if (!started) {
+        throw std::runtime_error("the host did not start");
+    }
+}
+
+HostProcess::~HostProcess() {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+}
+
+std::chrono::nanoseconds HostProcess::get_cpu_time() const {
+    clockid_t clock = 0;
+    timespec time{};
+    if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("cannot read the processor time of the host");
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+std::size_t HostProcess::get_resident_size() const { return read_status("VmRSS:"); }
+
+std::size_t HostProcess::get_peak_resident_size() const { return read_status("VmHWM:"); }
+
+void HostProcess::reset_peak_resident_size() const {
+    std::ofstream("/proc/" + std::to_string(pid_) + "/clear_refs") << "5";
+}
+
+std::size_t HostProcess::read_status(const std::string& field) const {
+    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+    std::string word;
+    while (status >> word) {
+        if (word == field) {
+            std::size_t kilobytes = 0;
+            status >> kilobytes;
+            return kilobytes * 1024;
+        }
+    }
+    throw std::runtime_error("no " + field + " in the status of the host");
+}
+
+}  // namespace kx::benchmarks

@@ -1,0 +1,111 @@
+#include "subscriptions/SubscriptionPolledRefresh.h"
+
+#include "server/reply_dom.h"
+#include "server/request_dom.h"
+#include "server/xml_names.h"
+#include "services/item_lookup.h"
+#include "services/item_value.h"
+#include "subscriptions/hold_time.h"
+
+#include <information_model/OnScopeExit.h>
+#include <information_model/exceptions.h>
+
+#include <chrono>
+#include <shared_mutex>
+#include <span>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+std::optional<TimePoint> get_hold_time(const AMessage& message, const Poco::XML::Node* request) {
+    if (message.get_attribute(request, request_names::HOLD_TIME) == nullptr) {
+        return std::nullopt;
+    }
+    return message.get_attribute<TimePoint>(request, request_names::HOLD_TIME, std::nullopt);
+}
+
+std::span<const SubscriptionItem> get_items(const Subscription& subscription) {
+    return subscription.items_complete ? std::span(subscription.items) : std::span<const SubscriptionItem>();
+}
+
+}  // namespace
+
+SubscriptionPolledRefresh::SubscriptionPolledRefresh(std::shared_ptr<InformationModel> model,
+                                                     const Poco::XML::Node* request,
+                                                     const Poco::XML::NamespaceSupport& namespaces,
+                                                     SubscriptionHandler& handler)
+    : AMessage(std::move(model), request, namespaces),
+      hold_time_(get_hold_time(*this, request)),
+      wait_time_(get_attribute<int>(request, request_names::WAIT_TIME, 0)),
+      return_all_items_(get_attribute<bool>(request, request_names::RETURN_ALL_ITEMS, false)),
+      handler_(handler),
+      options_(read_options(*this, *request, namespaces)) {
+    for_each_child(*request, request_names::SERVER_SUB_HANDLES, namespaces,
+                   [&](const Poco::XML::Node& node) { server_sub_handles_.push_back(node.innerText()); });
+}
+
+SubscriptionPolledRefresh::~SubscriptionPolledRefresh() = default;
+
+Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
+    auto response = create_list_element(get_document(), reply_names::SUBSCRIPTION_POLLED_REFRESH_RESPONSE);
+    const utility::OnScopeExit result([this, response] {
+        append_result(response, reply_names::SUBSCRIPTION_POLLED_REFRESH_RESULT,
+                      options_.client_request_handle);
+    });
+    auto list = create_list_element(get_document(), reply_names::R_ITEM_LIST);
+    if (hold_time_) {
+        hold_until(*hold_time_);
+    }
+    Diagnostics diagnostics;
+    const std::shared_lock<const Tree> lock(get_model().get_information_tree());
+    for (const std::string& handle : server_sub_handles_) {
+        if (const auto subscription = handler_.find(handle)) {
+            refresh(*subscription, list, diagnostics);
+        } else {
+            append_text(*append_element(*response, reply_names::INVALID_SERVER_SUB_HANDLES), handle);
+        }
+    }
+    response->appendChild(list);
+    return response;
+}
+
+void SubscriptionPolledRefresh::refresh(Subscription& subscription,
+                                        const Poco::AutoPtr<Poco::XML::Element>& list,
+                                        Diagnostics& diagnostics) const {
+    const Item& root = get_root_item(get_model());
+    const TimePoint last_poll = subscription.last_poll;
+    for (const SubscriptionItem& item : get_items(subscription)) {
+        try {
+            visit_item(
+                root.get_item(item.path, false),
+                [&](const Domain& domain) { to_xml(list, domain, item, last_poll); },
+                [&](const Variable& variable) { to_xml(list, variable, item, last_poll); });
+        } catch (const PathNotFoundException& exception) {
+            diagnostics.add("error not found ", exception.what());
+        }
+    }
+    subscription.expiry =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(subscription.ping_rate);
+    subscription.last_poll = std::chrono::system_clock::now();
+}
+
+void SubscriptionPolledRefresh::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Domain& domain,
+                                       const SubscriptionItem& item, TimePoint /*last_poll*/) const {
+    list->appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, domain,
+                                        {.client_item_handle = get_if_present(item.client_item_handle),
+                                         .timestamp = get_reported_time(domain, options_.return_item_time)}));
+}
+
+void SubscriptionPolledRefresh::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
+                                       const SubscriptionItem& item, TimePoint last_poll) const {
+    if (variable.get_modified_timestamp() <= last_poll) {
+        return;
+    }
+    list->appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, variable,
+                                        {.client_item_handle = get_if_present(item.client_item_handle),
+                                         .timestamp = get_reported_time(variable, options_.return_item_time),
+                                         .value = &variable.get_value()}));
+}
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "server/AMessage.h"
+#include "server/RequestOptions.h"
+#include "services/Diagnostics.h"
+#include "subscriptions/SubscriptionHandler.h"
+
+#include <information_model/Domain.h>
+#include <information_model/TimePoint.h>
+#include <information_model/Variable.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kx::information_model::opc {
+
+/// The SubscriptionPolledRefresh service: for each subscription in the request, the variables that were
+/// modified since its previous poll and every domain, in the order of its items; then the subscription lives
+/// for another ping rate. Handles that name no subscription are reported as such, the others are served all
+/// the same. An item that does not exist (any more) is left out and named on the standard error stream.
+class SubscriptionPolledRefresh : public AMessage {
+public:
+    /// @throws std::invalid_argument  if the hold time is no date-time
+    /// @throws Poco::SyntaxException  if another attribute is no bool or int
+    SubscriptionPolledRefresh(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
+                              const Poco::XML::NamespaceSupport& namespaces, SubscriptionHandler& handler);
+    ~SubscriptionPolledRefresh() override;
+
+protected:
+    /// "SubscriptionPolledRefreshResponse" with an "InvalidServerSubHandles" for each of those, "RItemList"
+    /// and then "SubscriptionPolledRefreshResult". Sleeps until the hold time without any lock, then holds
+    /// the tree's shared lock over all subscriptions.
+    Poco::AutoPtr<Poco::XML::Element> process() override;
+
+private:
+    /// Reports one subscription.
+    /// Requires: tree lock held.
+    void refresh(Subscription& subscription, const Poco::AutoPtr<Poco::XML::Element>& list,
+                 Diagnostics& diagnostics) const;
+
+    void to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Domain& domain, const SubscriptionItem& item,
+                TimePoint last_poll) const;
+    /// Appends nothing unless the variable was modified after `last_poll`.
+    void to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
+                const SubscriptionItem& item, TimePoint last_poll) const;
+
+    std::optional<TimePoint> hold_time_;
+    int wait_time_;          // milliseconds; has no effect: a poll never waits for a change
+    bool return_all_items_;  // has no effect: only what changed is sent
+    SubscriptionHandler& handler_;
+    RequestOptions options_;
+    std::vector<std::string> server_sub_handles_;  // in request order
+};
+
+}  // namespace kx::information_model::opc

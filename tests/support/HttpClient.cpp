@@ -7,6 +7,7 @@
 #include <array>
 #include <cctype>
 #include <stdexcept>
+#include <utility>
 
 namespace kx::information_model::opc::testing {
 

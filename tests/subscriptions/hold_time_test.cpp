@@ -1,0 +1,85 @@
+#include "subscriptions/hold_time.h"
+
+#include <gtest/gtest.h>
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <limits>
+#include <thread>
+
+namespace kx::information_model::opc {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::system_clock;
+
+bool returns(TimePoint hold_time) {
+    const auto held = std::async(std::launch::async, [hold_time] { hold_until(hold_time); });
+    return held.wait_for(30s) == std::future_status::ready;
+}
+
+TEST(HoldUntil, ReturnsWhenTheTimeHasPassed) {
+    EXPECT_TRUE(returns(TimePoint::min()));
+    EXPECT_TRUE(returns(TimePoint{}));
+    EXPECT_TRUE(returns(system_clock::now()));
+}
+
+TEST(HoldUntil, ReturnsWhenTheTimeIsReached) {
+    const TimePoint hold_time = system_clock::now() + 50ms;
+    hold_until(hold_time);
+    EXPECT_GE(system_clock::now(), hold_time);
+}
+
+std::atomic<int> signals_handled{0};
+
+void handle_signal(int /*signal*/) {
+    ++signals_handled;
+}
+
+TEST(HoldUntil, GoesOnAfterASignal) {
+    struct sigaction action {};
+    action.sa_handler = handle_signal;
+    struct sigaction previous {};
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
+
+    const TimePoint hold_time = system_clock::now() + 300ms;
+    TimePoint end;
+    std::atomic<bool> done{false};
+    std::thread holder([&] {
+        hold_until(hold_time);
+        end = system_clock::now();
+        done = true;
+    });
+    while (!done) {
+        pthread_kill(holder.native_handle(), SIGUSR1);
+        std::this_thread::sleep_for(5ms);
+    }
+    holder.join();
+    sigaction(SIGUSR1, &previous, nullptr);
+
+    EXPECT_GT(signals_handled, 0);
+    EXPECT_GE(end, hold_time);
+}
+
+TEST(GetDistance, SplitsIntoSecondsAndNanoseconds) {
+    const TimePoint from(1500ms);
+    EXPECT_EQ(get_distance(from, from + 2s + 7ns).tv_sec, 2);
+    EXPECT_EQ(get_distance(from, from + 2s + 7ns).tv_nsec, 7);
+    EXPECT_EQ(get_distance(from, from).tv_sec, 0);
+    EXPECT_EQ(get_distance(from, from).tv_nsec, 0);
+    EXPECT_EQ(get_distance(TimePoint(-1ns), TimePoint(1ns)).tv_nsec, 2);
+}
+
+TEST(GetDistance, DoesNotOverflow) {
+    static_assert(sizeof(std::time_t) == 8, "the figures below take 64 bits");
+    const timespec distance = get_distance(TimePoint::min(), TimePoint::max());
+    EXPECT_EQ(distance.tv_sec, 18446744073);
+    EXPECT_EQ(distance.tv_nsec, 709551615);
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

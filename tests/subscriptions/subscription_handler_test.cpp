@@ -1,0 +1,226 @@
+#include "subscriptions/SubscriptionHandler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <set>
+#include <thread>
+
+namespace kx::information_model::opc {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+using std::chrono::system_clock;
+
+constexpr std::int64_t LONG_PING_RATE = 3'600'000;  // milliseconds
+
+std::shared_ptr<Subscription> create_subscription(const std::string& handle) {
+    return std::make_shared<Subscription>(LONG_PING_RATE, handle, steady_clock::now() + 1h);
+}
+
+TEST(SubscriptionHandler, CreatedSubscriptionIsEmptyAndNeverPolled) {
+    SubscriptionHandler handler;
+    const auto before = steady_clock::now();
+    const auto subscription = handler.create(10'000);
+    const auto after = steady_clock::now();
+
+    EXPECT_EQ(subscription->ping_rate, 10'000);
+    EXPECT_GE(subscription->expiry.load(), before + 10s);
+    EXPECT_LE(subscription->expiry.load(), after + 10s);
+    EXPECT_EQ(subscription->last_poll.load(), system_clock::time_point{});
+    EXPECT_TRUE(subscription->items.empty());
+    EXPECT_FALSE(subscription->items_complete);
+    EXPECT_EQ(handler.get_size(), 1U);
+    EXPECT_EQ(handler.find(subscription->handle), subscription);
+}
+
+TEST(SubscriptionHandler, HandleIsTheSteadyClockInDecimalNanoseconds) {
+    SubscriptionHandler handler;
+    const auto before = steady_clock::now().time_since_epoch().count();
+    const std::string handle = handler.create(LONG_PING_RATE)->handle;
+    const auto after = steady_clock::now().time_since_epoch().count();
+
+    ASSERT_THAT(handle, ::testing::MatchesRegex("-?[0-9]+"));
+    EXPECT_EQ(std::to_string(std::stoll(handle)), handle);
+    EXPECT_GE(std::stoll(handle), before);
+    EXPECT_LE(std::stoll(handle), after);
+}
+
+TEST(SubscriptionHandler, HandlesGrowWithTime) {
+    SubscriptionHandler handler;
+    long long previous = 0;
+    for (int count = 0; count < 1000; ++count) {
+        const long long handle = std::stoll(handler.create(LONG_PING_RATE)->handle);
+        ASSERT_GE(handle, previous);
+        previous = handle;
+    }
+}
+
+TEST(SubscriptionHandler, NegativePingRateExpiresInThePast) {
+    SubscriptionHandler handler;
+    const auto before = steady_clock::now();
+    const auto subscription = handler.create(-2'147'483'648);
+    EXPECT_EQ(subscription->ping_rate, -2'147'483'648);
+    EXPECT_GE(subscription->expiry.load(), before - 2'147'483'648ms);
+    EXPECT_LT(subscription->expiry.load(), before);
+    handler.remove_expired();
+    EXPECT_EQ(handler.find(subscription->handle), nullptr);
+}
+
+TEST(SubscriptionHandler, FindsNothingUnderAnotherHandle) {
+    SubscriptionHandler handler;
+    const std::string handle = handler.create(LONG_PING_RATE)->handle;
+    EXPECT_EQ(handler.find(""), nullptr);
+    EXPECT_EQ(handler.find("0" + handle), nullptr);
+    EXPECT_EQ(handler.find(" " + handle), nullptr);
+    EXPECT_EQ(handler.find(handle + " "), nullptr);
+}
+
+TEST(SubscriptionHandler, SameHandleReplacesTheOlderSubscription) {
+    SubscriptionHandler handler;
+    const auto older = create_subscription("1");
+    const auto newer = create_subscription("1");
+    handler.add(older);
+    handler.add(newer);
+    EXPECT_EQ(handler.get_size(), 1U);
+    EXPECT_EQ(handler.find("1"), newer);
+}
+
+TEST(SubscriptionHandler, RemovesOnce) {
+    SubscriptionHandler handler;
+    const auto other = handler.create(LONG_PING_RATE);
+    handler.add(create_subscription("1"));
+    EXPECT_TRUE(handler.remove("1"));
+    EXPECT_FALSE(handler.remove("1"));
+    EXPECT_FALSE(handler.remove(""));
+    EXPECT_EQ(handler.get_size(), 1U);
+    EXPECT_EQ(handler.find(other->handle), other);
+}
+
+TEST(SubscriptionHandler, RemovedSubscriptionStaysUsableForThoseThatHoldIt) {
+    SubscriptionHandler handler;
+    handler.add(create_subscription("1"));
+    handler.add(create_subscription("2"));
+    handler.find("2")->expiry = steady_clock::now() - 1s;
+    const auto cancelled = handler.find("1");
+    const auto swept = handler.find("2");
+    handler.remove("1");
+    handler.remove_expired();
+    EXPECT_EQ(handler.get_size(), 0U);
+    EXPECT_EQ(cancelled.use_count(), 1);
+    EXPECT_EQ(cancelled->handle, "1");
+    EXPECT_EQ(swept.use_count(), 1);
+    EXPECT_EQ(swept->handle, "2");
+}
+
+TEST(SubscriptionHandler, SweepsWhatHasExpiredAndKeepsTheRest) {
+    SubscriptionHandler handler;
+    for (int number = 0; number < 10; ++number) {
+        const auto subscription = create_subscription(std::to_string(number));
+        if (number % 3 == 0) {
+            subscription->expiry = steady_clock::now() - 1ns;
+        }
+        handler.add(subscription);
+    }
+    handler.remove_expired();
+    EXPECT_EQ(handler.get_size(), 6U);
+    for (int number = 0; number < 10; ++number) {
+        EXPECT_EQ(handler.find(std::to_string(number)) == nullptr, number % 3 == 0) << number;
+    }
+}
+
+TEST(SubscriptionHandler, PingRateOfTenSecondsOutlivesNine) {
+    SubscriptionHandler handler;
+    const auto before = steady_clock::now();
+    const auto subscription = handler.create(10'000);
+    const auto after = steady_clock::now();
+    EXPECT_FALSE(is_expired(*subscription, before + 9s));
+    EXPECT_TRUE(is_expired(*subscription, after + 10s + 1ns));
+
+    subscription->expiry = subscription->expiry.load() - 10s;  // as if it had been created 10 s earlier
+    while (steady_clock::now() <= subscription->expiry.load()) {
+    }
+    handler.remove_expired();
+    EXPECT_EQ(handler.get_size(), 0U);
+}
+
+TEST(SubscriptionHandler, ExpiryEqualToNowSurvives) {
+    const auto subscription = create_subscription("1");
+    const auto expiry = subscription->expiry.load();
+    EXPECT_FALSE(is_expired(*subscription, expiry - 1ns));
+    EXPECT_FALSE(is_expired(*subscription, expiry));
+    EXPECT_TRUE(is_expired(*subscription, expiry + 1ns));
+}
+
+TEST(SubscriptionHandler, PingRateOfZeroIsGoneAfterTheNextSweep) {
+    SubscriptionHandler handler;
+    const auto subscription = handler.create(0);
+    while (steady_clock::now() <= subscription->expiry.load()) {
+    }
+    handler.remove_expired();
+    EXPECT_EQ(handler.find(subscription->handle), nullptr);
+}
+
+// Two subscriptions made in the same nanosecond have the same handle, and the one that was stored later is
+// the one that is found: nothing more can be promised.
+TEST(SubscriptionHandler, EightThreadsCreateAtOnce) {
+    constexpr std::size_t THREADS = 8;
+    constexpr std::size_t EACH = 2000;
+    SubscriptionHandler handler;
+    std::vector<std::vector<std::shared_ptr<Subscription>>> created(THREADS);
+    std::vector<std::thread> threads;
+    for (auto& own : created) {
+        threads.emplace_back([&handler, &own] {
+            for (std::size_t count = 0; count < EACH; ++count) {
+                own.push_back(handler.create(LONG_PING_RATE));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+
+    std::map<std::string, std::set<std::shared_ptr<Subscription>>> by_handle;
+    for (const auto& own : created) {
+        ASSERT_EQ(own.size(), EACH);
+        for (const auto& subscription : own) {
+            by_handle[subscription->handle].insert(subscription);
+        }
+    }
+    EXPECT_EQ(handler.get_size(), by_handle.size());
+    for (const auto& [handle, subscriptions] : by_handle) {
+        ASSERT_EQ(subscriptions.count(handler.find(handle)), 1U) << handle;
+    }
+}
+
+TEST(SubscriptionHandler, SweepsRemovalsAndLookUpsRunAtOnce) {
+    constexpr int EACH = 2000;
+    SubscriptionHandler handler;
+    const auto kept = create_subscription("1");
+    handler.add(kept);
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number) {
+        threads.emplace_back([&handler, number] {
+            for (int count = 0; count < EACH; ++count) {
+                const auto subscription = handler.create(number % 2 == 0 ? LONG_PING_RATE : 0);
+                subscription->expiry = subscription->expiry.load();
+                handler.remove_expired();
+                handler.remove(subscription->handle);
+                EXPECT_NE(handler.find("1"), nullptr);
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    handler.remove_expired();
+    EXPECT_EQ(handler.get_size(), 1U);
+    EXPECT_EQ(handler.find("1"), kept);
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

@@ -1,0 +1,166 @@
+#include "services/Write.h"
+
+#include "codec/value_reader.h"
+#include "server/reply_dom.h"
+#include "server/request_dom.h"
+#include "server/xml_names.h"
+#include "services/Diagnostics.h"
+#include "services/item_lookup.h"
+#include "services/item_value.h"
+
+#include <information_model/OnScopeExit.h>
+#include <information_model/exceptions.h>
+
+#include <Poco/DOM/Attr.h>
+
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <variant>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+// Null, with a line of diagnostics, if there is no variable at `path`.
+Variable* find_variable(Item& root, const Path& path, Diagnostics& diagnostics) {
+    try {
+        Item& item = root.get_item(path, false);
+        if (item.get_item_type() == ITEM_TYPE::VARIABLE) {
+            return &static_cast<Variable&>(item);
+        }
+        diagnostics.add("error variable not found");
+    } catch (const PathNotFoundException& exception) {
+        diagnostics.add("error not found", exception.what());
+    }
+    return nullptr;
+}
+
+template <class T>
+const T& get_content(const Value& value) {
+    if (const T* content = std::get_if<T>(&value)) {
+        return *content;
+    }
+    throw BadValueTypeException();
+}
+
+void store(Variable& variable, Value value) {
+    variable.set_value(std::move(value), CALLBACK_RESTRAIN::UNRESTRAINED, true);
+}
+
+void reset(Variable& variable) {
+    Value value = variable.get_value();
+    value.reset();
+    store(variable, std::move(value));
+}
+
+// Arrays of unsigned bytes travel as signed ones; the bits are what counts.
+void write_unsigned_bytes(Variable& variable, const Value& value) {
+    const auto& bytes = get_content<std::vector<signed char>>(value);
+    store(variable, Value(std::vector<unsigned char>(bytes.begin(), bytes.end())));
+}
+
+void write_symbol(Variable& variable, const Value& value) {
+    auto symbol = get_content<SymbolInfo>(variable.get_value());
+    symbol.set_value(static_cast<unsigned int>(get_content<int>(value)));
+    variable = Value(symbol);
+}
+
+void write_path(Variable& variable, const Value& value) {
+    if (!variable.get_value_type_info().is_array()) {
+        variable = Value(Path(get_content<std::string>(value)));
+        return;
+    }
+    std::vector<Path> paths;
+    for (const std::string& text : get_content<std::vector<std::string>>(value)) {
+        paths.emplace_back(text);
+    }
+    variable = Value(std::move(paths));
+}
+
+// Paths, symbols and arrays of unsigned bytes do not travel as what they are; everything else does.
+void write(Variable& variable, Value value) {
+    const ValueTypeInfo type_info = variable.get_value_type_info();
+    if (type_info == ValueTypeInfo(VALUE_TYPE::UNSIGNED_BYTE, true)) {
+        write_unsigned_bytes(variable, value);
+    } else if (type_info.get_type() == VALUE_TYPE::SYMBOL) {
+        write_symbol(variable, value);
+    } else if (type_info.get_type() == VALUE_TYPE::PATH) {
+        write_path(variable, value);
+    } else {
+        store(variable, std::move(value));
+    }
+}
+
+}  // namespace
+
+Write::Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
+             const Poco::XML::NamespaceSupport& namespaces)
+    : AMessage(std::move(model), request, namespaces) {
+    return_values_on_reply_ =
+        get_attribute<bool>(request, request_names::RETURN_VALUES_ON_REPLY, std::nullopt);
+    options_ = read_options(*this, *request, namespaces);
+    const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST, namespaces);
+    if (list == nullptr) {
+        return;
+    }
+    for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
+        Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, ""));
+        auto handle = get_attribute<std::string>(&node, request_names::CLIENT_ITEM_HANDLE, "");
+        std::optional<Value> value;
+        if (const Poco::XML::Node* value_node = find_child(node, request_names::VALUE, namespaces)) {
+            value.emplace(get_value(value_node));
+        }
+        items_.emplace_back(std::move(path), std::move(handle), std::move(value));
+    });
+}
+
+Write::~Write() = default;
+
+Value Write::get_value(const Poco::XML::Node* node) const {
+    // Unlike other attributes this one needs its namespace: a plain "type" is somebody else's.
+    const auto& element = static_cast<const Poco::XML::Element&>(*node);
+    const Poco::XML::Attr* type = element.getAttributeNodeNS(xml_namespaces::XSI, "type");
+    const ValueReader read = type == nullptr ? nullptr : find_value_reader(type->nodeValue());
+    if (read == nullptr) {
+        throw std::invalid_argument("Unsupported type.");
+    }
+    return read(node);
+}
+
+Poco::AutoPtr<Poco::XML::Element> Write::process() {
+    auto response = create_element(get_document(), reply_names::WRITE_RESPONSE);
+    const utility::OnScopeExit result([this, response] {
+        append_result(response, reply_names::WRITE_RESULT, options_.client_request_handle);
+    });
+    auto list = create_list_element(get_document(), reply_names::R_ITEM_LIST);
+    Item& root = get_root_item(get_model());
+    Diagnostics diagnostics;
+    std::unique_lock<Tree> lock(root);
+    for (RequestItem& item : items_) {
+        Variable* const variable = find_variable(root, std::get<Path>(item), diagnostics);
+        if (variable == nullptr || !variable->get_writable().value_or(false)) {
+            continue;
+        }
+        if (auto& value = std::get<std::optional<Value>>(item)) {
+            write(*variable, std::move(*value));
+        } else {
+            reset(*variable);
+        }
+        to_xml(list, *variable, item);
+    }
+    lock.unlock();
+    response->appendChild(list);
+    return response;
+}
+
+void Write::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
+                   const RequestItem& item) const {
+    list->appendChild(
+        create_item_value(*this, get_document(), reply_names::ITEMS, variable,
+                          {.client_item_handle = get_if_not_empty(std::get<std::string>(item)),
+                           .timestamp = get_reported_time(variable, options_.return_item_time),
+                           .value = return_values_on_reply_ ? &variable.get_value() : nullptr}));
+}
+
+}  // namespace kx::information_model::opc

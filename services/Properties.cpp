@@ -1,0 +1,71 @@
+#include "services/Properties.h"
+
+#include "server/reply_dom.h"
+#include "server/request_dom.h"
+#include "server/xml_names.h"
+
+namespace kx::information_model::opc {
+
+Properties::Properties(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
+                       const Poco::XML::NamespaceSupport& namespaces)
+    : AMessage(std::move(model), request, namespaces),
+      return_all_properties_(get_attribute<bool>(request, request_names::RETURN_ALL_PROPERTIES, false)),
+      return_property_values_(get_attribute<bool>(request, request_names::RETURN_PROPERTY_VALUES, false)) {
+    if (return_all_properties_) {
+        return;
+    }
+    for_each_child(*request, request_names::PROPERTY_NAMES, namespaces,
+                   [this](const Poco::XML::Node& node) { property_names_.insert(node.innerText()); });
+}
+
+Properties::~Properties() = default;
+
+void Properties::insert_properties(Poco::AutoPtr<Poco::XML::Element> parent, const std::string& element_name,
+                                   const Domain& item) const {
+    insert_selected(*parent, element_name, item, get_domain_properties());
+}
+
+void Properties::insert_properties(Poco::AutoPtr<Poco::XML::Element> parent, const std::string& element_name,
+                                   const Variable& item) const {
+    insert_selected(*parent, element_name, item, get_variable_properties());
+}
+
+Path Properties::get_item_path(const Poco::XML::Node& node) const {
+    auto name = get_attribute<std::string>(&node, reply_names::ITEM_NAME, ".");
+    return Path(name.empty() ? "." : std::move(name));
+}
+
+bool Properties::is_selected(const std::string& name) const {
+    return return_all_properties_ || property_names_.contains(name);
+}
+
+template <class ItemKind>
+void Properties::insert_selected(Poco::XML::Element& parent, const std::string& element_name,
+                                 const ItemKind& item, std::span<const Property<ItemKind>> properties) const {
+    for (const Property<ItemKind>& property : properties) {
+        if (!is_selected(property.name) || !property.is_present(item)) {
+            continue;
+        }
+        auto element = create_element(get_document(), element_name);
+        set_attribute(*element, reply_names::NAME, property.name);
+        set_attribute(*element, reply_names::DESCRIPTION, property.name);
+        if (return_property_values_) {
+            element->appendChild(create_property_value(property, item));
+        }
+        parent.appendChild(element);
+    }
+}
+
+template <class ItemKind>
+Poco::AutoPtr<Poco::XML::Element> Properties::create_property_value(const Property<ItemKind>& property,
+                                                                    const ItemKind& item) const {
+    const PropertyValue value = property.get_value(item);
+    const auto* borrowed = std::get_if<const Value*>(&value);
+    auto element = create_value(borrowed == nullptr ? std::get<Value>(value) : **borrowed);
+    if (!property.type_name.empty()) {
+        set_attribute(*element, reply_names::XSI_TYPE, property.type_name);
+    }
+    return element;
+}
+
+}  // namespace kx::information_model::opc

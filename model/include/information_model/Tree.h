@@ -56,6 +56,7 @@ protected:
     /// @param parent  null for a root, which then brings its lock
     Tree(std::string name, Domain* parent);
 
+    Domain* get_parent() noexcept { return parent_; }
     const Domain* get_parent() const noexcept { return parent_; }
     const Domain& get_root_domain() const noexcept;
     detail::TreeLock& get_tree_lock() const noexcept;

@@ -110,6 +110,9 @@ private:
 
     Variable(std::string name, Domain* parent, Value initial, VariableOptions options);
 
+    const Metadata& get_metadata() const noexcept;
+    Extension& get_extension();
+
     Value value_;
     TimePoint timestamp_;
     TimePoint modified_timestamp_;

@@ -1,0 +1,192 @@
+#include <information_model/Variable.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "model/Observers.h"
+#include "model/TreeLock.h"
+
+namespace kx::information_model {
+
+struct Variable::Metadata {
+    std::string engineering_unit = {};
+    Range range = {};
+    std::optional<Value> delta = {};
+    std::optional<int> fractional_digits = {};
+    std::optional<symbol_list::HISTORY_KIND> history_kind = {};
+};
+
+struct Variable::Extension {
+    std::unique_ptr<const Metadata> metadata;  // null when none was given
+    detail::Observers observers;
+};
+
+namespace {
+
+TimePoint get_current_time() noexcept {
+    return std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
+}
+
+std::uint8_t encode_writable(std::optional<bool> writable) noexcept {
+    if (!writable) {
+        return 0;
+    }
+    return *writable ? 2 : 1;
+}
+
+template <class E>
+void check_symbol(E symbol) {
+    symbol_list::get_symbol(symbol_list::SymbolList<E>::get_symbols(), static_cast<std::uint32_t>(symbol));
+}
+
+symbol_list::QUALITY check_quality(symbol_list::QUALITY quality) {
+    check_symbol(quality);
+    return quality;
+}
+
+template <class T>
+bool is_same(const T& left, const T& right) {
+    if constexpr (std::is_floating_point_v<T>) {
+        if (std::isnan(left) || std::isnan(right)) {
+            return std::isnan(left) && std::isnan(right);
+        }
+        return left == right && std::signbit(left) == std::signbit(right);
+    } else {
+        return left == right;
+    }
+}
+
+template <class T>
+bool is_same(const std::vector<T>& left, const std::vector<T>& right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](const T& first, const T& second) { return is_same(first, second); });
+}
+
+/// Whether a write of `right` over `left` changes nothing that a client could see.
+bool is_same_content(const ValueContent& left, const ValueContent& right) {
+    return left.index() == right.index() && std::visit(
+                                                [&right](const auto& content) {
+                                                    using Content = std::remove_cvref_t<decltype(content)>;
+                                                    return is_same(content, std::get<Content>(right));
+                                                },
+                                                left);
+}
+
+}  // namespace
+
+Variable::Variable(std::string name, Domain* parent, Value initial, VariableOptions options)
+    : Item(std::move(name), parent, ITEM_TYPE::VARIABLE, std::move(options.description)),
+      value_(std::move(initial)),
+      timestamp_(get_current_time()),
+      modified_timestamp_(timestamp_),
+      quality_(check_quality(options.quality)),
+      writable_(encode_writable(options.writable)) {
+    if (options.engineering_unit.empty() && !options.range.lower && !options.range.upper && !options.delta &&
+        !options.fractional_digits && !options.history_kind) {
+        return;
+    }
+    if (options.history_kind) {
+        check_symbol(*options.history_kind);
+    }
+    extension_ = std::make_unique<Extension>();
+    extension_->metadata = std::make_unique<const Metadata>(
+        Metadata{std::move(options.engineering_unit), std::move(options.range), std::move(options.delta),
+                 options.fractional_digits, options.history_kind});
+}
+
+Variable::~Variable() = default;
+
+void Variable::set_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_time) {
+    if (value.get_type_info() != get_value_type_info()) {
+        throw BadValueTypeException();
+    }
+    const bool is_changed = !is_same_content(value_, value);
+    detail::Deliveries deliveries;
+    if (extension_) {
+        deliveries = extension_->observers.create_deliveries(*this, value, restrain, is_changed);
+    }
+
+    // From here on nothing fails.
+    if (is_changed || stamp_time) {
+        const TimePoint now = get_current_time();
+        timestamp_ = stamp_time ? now : timestamp_;
+        modified_timestamp_ = is_changed ? now : modified_timestamp_;
+    }
+    if (is_changed) {
+        value_.swap(value);
+    }
+    if (!deliveries.empty()) {
+        get_tree_lock().post(std::move(deliveries));
+    }
+}
+
+Variable& Variable::operator=(Value value) {
+    set_value(std::move(value), CALLBACK_RESTRAIN::UNRESTRAINED, true);
+    return *this;
+}
+
+std::optional<bool> Variable::get_writable() const noexcept {
+    if (writable_ == 0) {
+        return std::nullopt;
+    }
+    return writable_ == 2;
+}
+
+SymbolInfo Variable::get_quality() const {
+    return SymbolInfo(quality_);
+}
+
+void Variable::set_quality(symbol_list::QUALITY quality) {
+    check_symbol(quality);
+    if (quality != quality_) {
+        quality_ = quality;
+        modified_timestamp_ = get_current_time();
+    }
+}
+
+const Range& Variable::get_range() const noexcept {
+    return get_metadata().range;
+}
+
+const std::optional<Value>& Variable::get_delta() const noexcept {
+    return get_metadata().delta;
+}
+
+std::optional<int> Variable::get_fractional_digits() const noexcept {
+    return get_metadata().fractional_digits;
+}
+
+const std::string& Variable::get_engineering_unit() const noexcept {
+    return get_metadata().engineering_unit;
+}
+
+std::optional<SymbolInfo> Variable::get_history_kind() const {
+    const auto history_kind = get_metadata().history_kind;
+    return history_kind ? std::optional<SymbolInfo>(*history_kind) : std::nullopt;
+}
+
+Registration Variable::on_change(Callback callback) {
+    return Registration(get_extension().observers.add(detail::Observers::Kind::CHANGED, std::move(callback)));
+}
+
+Registration Variable::on_write(Callback callback) {
+    return Registration(get_extension().observers.add(detail::Observers::Kind::WRITTEN, std::move(callback)));
+}
+
+const Variable::Metadata& Variable::get_metadata() const noexcept {
+    static const Metadata NONE;
+    return extension_ && extension_->metadata ? *extension_->metadata : NONE;
+}
+
+Variable::Extension& Variable::get_extension() {
+    if (!extension_) {
+        extension_ = std::make_unique<Extension>();
+    }
+    return *extension_;
+}
+
+}  // namespace kx::information_model

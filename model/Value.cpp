@@ -4,8 +4,9 @@
 
 namespace kx::information_model {
 
-static_assert(std::is_nothrow_move_constructible_v<ValueContent> && std::is_nothrow_swappable_v<ValueContent>,
-              "a write is committed by a swap that cannot fail half-way");
+static_assert(std::is_nothrow_move_constructible_v<ValueContent> &&
+                  std::is_nothrow_move_assignable_v<ValueContent>,
+              "a write is committed by an assignment that cannot fail half-way");
 
 namespace {
 
@@ -107,6 +108,16 @@ T get_default_content() {
 }  // namespace
 
 Value::Value(const std::vector<Value>& members) : Value(make_array(members)) {}
+
+Value::Value(const Value& other) = default;
+Value::Value(Value&& other) noexcept = default;
+Value::~Value() = default;
+
+Value& Value::operator=(Value other) noexcept {
+    ValueContent::operator=(static_cast<ValueContent&&>(other));
+    type_info_ = other.type_info_;
+    return *this;
+}
 
 void Value::reset() {
     with_scalar_alternative(type_info_.get_type(), [this](auto tag) {

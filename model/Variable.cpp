@@ -117,7 +117,7 @@ void Variable::set_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_tim
         modified_timestamp_ = is_changed ? now : modified_timestamp_;
     }
     if (is_changed) {
-        value_.swap(value);
+        value_ = std::move(value);
     }
     if (!deliveries.empty()) {
         get_tree_lock().post(std::move(deliveries));

@@ -69,7 +69,7 @@ private:
     void prepare_child(std::string_view name);
 
     std::unique_ptr<detail::ChildIndex> children_;  // null until the first child comes
-    std::unique_ptr<detail::TreeLock> tree_lock_;  // the root's alone
+    std::unique_ptr<detail::TreeLock> tree_lock_;   // the root's alone
     std::optional<Identity> identity_;
     pattern_type::PatternType pattern_type_;
 };

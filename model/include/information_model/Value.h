@@ -111,19 +111,13 @@ public:
     ///                                content and descriptor do not agree
     explicit Value(const std::vector<Value>& members);
 
-    Value(const Value&) = default;
-    Value(Value&&) = default;
-    ~Value() = default;
+    // In the library, because code for all alternatives in every file of a host would be a lot of it.
+    Value(const Value& other);
+    Value(Value&& other) noexcept;
+    ~Value();
 
-    Value& operator=(Value other) {
-        swap(other);
-        return *this;
-    }
-
-    void swap(Value& other) {
-        static_cast<ValueContent&>(*this).swap(other);
-        std::swap(type_info_, other.type_info_);
-    }
+    /// Takes over content and type of `other`, which is why it cannot fail.
+    Value& operator=(Value other) noexcept;
 
     /// The descriptor.
     const ValueTypeInfo& get_type_info() const noexcept { return type_info_; }
@@ -139,6 +133,7 @@ public:
 private:
     // Would part the content from its descriptor.
     using ValueContent::emplace;
+    using ValueContent::swap;
 
     ValueTypeInfo type_info_;
 };

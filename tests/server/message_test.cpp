@@ -1,0 +1,290 @@
+#include "server/AMessage.h"
+
+#include "ParsedRequest.h"
+#include "server/reply_dom.h"
+#include "server/serialize.h"
+
+#include <Poco/DOM/NamedNodeMap.h>
+#include <Poco/Exception.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace kx::information_model::opc {
+namespace {
+
+using std::chrono::system_clock;
+using testing::create_element_text;
+using testing::ParsedRequest;
+
+class EchoMessage : public AMessage {
+public:
+    using AMessage::AMessage;
+    using AMessage::get_document;
+    using AMessage::get_model;
+    using AMessage::get_namespaces;
+    using AMessage::get_request;
+
+    Poco::AutoPtr<Poco::XML::Element> create(const std::string& name) const {
+        return create_element(get_document(), name);
+    }
+
+protected:
+    Poco::AutoPtr<Poco::XML::Element> process() override {
+        auto response = create("EchoResponse");
+        append_result(response, "EchoResult", std::nullopt);
+        return response;
+    }
+};
+
+class FailingMessage : public AMessage {
+public:
+    using AMessage::AMessage;
+
+protected:
+    Poco::AutoPtr<Poco::XML::Element> process() override { throw std::runtime_error("no reply"); }
+};
+
+class Message : public ::testing::Test {
+protected:
+    EchoMessage& parse(const std::string& attributes) {
+        message_.reset();
+        request_ = std::make_unique<ParsedRequest>(create_element_text("Echo", attributes));
+        message_ = std::make_unique<EchoMessage>(model_, request_->get_root(), request_->get_namespaces());
+        return *message_;
+    }
+
+    template <class T>
+    T get(const std::string& attributes, const std::optional<T>& default_value = std::nullopt) {
+        EchoMessage& message = parse(attributes);
+        return message.get_attribute<T>(message.get_request(), "xmlda:A", default_value);
+    }
+
+    std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
+    std::unique_ptr<ParsedRequest> request_;
+    std::unique_ptr<EchoMessage> message_;
+};
+
+TEST_F(Message, KeepsWhatItIsMadeFrom) {
+    const EchoMessage& message = parse("");
+    EXPECT_EQ(message.get_request(), request_->get_root());
+    EXPECT_EQ(&message.get_namespaces(), &request_->get_namespaces());
+    EXPECT_EQ(&message.get_model(), model_.get());
+    EXPECT_EQ(message.get_document().firstChild(), nullptr);
+}
+
+TEST_F(Message, ReadsBools) {
+    for (const std::string text : {"1", "true", "TRUE", "True", "yes", "Yes", "on", "ON", "2"}) {
+        EXPECT_TRUE(get<bool>("A='" + text + "'")) << text;
+    }
+    for (const std::string text : {"0", "false", "FALSE", "no", "No", "off", "OFF"}) {
+        EXPECT_FALSE(get<bool>("A='" + text + "'")) << text;
+    }
+    for (const std::string text : {"maybe", "", "tru", "1x"}) {
+        EXPECT_THROW(get<bool>("A='" + text + "'"), Poco::SyntaxException) << text;
+    }
+}
+
+TEST_F(Message, ReadsInts) {
+    EXPECT_EQ(get<int>("A='42'"), 42);
+    EXPECT_EQ(get<int>("A='-7'"), -7);
+    EXPECT_EQ(get<int>("A='1,234,567'"), 1234567);
+    EXPECT_EQ(get<int>("A='2147483647'"), std::numeric_limits<int>::max());
+    EXPECT_EQ(get<int>("A='-2147483648'"), std::numeric_limits<int>::min());
+    for (const std::string text : {"", "x", "1.5", "2147483648", "4 2"}) {
+        EXPECT_THROW(get<int>("A='" + text + "'"), Poco::SyntaxException) << text;
+    }
+}
+
+TEST_F(Message, ReadsFloats) {
+    EXPECT_EQ(get<float>("A='1.5'"), 1.5F);
+    EXPECT_EQ(get<float>("A='-0.25'"), -0.25F);
+    EXPECT_EQ(get<float>("A='1,000.5'"), 1000.5F);
+    EXPECT_EQ(get<float>("A='1e3'"), 1000.0F);
+    EXPECT_EQ(get<float>("A='0.1'"), static_cast<float>(0.1));
+    for (const std::string text : {"", "x", "1.5x"}) {
+        EXPECT_THROW(get<float>("A='" + text + "'"), Poco::SyntaxException) << text;
+    }
+}
+
+TEST_F(Message, ReadsTimes) {
+    EXPECT_EQ(get<TimePoint>("A='1970-01-01T00:00:01.5Z'"), TimePoint(std::chrono::milliseconds(1500)));
+    for (const std::string text : {"", "yesterday", "2026-11-21"}) {
+        EXPECT_THROW(get<TimePoint>("A='" + text + "'"), std::invalid_argument) << text;
+    }
+}
+
+TEST_F(Message, ReadsTextsAsTheyStand) {
+    EXPECT_EQ(get<std::string>("A=' a  b&#10;&lt; '"), " a  b\n< ");
+    EXPECT_EQ(get<std::string>("A=''"), "");
+}
+
+TEST_F(Message, ReadsTheQualifiedAttributeFirst) {
+    EXPECT_EQ(get<int>("A='1' da:A='2'"), 2);
+    EXPECT_EQ(get<int>("da:A='2' A='1'"), 2);
+    EXPECT_EQ(get<int>("A='1' x:A='3'"), 1);
+}
+
+template <class T>
+class MissingAttribute : public Message {};
+
+using AttributeTypes = ::testing::Types<bool, int, float, TimePoint, std::string>;
+TYPED_TEST_SUITE(MissingAttribute, AttributeTypes);
+
+TYPED_TEST(MissingAttribute, IsTheDefaultOrAnError) {
+    EXPECT_EQ(this->template get<TypeParam>("B='1' x:A='1'", TypeParam{}), TypeParam{});
+    try {
+        this->template get<TypeParam>("B='1' x:A='1'");
+        FAIL() << "no exception";
+    } catch (const std::logic_error& error) {
+        EXPECT_STREQ(error.what(), "Attribute not found.");
+    }
+}
+
+TYPED_TEST(MissingAttribute, IsNotTheDefaultWhenItIsThereAndWrong) {
+    if constexpr (!std::is_same_v<TypeParam, std::string>) {
+        EXPECT_ANY_THROW(this->template get<TypeParam>("A='?'", TypeParam{}));
+    } else {
+        EXPECT_EQ(this->template get<TypeParam>("A='?'", TypeParam{}), "?");
+    }
+}
+
+TEST_F(Message, FindsTheAttributeNode) {
+    const EchoMessage& message = parse("A='1' B=''");
+    EXPECT_EQ(message.get_attribute(message.get_request(), "xmlda:A")->getNodeValue(), "1");
+    EXPECT_EQ(message.get_attribute(message.get_request(), "A")->getNodeValue(), "1");
+    EXPECT_EQ(message.get_attribute(message.get_request(), "xmlda:C"), nullptr);
+    EXPECT_EQ(message.get_optional_attribute(message.get_request(), "xmlda:B"), "");
+    EXPECT_EQ(message.get_optional_attribute(message.get_request(), "xmlda:C"), std::nullopt);
+}
+
+std::vector<std::pair<std::string, std::string>> get_attributes(const Poco::XML::Element& element) {
+    const Poco::AutoPtr<Poco::XML::NamedNodeMap> map = element.attributes();
+    std::vector<std::pair<std::string, std::string>> attributes;
+    for (unsigned long index = 0; index < map->length(); ++index) {
+        attributes.emplace_back(map->item(index)->nodeName(), map->item(index)->nodeValue());
+    }
+    return attributes;
+}
+
+std::vector<std::string> get_names(const std::vector<std::pair<std::string, std::string>>& attributes) {
+    std::vector<std::string> names;
+    for (const auto& attribute : attributes) {
+        names.push_back(attribute.first);
+    }
+    return names;
+}
+
+TEST_F(Message, SetsTheResultAttributesInTheirOrder) {
+    EchoMessage& message = parse("");
+    auto result = message.create("Result");
+    message.set_result(result, "handle");
+    const auto attributes = get_attributes(*result);
+    EXPECT_EQ(get_names(attributes), (std::vector<std::string>{"ClientRequestHandle", "RevisedLocaleID",
+                                                               "RcvTime", "ReplyTime", "ServerState"}));
+    EXPECT_EQ(attributes.at(0).second, "handle");
+    EXPECT_EQ(attributes.at(1).second, "en-US");
+    EXPECT_EQ(attributes.at(4).second, "running");
+}
+
+TEST_F(Message, LeavesOutAnAbsentHandleOnly) {
+    EchoMessage& message = parse("");
+    auto result = message.create("Result");
+    message.set_result(result, std::nullopt);
+    EXPECT_EQ(get_names(get_attributes(*result)),
+              (std::vector<std::string>{"RevisedLocaleID", "RcvTime", "ReplyTime", "ServerState"}));
+    auto with_empty_handle = message.create("Result");
+    message.set_result(with_empty_handle, "");
+    EXPECT_TRUE(with_empty_handle->hasAttribute("ClientRequestHandle"));
+}
+
+TEST_F(Message, StampsReceiveTimeAtConstructionAndReplyTimeAtTheResult) {
+    const TimePoint before = system_clock::now();
+    EchoMessage& message = parse("");
+    const TimePoint constructed = system_clock::now();
+    auto result = message.create("Result");
+    message.set_result(result, std::nullopt);
+    const TimePoint after = system_clock::now();
+    const TimePoint received = date_time_from_iso8601_string(result->getAttribute("RcvTime"));
+    const TimePoint replied = date_time_from_iso8601_string(result->getAttribute("ReplyTime"));
+    EXPECT_LE(before, received);
+    EXPECT_LE(received, constructed);
+    EXPECT_LE(constructed, replied);
+    EXPECT_LE(replied, after);
+}
+
+TEST_F(Message, RefusesANullResult) {
+    EXPECT_THROW(parse("").set_result(nullptr, std::nullopt), Poco::NullPointerException);
+}
+
+TEST_F(Message, GeneratesTheEnvelopeAroundTheResponse) {
+    auto document = parse("").generate();
+    auto* result = static_cast<Poco::XML::Element*>(
+        document->documentElement()->firstChild()->firstChild()->firstChild());
+    ASSERT_EQ(result->tagName(), "EchoResult");
+    result->removeAttribute("RcvTime");
+    result->removeAttribute("ReplyTime");
+    EXPECT_EQ(serialize(document),
+              R"(<?xml version="1.0" encoding="utf-8"?>)"
+              R"(<soap:Envelope xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/")"
+              R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/")"
+              R"( xmlns:telvix="urn:telvix:information-model:1.0")"
+              R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
+              R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><soap:Body><EchoResponse>)"
+              R"(<EchoResult RevisedLocaleID="en-US" ServerState="running"/>)"
+              R"(</EchoResponse></soap:Body></soap:Envelope>)");
+}
+
+TEST_F(Message, DeclaresTheNamespacesInTheirOrder) {
+    const auto document = parse("").generate();
+    EXPECT_EQ(get_names(get_attributes(*document->documentElement())),
+              (std::vector<std::string>{"xmlns:soap", "xmlns:xsd", "xmlns:xsi", "xmlns:telvix", "xmlns"}));
+}
+
+TEST_F(Message, DocumentOutlivesTheMessage) {
+    auto document = parse("").generate();
+    message_.reset();
+    EXPECT_EQ(document->documentElement()->tagName(), "soap:Envelope");
+}
+
+TEST_F(Message, LetsExceptionsOfTheServiceOut) {
+    parse("");
+    FailingMessage failing(model_, request_->get_root(), request_->get_namespaces());
+    EXPECT_THROW(failing.generate(), std::runtime_error);
+}
+
+TEST_F(Message, CreatesAValueWithItsType) {
+    const EchoMessage& message = parse("");
+    const auto value = message.create_value(Value(std::vector<unsigned char>{200, 7}));
+    EXPECT_EQ(value->tagName(), "Value");
+    EXPECT_EQ(get_attributes(*value),
+              (std::vector<std::pair<std::string, std::string>>{{"xsi:type", "ArrayOfByte"}}));
+    EXPECT_EQ(value->firstChild()->nodeName(), "byte");
+    EXPECT_EQ(value->firstChild()->innerText(), "-56");
+    EXPECT_EQ(value->parentNode(), nullptr);
+    EXPECT_EQ(value->ownerDocument(), &message.get_document());
+}
+
+TEST_F(Message, CreatesAnEmptyValueForAnEmptyArray) {
+    const auto value = parse("").create_value(Value(std::vector<double>{}));
+    EXPECT_EQ(value->getAttribute("xsi:type"), "ArrayOfDouble");
+    EXPECT_EQ(value->firstChild(), nullptr);
+}
+
+TEST_F(Message, CreatesNoValueOfATypeWithoutForm) {
+    const EchoMessage& message = parse("");
+    EXPECT_THROW(message.create_value(Value(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false))),
+                 std::invalid_argument);
+    EXPECT_THROW(message.create_value(Value(1, ValueTypeInfo(VALUE_TYPE::ATTACHMENT, true))),
+                 std::invalid_argument);
+    EXPECT_THROW(message.create_value(Value("1", ValueTypeInfo(VALUE_TYPE::INT, false))),
+                 BadValueTypeException);
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

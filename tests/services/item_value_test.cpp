@@ -1,0 +1,143 @@
+#include "services/item_value.h"
+
+#include "server/reply_dom.h"
+
+#include <Poco/DOM/DOMWriter.h>
+#include <Poco/DOM/NamedNodeMap.h>
+#include <Poco/SAX/NamespaceSupport.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kx::information_model::opc {
+namespace {
+
+std::string to_text(const Poco::XML::Element& element) {
+    std::ostringstream stream;
+    Poco::XML::DOMWriter().writeNode(stream, &element);
+    return stream.str();
+}
+
+class NoService : public AMessage {
+public:
+    using AMessage::AMessage;
+    using AMessage::get_document;
+
+protected:
+    Poco::AutoPtr<Poco::XML::Element> process() override { return {}; }
+};
+
+class ItemValue : public ::testing::Test {
+protected:
+    ItemValue()
+        : boiler_(model_->get_root().add_domain("boiler")),
+          temperature_(boiler_.add_variable("temperature", Value(21.5))) {}
+
+    Poco::AutoPtr<Poco::XML::Element> create(const Item& item, const ItemValueParts& parts,
+                                             const std::string& name = "Items") const {
+        return create_item_value(message_, message_.get_document(), name, item, parts);
+    }
+
+    std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
+    Poco::XML::NamespaceSupport namespaces_;
+    NoService message_{model_, nullptr, namespaces_};
+    Domain& boiler_;
+    Variable& temperature_;
+};
+
+TEST_F(ItemValue, HasTheNameAlone) {
+    EXPECT_EQ(to_text(*create(boiler_, {})), R"(<Items ItemName="/boiler"/>)");
+    EXPECT_EQ(to_text(*create(temperature_, {})), R"(<Items ItemName="/boiler/temperature"/>)");
+    EXPECT_EQ(to_text(*create(model_->get_root(), {})), R"(<Items ItemName="/"/>)");
+}
+
+TEST_F(ItemValue, IsCalledAsItsServiceWants) {
+    EXPECT_EQ(to_text(*create(boiler_, {}, "ItemValue")), R"(<ItemValue ItemName="/boiler"/>)");
+}
+
+TEST_F(ItemValue, HasAHandleThatIsGiven) {
+    const std::string handle = "h<\x01";
+    const std::string empty;
+    EXPECT_EQ(to_text(*create(boiler_, {.client_item_handle = &handle})),
+              "<Items ClientItemHandle=\"h&lt;\xEF\xBF\xBD\" ItemName=\"/boiler\"/>");
+    EXPECT_EQ(to_text(*create(boiler_, {.client_item_handle = &empty})),
+              R"(<Items ClientItemHandle="" ItemName="/boiler"/>)");
+}
+
+TEST_F(ItemValue, HasATimestampThatIsGiven) {
+    EXPECT_EQ(to_text(*create(boiler_, {.timestamp = TimePoint(std::chrono::milliseconds(1500))})),
+              R"(<Items ItemName="/boiler" Timestamp="1970-01-01T00:00:01.500Z"/>)");
+    EXPECT_EQ(to_text(*create(boiler_, {.timestamp = TimePoint()})),
+              R"(<Items ItemName="/boiler" Timestamp="1970-01-01T00:00:00Z"/>)");
+}
+
+TEST_F(ItemValue, HasAValueThatIsGiven) {
+    EXPECT_EQ(
+        to_text(*create(temperature_, {.value = &temperature_.get_value()})),
+        R"(<Items ItemName="/boiler/temperature"><Value xsi:type="xsd:double">21.500000</Value></Items>)");
+    const Value array(std::vector<int>{1, 2});
+    EXPECT_EQ(
+        to_text(*create(temperature_, {.value = &array})),
+        R"(<Items ItemName="/boiler/temperature"><Value xsi:type="ArrayOfInt"><int>1</int><int>2</int></Value>)"
+        "</Items>");
+}
+
+TEST_F(ItemValue, SetsItsAttributesInTheirOrder) {
+    const std::string handle = "h";
+    const auto element =
+        create(temperature_,
+               {.client_item_handle = &handle, .timestamp = TimePoint(), .value = &temperature_.get_value()});
+    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = element->attributes();
+    ASSERT_EQ(attributes->length(), 3U);
+    EXPECT_EQ(attributes->item(0)->nodeName(), "ItemName");
+    EXPECT_EQ(attributes->item(1)->nodeName(), "ClientItemHandle");
+    EXPECT_EQ(attributes->item(2)->nodeName(), "Timestamp");
+}
+
+TEST_F(ItemValue, IsNotAttached) {
+    const auto element = create(boiler_, {});
+    EXPECT_EQ(element->parentNode(), nullptr);
+    EXPECT_EQ(element->ownerDocument(), &message_.get_document());
+}
+
+TEST_F(ItemValue, IsNotMadeOfAValueWithoutForm) {
+    const Value decimal(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false));
+    const Value mismatched("x", ValueTypeInfo(VALUE_TYPE::INT, false));
+    EXPECT_THROW(create(temperature_, {.value = &decimal}), std::invalid_argument);
+    EXPECT_THROW(create(temperature_, {.value = &mismatched}), BadValueTypeException);
+}
+
+TEST(ItemHandle, IsLeftOutWhenEmptyOrAbsent) {
+    const std::string handle = "h";
+    const std::string empty;
+    EXPECT_EQ(get_if_not_empty(handle), &handle);
+    EXPECT_EQ(get_if_not_empty(empty), nullptr);
+    const std::optional<std::string> present_empty = "";
+    EXPECT_EQ(get_if_present(present_empty), &*present_empty);
+    EXPECT_EQ(get_if_present(std::nullopt), nullptr);
+}
+
+TEST_F(ItemValue, ReportsTheTimeOfAVariable) {
+    temperature_.set_timestamp(TimePoint(std::chrono::seconds(7)));
+    EXPECT_EQ(get_reported_time(temperature_, true), TimePoint(std::chrono::seconds(7)));
+    EXPECT_EQ(get_reported_time(temperature_, false), std::nullopt);
+}
+
+TEST_F(ItemValue, ReportsTheCurrentTimeForADomain) {
+    const TimePoint before = std::chrono::system_clock::now();
+    const std::optional<TimePoint> reported = get_reported_time(boiler_, true);
+    const TimePoint after = std::chrono::system_clock::now();
+    ASSERT_TRUE(reported);
+    EXPECT_LE(before, *reported);
+    EXPECT_LE(*reported, after);
+    EXPECT_EQ(get_reported_time(boiler_, false), std::nullopt);
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstddef>
+
+namespace kx::information_model::opc::testing {
+
+/// How often this program has allocated with operator new, on all threads. Linking this replaces the
+/// operators for the whole program.
+std::size_t get_allocation_count() noexcept;
+
+}  // namespace kx::information_model::opc::testing

@@ -22,7 +22,9 @@ Connection::Connection(unsigned short port) : socket_(socket(AF_INET, SOCK_STREA
     }
 }
 
-Connection::~Connection() { close(socket_); }
+Connection::~Connection() {
+    close(socket_);
+}
 
 void Connection::send(const std::string& bytes) const {
     std::size_t sent = 0;
@@ -48,20 +50,48 @@ void Connection::receive() {
 const std::string& Connection::exchange(const std::string& http_request) {
     send(http_request);
     buffer_.clear();
-    std::size_t header_end = 0;
-    while ((header_end = buffer_.find("\r\n\r\n")) == std::string::npos) {
-        receive();
+    body_.clear();
+    position_ = 0;
+    const std::string header = receive_until("\r\n\r\n");
+    if (!header.starts_with("HTTP/1.1 200")) {
+        throw std::runtime_error("unexpected reply: " + header);
     }
-    const auto length_at = buffer_.find("Content-Length: ");
-    if (!buffer_.starts_with("HTTP/1.1 200") || length_at > header_end) {
-        throw std::runtime_error("unexpected reply: " + buffer_.substr(0, 200));
+    if (const auto length_at = header.find("Content-Length: "); length_at != std::string::npos) {
+        receive_body(std::stoul(header.substr(length_at + 16)));
+    } else if (header.find("Transfer-Encoding: chunked") != std::string::npos) {
+        receive_chunks();
+    } else {
+        throw std::runtime_error("a reply without length: " + header);
     }
-    const std::size_t end = header_end + 4 + std::stoul(buffer_.substr(length_at + 16, 20));
-    while (buffer_.size() < end) {
-        receive();
-    }
-    body_.assign(buffer_, header_end + 4);
     return body_;
+}
+
+/// Takes what comes up to and including `end`.
+std::string Connection::receive_until(const std::string& end) {
+    std::size_t found = 0;
+    while ((found = buffer_.find(end, position_)) == std::string::npos) {
+        receive();
+    }
+    std::string text = buffer_.substr(position_, found + end.size() - position_);
+    position_ = found + end.size();
+    return text;
+}
+
+/// Takes `size` bytes and adds them to the body.
+void Connection::receive_body(std::size_t size) {
+    while (buffer_.size() - position_ < size) {
+        receive();
+    }
+    body_.append(buffer_, position_, size);
+    position_ += size;
+}
+
+void Connection::receive_chunks() {
+    while (const std::size_t size = std::stoul(receive_until("\r\n"), nullptr, 16)) {
+        receive_body(size);
+        receive_until("\r\n");
+    }
+    receive_until("\r\n");
 }
 
 std::string create_http_request(const std::string& body) {

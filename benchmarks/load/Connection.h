@@ -21,9 +21,13 @@ public:
 private:
     void send(const std::string& bytes) const;
     void receive();
+    std::string receive_until(const std::string& end);
+    void receive_body(std::size_t size);
+    void receive_chunks();
 
     int socket_;
     std::string buffer_;
+    std::size_t position_ = 0;  // of what has not been taken from the buffer yet
     std::string body_;
 };
 

@@ -51,6 +51,27 @@ void convert(Poco::AutoPtr<Poco::XML::Document> document, Poco::AutoPtr<Poco::XM
     }
 }
 
+// For callers in other files.
+using DocumentPointer = Poco::AutoPtr<Poco::XML::Document>;
+using ElementPointer = Poco::AutoPtr<Poco::XML::Element>;
+template void convert<bool>(DocumentPointer, ElementPointer, const Value&);
+template void convert<std::string>(DocumentPointer, ElementPointer, const Value&);
+template void convert<double>(DocumentPointer, ElementPointer, const Value&);
+template void convert<float>(DocumentPointer, ElementPointer, const Value&);
+template void convert<long>(DocumentPointer, ElementPointer, const Value&);
+template void convert<int>(DocumentPointer, ElementPointer, const Value&);
+template void convert<short>(DocumentPointer, ElementPointer, const Value&);
+template void convert<signed char>(DocumentPointer, ElementPointer, const Value&);
+template void convert<unsigned long>(DocumentPointer, ElementPointer, const Value&);
+template void convert<unsigned int>(DocumentPointer, ElementPointer, const Value&);
+template void convert<unsigned short>(DocumentPointer, ElementPointer, const Value&);
+template void convert<unsigned char>(DocumentPointer, ElementPointer, const Value&);
+template void convert<TimePoint>(DocumentPointer, ElementPointer, const Value&);
+template void convert<Duration>(DocumentPointer, ElementPointer, const Value&);
+template void convert<Path>(DocumentPointer, ElementPointer, const Value&);
+template void convert<AbsolutePath>(DocumentPointer, ElementPointer, const Value&);
+template void convert<SymbolInfo>(DocumentPointer, ElementPointer, const Value&);
+
 Poco::AutoPtr<Poco::XML::Element> create_value_element(Poco::AutoPtr<Poco::XML::Document> document,
                                                        const Value& value) {
     auto element = create_list_element(*document, reply_names::VALUE);

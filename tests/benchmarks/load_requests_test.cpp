@@ -50,7 +50,7 @@ protected:
 std::unique_ptr<TestServer> LoadRequests::server_;
 
 TEST_F(LoadRequests, StatusIsAnswered) {
-    EXPECT_THAT(post(create_status_request()), HasSubstr("<GetStatusResponse><GetStatusResult));
+    EXPECT_THAT(post(create_status_request()), HasSubstr("<GetStatusResponse><Status "));
 }
 
 TEST_F(LoadRequests, ReadOfOneHasHandleTimeAndTypedValue) {

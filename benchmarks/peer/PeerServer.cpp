@@ -44,7 +44,6 @@ PeerServer::PeerServer(std::shared_ptr<InformationModel> model) : implementation
     soap* context = implementation_->context.get();
     context->user = implementation_->model.get();
     context->max_keep_alive = 0;  // no limit
-    context->double_format = "%.6f";
     if (!soap_valid_socket(soap_bind(context, "127.0.0.1", 0, BACKLOG))) {
         throw std::runtime_error("the peer cannot bind a port");
     }

@@ -119,5 +119,3 @@ BENCHMARK(write_listing)->Apply(set_sizes);
 
 }  // namespace
 }  // namespace kx::information_model::opc
-
-BENCHMARK_MAIN();

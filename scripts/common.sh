@@ -7,6 +7,7 @@ project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
   cmake:cmake
   g++:g++
+  libcli11-dev:/usr/include/CLI/CLI.hpp
   libpoco-dev:/usr/include/Poco/Net/HTTPServer.h
   libssl-dev:/usr/include/openssl/ssl.h
   ninja-build:ninja

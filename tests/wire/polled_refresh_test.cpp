@@ -378,6 +378,49 @@ TEST_F(PolledRefreshTest, ItemOfUnknownTypeFailsTheRequestAndLosesNothing) {
     expect_poll(handle, TEMPERATURE + COUNT);
 }
 
+// Each subscription is polled on its own: what came before the one that fails has been polled.
+TEST_F(PolledRefreshTest, FailureOfALaterSubscriptionConsumesTheChangesOfEarlierOnes) {
+    const std::string first = subscribe(R"(<Items ItemName="/boiler/temperature"/>)");
+    const std::string second = subscribe(R"(<Items ItemName="/boiler/count"/>)");
+    {
+        const ItemOfUnknownType odd(*count);
+        expect_bad_request(server.call(create_poll_of({first, second})));
+    }
+    expect_success(server.call(create_poll_of({first, second})), create_poll_response(COUNT));
+}
+
+TEST_F(PolledRefreshTest, ManySubscriptionsInOneRequest) {
+    constexpr int SUBSCRIPTIONS = 500;
+    HttpClient client(server.get_port());
+    std::vector<std::string> handles;
+    std::string invalid;
+    std::string reported;
+    for (int number = 0; number < SUBSCRIPTIONS; ++number) {
+        const std::string name = std::to_string(number);
+        handles.push_back(get_handle(client.post(create_request(
+            create_subscribe(R"(<Items ItemName="/boiler/count" ClientItemHandle=")" + name + "\"/>")))));
+        handles.push_back(name);
+        invalid += create_invalid(name);
+        reported +=
+            create_item("ClientItemHandle=\"" + name + R"(" ItemName="/boiler/count")", create_int_value(7));
+    }
+    expect_success(server.call(create_poll_of(handles)), create_poll_response(reported, invalid));
+    expect_success(server.call(create_poll_of(handles)), create_poll_response("", invalid));
+}
+
+TEST_F(PolledRefreshTest, ManyUnknownHandles) {
+    constexpr int HANDLES = 100'000;
+    std::vector<std::string> handles;
+    std::string invalid;
+    for (int number = 0; number < HANDLES; ++number) {
+        handles.push_back("x" + std::to_string(number));
+        invalid += create_invalid(handles.back());
+    }
+    const Reply reply = server.call(create_poll_of(handles));
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_TRUE(mask_times(reply.body) == create_reply(create_poll_response("", invalid)));
+}
+
 TEST_F(PolledRefreshTest, ExpiredSubscriptionIsInvalid) {
     const std::string handle = get_handle(server.call(create_subscribe(BOTH, "1")));
     const auto asked_for = steady_clock::now() + 1ms;

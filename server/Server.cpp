@@ -24,14 +24,15 @@ bool is_tls_requested(const std::string& certificate_file, const std::string& pr
 }
 
 void install_tls_context(const std::string& certificate_file, const std::string& private_key_file) {
-    const Poco::Net::Context::Ptr context = new Poco::Net::Context(
-        Poco::Net::Context::TLSV1_2_SERVER_USE, private_key_file, certificate_file, std::string(),
-        Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
+    const Poco::Net::Context::Ptr context =
+        new Poco::Net::Context(Poco::Net::Context::TLSV1_2_SERVER_USE, private_key_file, certificate_file,
+                               std::string(), Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
     Poco::Net::SSLManager::instance().initializeServer(nullptr, nullptr, context);
 }
 
 Poco::Net::ServerSocket create_socket(const std::string& address, unsigned short port,
-                                      const std::string& certificate_file, const std::string& private_key_file) {
+                                      const std::string& certificate_file,
+                                      const std::string& private_key_file) {
     const Poco::Net::SocketAddress socket_address(address, port);
     if (!is_tls_requested(certificate_file, private_key_file)) {
         return Poco::Net::ServerSocket(socket_address, BACKLOG);
@@ -65,7 +66,8 @@ private:
 class Server::Implementation : public Poco::Net::HTTPServer {
 public:
     Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory, const std::string& address,
-                   unsigned short port, const std::string& certificate_file, const std::string& private_key_file)
+                   unsigned short port, const std::string& certificate_file,
+                   const std::string& private_key_file)
         : Poco::Net::HTTPServer(factory, create_socket(address, port, certificate_file, private_key_file),
                                 new Poco::Net::HTTPServerParams) {
         setConnectionFilter(new TimeoutFilter);
@@ -75,8 +77,8 @@ public:
 Server::Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
                const std::string& private_key_file, const std::shared_ptr<InformationModel>& model)
     : implementation_(std::make_unique<Implementation>(
-          Poco::Net::HTTPRequestHandlerFactory::Ptr(new QueryHandlerFactory(model)), address, port, certificate_file,
-          private_key_file)),
+          Poco::Net::HTTPRequestHandlerFactory::Ptr(new QueryHandlerFactory(model)), address, port,
+          certificate_file, private_key_file)),
       tls_enabled_(is_tls_requested(certificate_file, private_key_file)) {}
 
 Server::Server(const std::string& address, const unsigned short& port,
@@ -102,12 +104,20 @@ unsigned short Server::start() {
     return get_port();
 }
 
-void Server::stop() { implementation_->stop(); }
+void Server::stop() {
+    implementation_->stop();
+}
 
-unsigned short Server::get_port() const { return implementation_->socket().address().port(); }
+unsigned short Server::get_port() const {
+    return implementation_->socket().address().port();
+}
 
-std::string Server::get_address() const { return implementation_->socket().address().host().toString(); }
+std::string Server::get_address() const {
+    return implementation_->socket().address().host().toString();
+}
 
-bool Server::is_tls_enabled() const { return tls_enabled_; }
+bool Server::is_tls_enabled() const {
+    return tls_enabled_;
+}
 
 }  // namespace kx::information_model::opc

@@ -77,9 +77,13 @@ void send_reply(Poco::Net::HTTPServerResponse& response, const std::string& text
     response.setChunkedTransferEncoding(true);
     response.setContentType(CONTENT_TYPE);
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
+    const bool keep_alive = response.getKeepAlive();
     // Clients of old expect no Connection header on success, whatever they asked for.
     response.erase("connection");
     response.sendBuffer(text.data(), text.size());
+    if (!keep_alive) {
+        response.setKeepAlive(false);  // too late for the wire; the HTTP server reads it and closes
+    }
 }
 
 void send_bad_request(Poco::Net::HTTPServerResponse& response) {

@@ -8,10 +8,15 @@
 #include <Poco/Net/HTTPServer.h>
 #include <Poco/Net/HTTPServerParams.h>
 #include <Poco/Net/NetSSL.h>
+#include <Poco/Net/SSLException.h>
 #include <Poco/Net/SSLManager.h>
 #include <Poco/Net/SecureServerSocket.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
+
+#include <openssl/ssl.h>
+
+#include <stdexcept>
 
 namespace kx::information_model::opc {
 
@@ -27,7 +32,20 @@ void install_tls_context(const std::string& certificate_file, const std::string&
     const Poco::Net::Context::Ptr context =
         new Poco::Net::Context(Poco::Net::Context::TLSV1_2_SERVER_USE, private_key_file, certificate_file,
                                std::string(), Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
+    // OpenSSL just forgets a key that does not fit, and no client gets in.
+    if (SSL_CTX_check_private_key(context->sslContext()) != 1) {
+        throw Poco::Net::SSLContextException("The private key does not belong to the certificate",
+                                             private_key_file);
+    }
     Poco::Net::SSLManager::instance().initializeServer(nullptr, nullptr, context);
+}
+
+// An address whose last connections are being torn down can be bound, a port that is in use cannot: POCO's
+// default allows both, and the system would then give each connection to any one of the servers on it.
+Poco::Net::ServerSocket listen(Poco::Net::ServerSocket socket, const Poco::Net::SocketAddress& address) {
+    socket.bind(address, true, false);
+    socket.listen(BACKLOG);
+    return socket;
 }
 
 Poco::Net::ServerSocket create_socket(const std::string& address, unsigned short port,
@@ -35,12 +53,12 @@ Poco::Net::ServerSocket create_socket(const std::string& address, unsigned short
                                       const std::string& private_key_file) {
     const Poco::Net::SocketAddress socket_address(address, port);
     if (!is_tls_requested(certificate_file, private_key_file)) {
-        return Poco::Net::ServerSocket(socket_address, BACKLOG);
+        return listen(Poco::Net::ServerSocket(), socket_address);
     }
     Poco::Net::initializeSSL();
     try {
         install_tls_context(certificate_file, private_key_file);
-        return Poco::Net::SecureServerSocket(socket_address, BACKLOG);
+        return listen(Poco::Net::SecureServerSocket(), socket_address);
     } catch (...) {
         Poco::Net::uninitializeSSL();
         throw;
@@ -100,12 +118,21 @@ Server::~Server() {
 }
 
 unsigned short Server::start() {
-    implementation_->start();
+    if (state_ == State::STOPPED) {
+        throw std::logic_error("A stopped server cannot be started again.");
+    }
+    if (state_ == State::BOUND) {
+        implementation_->start();
+        state_ = State::SERVING;
+    }
     return get_port();
 }
 
 void Server::stop() {
-    implementation_->stop();
+    if (state_ == State::SERVING) {
+        implementation_->stop();
+        state_ = State::STOPPED;
+    }
 }
 
 unsigned short Server::get_port() const {

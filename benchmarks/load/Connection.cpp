@@ -6,30 +6,79 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <stdexcept>
 
 namespace kx::benchmarks {
 
-Connection::Connection(unsigned short port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
+namespace {
+
+constexpr std::size_t RECEIVE_SIZE = std::size_t{256} * 1024;
+
+SSL_CTX* get_tls_context() {
+    static SSL_CTX* const context = SSL_CTX_new(TLS_client_method());
+    return context;
+}
+
+int clamp_size(std::size_t size) {
+    return static_cast<int>(std::min<std::size_t>(size, INT_MAX));
+}
+
+}  // namespace
+
+Connection::Connection(unsigned short port, PROTECTION protection) : port_(port), protection_(protection) {
+    open();
+}
+
+Connection::~Connection() {
+    close();
+}
+
+void Connection::open() {
+    socket_ = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(port);
+    address.sin_port = htons(port_);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     const int on = 1;
     setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        close();
         throw std::runtime_error("cannot connect");
+    }
+    if (protection_ == PROTECTION::TLS) {
+        session_.reset(SSL_new(get_tls_context()));
+        if (SSL_set_fd(session_.get(), socket_) != 1 || SSL_connect(session_.get()) != 1) {
+            close();
+            throw std::runtime_error("no TLS connection");
+        }
     }
 }
 
-Connection::~Connection() {
-    close(socket_);
+void Connection::close() {
+    session_.reset();
+    if (socket_ >= 0) {
+        ::close(socket_);
+    }
+    socket_ = -1;
+}
+
+/// An idle connection has nothing to read until its server ends it. Under TLS there may be session tickets,
+/// so that only the end of the connection itself counts.
+bool Connection::is_closed_by_server() const {
+    char byte = 0;
+    const ssize_t count = recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    return protection_ == PROTECTION::PLAIN ? count >= 0 : count == 0;
 }
 
 void Connection::send(const std::string& bytes) const {
     std::size_t sent = 0;
     while (sent < bytes.size()) {
-        const ssize_t count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        const char* start = bytes.data() + sent;
+        const std::size_t size = bytes.size() - sent;
+        const ssize_t count = session_ ? SSL_write(session_.get(), start, clamp_size(size))
+                                       : ::send(socket_, start, size, MSG_NOSIGNAL);
         if (count <= 0) {
             throw std::runtime_error("cannot send");
         }
@@ -39,8 +88,10 @@ void Connection::send(const std::string& bytes) const {
 
 void Connection::receive() {
     const std::size_t old_size = buffer_.size();
-    buffer_.resize(old_size + (1U << 18));
-    const ssize_t count = recv(socket_, buffer_.data() + old_size, buffer_.size() - old_size, 0);
+    buffer_.resize(old_size + RECEIVE_SIZE);
+    char* start = buffer_.data() + old_size;
+    const ssize_t count = session_ ? SSL_read(session_.get(), start, clamp_size(RECEIVE_SIZE))
+                                   : recv(socket_, start, RECEIVE_SIZE, 0);
     if (count <= 0) {
         throw std::runtime_error("connection closed");
     }
@@ -48,6 +99,12 @@ void Connection::receive() {
 }
 
 const std::string& Connection::exchange(const std::string& http_request) {
+    if (socket_ >= 0 && is_closed_by_server()) {
+        close();
+    }
+    if (socket_ < 0) {
+        open();
+    }
     send(http_request);
     buffer_.clear();
     body_.clear();
@@ -62,6 +119,9 @@ const std::string& Connection::exchange(const std::string& http_request) {
         receive_chunks();
     } else {
         throw std::runtime_error("a reply without length: " + header);
+    }
+    if (header.find("Connection: Close") != std::string::npos) {
+        close();
     }
     return body_;
 }
@@ -94,8 +154,9 @@ void Connection::receive_chunks() {
     receive_until("\r\n");
 }
 
-std::string create_http_request(const std::string& body) {
-    return "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
+std::string create_http_request(const std::string& body, const std::string& path) {
+    return "POST " + path +
+           " HTTP/1.1\r\nHost: localhost\r\nContent-Type: text/xml; charset=utf-8\r\nContent-Length: " +
            std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 

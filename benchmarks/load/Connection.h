@@ -1,14 +1,23 @@
 #pragma once
 
+#include <openssl/ssl.h>
+
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace kx::benchmarks {
 
-/// A keep-alive HTTP connection to 127.0.0.1 that costs the client as little as possible.
+/// How a connection is protected.
+enum class PROTECTION { PLAIN, TLS };
+
+/// A keep-alive HTTP connection to 127.0.0.1 that costs the client as little as possible. Opened again when
+/// the server has closed it in the meantime. One thread at a time.
 class Connection {
 public:
-    explicit Connection(unsigned short port);
+    /// @throws std::runtime_error  if nothing listens on the port, or the TLS handshake fails; any
+    ///                             certificate is accepted
+    explicit Connection(unsigned short port, PROTECTION protection = PROTECTION::PLAIN);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
     ~Connection();
@@ -19,19 +28,29 @@ public:
     const std::string& exchange(const std::string& http_request);
 
 private:
+    struct SslDeleter {
+        void operator()(SSL* session) const { SSL_free(session); }
+    };
+
+    void open();
+    void close();
+    bool is_closed_by_server() const;
     void send(const std::string& bytes) const;
     void receive();
     std::string receive_until(const std::string& end);
     void receive_body(std::size_t size);
     void receive_chunks();
 
-    int socket_;
+    unsigned short port_;
+    PROTECTION protection_;
+    int socket_ = -1;                           // -1 while closed
+    std::unique_ptr<SSL, SslDeleter> session_;  // null without TLS
     std::string buffer_;
     std::size_t position_ = 0;  // of what has not been taken from the buffer yet
     std::string body_;
 };
 
 /// The bytes of a POST request.
-std::string create_http_request(const std::string& body);
+std::string create_http_request(const std::string& body, const std::string& path = "/");
 
 }  // namespace kx::benchmarks

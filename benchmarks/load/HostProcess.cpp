@@ -14,7 +14,7 @@
 
 namespace kx::benchmarks {
 
-HostProcess::HostProcess(const std::function<void(const std::function<void(unsigned short)>&)>& serve) {
+HostProcess::HostProcess(const Serve& serve) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0 || (pid_ = fork()) < 0) {
         throw std::runtime_error("cannot start a process");
@@ -57,9 +57,13 @@ std::chrono::nanoseconds HostProcess::get_cpu_time() const {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-std::size_t HostProcess::get_resident_size() const { return read_status("VmRSS:"); }
+std::size_t HostProcess::get_resident_size() const {
+    return read_status("VmRSS:");
+}
 
-std::size_t HostProcess::get_peak_resident_size() const { return read_status("VmHWM:"); }
+std::size_t HostProcess::get_peak_resident_size() const {
+    return read_status("VmHWM:");
+}
 
 void HostProcess::reset_peak_resident_size() const {
     std::ofstream("/proc/" + std::to_string(pid_) + "/clear_refs") << "5";

@@ -9,13 +9,19 @@
 
 namespace kx::benchmarks {
 
-/// A child process that serves on a port of 127.0.0.1, so that its processor time is its own. Ended when
-/// this object is destroyed.
+/// Called by a server with its port as soon as it accepts connections. Does not return.
+using Listening = std::function<void(unsigned short port)>;
+
+/// Serves on a port of 127.0.0.1: builds what it serves, starts to listen, and calls its argument.
+using Serve = std::function<void(const Listening& listening)>;
+
+/// A child process that serves, so that its processor time is its own. Ended when this object is destroyed,
+/// or when the driver ends.
 class HostProcess {
 public:
-    /// Forks. `serve` runs in the child: it starts to listen, calls its argument with the port, and the
-    /// child then waits for its end.
-    explicit HostProcess(const std::function<void(const std::function<void(unsigned short)>&)>& serve);
+    /// Forks, runs `serve` in the child, and waits until it listens. Requires: no other thread runs.
+    /// @throws std::runtime_error  if it ends before it listens; what was wrong is on the error stream
+    explicit HostProcess(const Serve& serve);
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
     ~HostProcess();

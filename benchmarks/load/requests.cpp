@@ -1,11 +1,16 @@
 #include "load/requests.h"
 
+#include "load/tree.h"
+
 #include <algorithm>
 #include <functional>
+#include <stdexcept>
 
 namespace kx::benchmarks {
 
 namespace {
+
+const std::string NO_CONTENT = "/>";
 
 std::string wrap(const std::string& request) {
     return R"(<?xml version="1.0" encoding="utf-8"?><soap:Envelope)"
@@ -16,53 +21,80 @@ std::string wrap(const std::string& request) {
            request + "</soap:Body></soap:Envelope>";
 }
 
-std::string create_items(std::size_t items, std::size_t tree_size,
+/// @param content  what follows the attributes, up to the element's end
+std::string create_item(const std::string& name, std::size_t item, const std::string& content) {
+    return "<Items ItemName=\"" + name + "\" ClientItemHandle=\"h" + std::to_string(item) + "\"" + content;
+}
+
+std::string create_items(std::size_t items, std::size_t variables,
                          const std::function<std::string(std::size_t)>& create_content) {
     std::string list = "<ItemList>";
-    const std::size_t stride = std::max<std::size_t>(1, tree_size / items);
+    const std::size_t stride = std::max<std::size_t>(1, variables / items);
     for (std::size_t item = 0; item < items; ++item) {
-        list += "<Items ItemName=\"" + create_item_name(item * stride % tree_size) + "\" ClientItemHandle=\"h" +
-                std::to_string(item) + "\"" + create_content(item);
+        list += create_item(create_item_name(item * stride % variables), item, create_content(item));
     }
     return list + "</ItemList>";
 }
 
-const auto NO_CONTENT = [](std::size_t /*item*/) { return std::string("/>"); };
+std::string create_items(std::size_t items, std::size_t variables) {
+    return create_items(items, variables, [](std::size_t /*item*/) { return NO_CONTENT; });
+}
+
+std::string create_new_value(std::size_t item) {
+    return "><Value xsi:type=\"xsd:double\">" + std::to_string(0.25 * static_cast<double>(item)) +
+           "</Value></Items>";
+}
+
+std::string create_read(const std::string& item_list) {
+    return wrap("<Read><Options ReturnItemTime=\"true\"/>" + item_list + "</Read>");
+}
 
 }  // namespace
 
-std::string create_item_name(std::size_t index) {
-    return "/bulk/" + std::to_string(index / 1000) + "/v" + std::to_string(index);
+std::string create_status_request() {
+    return wrap("<GetStatus/>");
 }
 
-std::string create_status_request() { return wrap("<GetStatus/>"); }
-
-std::string create_read_request(std::size_t items, std::size_t tree_size) {
-    return wrap("<Read><Options ReturnItemTime=\"true\"/>" + create_items(items, tree_size, NO_CONTENT) + "</Read>");
+std::string create_read_request(std::size_t items, std::size_t variables) {
+    return create_read(create_items(items, variables));
 }
 
-std::string create_write_request(std::size_t items, std::size_t tree_size) {
-    return wrap("<Write ReturnValuesOnReply=\"false\">" +
-                create_items(items, tree_size,
-                             [](std::size_t item) {
-                                 return "><Value xsi:type=\"xsd:double\">" + std::to_string(0.25 * static_cast<double>(item)) +
-                                        "</Value></Items>";
-                             }) +
+std::string create_type_read_request(const std::string& type_name) {
+    std::string list = "<ItemList>";
+    for (std::size_t item = 0; item < TYPE_VARIABLES; ++item) {
+        list += create_item(create_item_name(type_name, item), item, NO_CONTENT);
+    }
+    return create_read(list + "</ItemList>");
+}
+
+std::string create_write_request(std::size_t items, std::size_t variables) {
+    return wrap("<Write ReturnValuesOnReply=\"false\">" + create_items(items, variables, create_new_value) +
                 "</Write>");
 }
 
-std::string create_subscribe_request(std::size_t items, std::size_t tree_size) {
+std::string create_subscribe_request(std::size_t items, std::size_t variables) {
     return wrap("<Subscribe ReturnValuesOnReply=\"true\" SubscriptionPingRate=\"3600000\">" +
-                create_items(items, tree_size, NO_CONTENT) + "</Subscribe>");
+                create_items(items, variables) + "</Subscribe>");
 }
 
-std::string create_poll_request(const std::string& handle) {
-    return wrap("<SubscriptionPolledRefresh><ServerSubHandles>" + handle +
+std::string create_poll_request(const std::string& server_handle) {
+    return wrap("<SubscriptionPolledRefresh><ServerSubHandles>" + server_handle +
                 "</ServerSubHandles></SubscriptionPolledRefresh>");
 }
 
 std::string create_browse_request(const std::string& path) {
-    return wrap("<Browse ItemName=\"" + path + "\" ReturnAllProperties=\"true\" ReturnPropertyValues=\"true\"/>");
+    return wrap("<Browse ItemName=\"" + path +
+                "\" ReturnAllProperties=\"true\" ReturnPropertyValues=\"true\"/>");
+}
+
+std::string get_server_handle(const std::string& reply) {
+    const std::string attribute = "ServerSubHandle=\"";
+    const auto found = reply.find(attribute);
+    if (found == std::string::npos) {
+        throw std::runtime_error("no server handle: " + reply);
+    }
+    const auto start = found + attribute.size();
+    return reply.substr(start, reply.find('"', start) - start);
 }
 
 }  // namespace kx::benchmarks

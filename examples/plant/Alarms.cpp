@@ -12,8 +12,8 @@ using std::chrono::sys_days;
 using namespace std::chrono_literals;
 
 constexpr std::size_t REMEMBERED = 5;
-constexpr double LOW_LEVEL = 59.0;   // %
-constexpr double HIGH_LEVEL = 62.0;  // %
+constexpr double LOW_LEVEL = 58.5;   // %
+constexpr double HIGH_LEVEL = 61.5;  // %
 
 const TimePoint COMMISSIONED = sys_days(2026y / 3 / 2) + 8h;
 

@@ -18,6 +18,8 @@ constexpr double LOWEST_SETPOINT = 20.0;    // degC
 constexpr double HIGHEST_SETPOINT = 350.0;  // degC
 constexpr double TIME_CONSTANT = 20.0;      // s, of the drum
 constexpr double STEAM_FLOW_PER_BAR = 1.0;  // kg/s
+constexpr double LOAD_SWING = 0.3;          // how far the demand for steam swings about its mean
+constexpr double LOAD_PERIOD = 40.0;        // s; swings the level so far that alarms come and go
 constexpr double LEVEL_PER_KG = 0.2;        // %
 
 /// A small unrest that keeps measured values from standing still.
@@ -88,7 +90,8 @@ void Boiler::advance(std::chrono::duration<double> elapsed, std::chrono::duratio
     const double temperature = get_temperature() + (goal - get_temperature()) * step.count() / TIME_CONSTANT +
                                0.05 * get_ripple(elapsed, 7.0);
     const double pressure = std::max(0.0, std::pow(temperature / 100.0, 4.0) - 0.9);
-    const double steam_flow = pressure * STEAM_FLOW_PER_BAR;
+    const double steam_flow =
+        pressure * STEAM_FLOW_PER_BAR * (1.0 + LOAD_SWING * get_ripple(elapsed, LOAD_PERIOD));
     const double level = get_level() + (feed_flow - steam_flow) * LEVEL_PER_KG * step.count();
 
     refresh(burner_on_, burning);

@@ -13,7 +13,7 @@ using namespace kx::information_model;
 constexpr double FLOW_PER_PERCENT = 0.2;   // kg/s
 constexpr double LEVEL_TO_BE_KEPT = 60.0;  // %
 constexpr double REST_POSITION = 48.0;     // %, about what a drum at 180 degC takes
-constexpr double GAIN = 2.5;               // % of the valve for each % of level
+constexpr double GAIN = 5.0;               // % of the valve for each % of level
 constexpr unsigned char WIDE_OPEN = 100;   // %
 constexpr int RATED_SPEED = 1450;          // 1/min
 

@@ -65,7 +65,7 @@ void add_bulk(Domain& root, unsigned int count) {
         if (i % BULK_VARIABLES_PER_DOMAIN == 0) {
             group = &bulk->add_domain(std::to_string(i / BULK_VARIABLES_PER_DOMAIN));
         }
-        group->add_variable("v" + std::to_string(i), Value(static_cast<double>(i)));
+        group->add_variable(std::string("v").append(std::to_string(i)), Value(static_cast<double>(i)));
     }
 }
 

@@ -32,20 +32,22 @@ public:
     /// @param certificate_file  path of a certificate file in PEM form, or empty
     /// @param private_key_file  path of its private key in PEM form, without a pass phrase, or empty
     /// @param model             the tree to publish, not null; the server shares it
-    /// @throws Poco::Exception  (or a class derived from it) if the address cannot be resolved, the port is in
-    ///                          use, or certificate or key cannot be used; no server then exists
+    /// @throws Poco::Exception  (or a class derived from it) if the address cannot be resolved, the port is
+    ///                          in use, or certificate and key cannot be read or do not belong together; no
+    ///                          server then exists
     Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
            const std::string& private_key_file, const std::shared_ptr<InformationModel>& model);
 
     /// Plain HTTP.
-    Server(const std::string& address, const unsigned short& port, const std::shared_ptr<InformationModel>& model);
+    Server(const std::string& address, const unsigned short& port,
+           const std::shared_ptr<InformationModel>& model);
 
     /// Plain HTTP on a port that the operating system chooses.
     Server(const std::string& address, const std::shared_ptr<InformationModel>& model);
 
     /// As the first one, on a port that the operating system chooses.
-    Server(const std::string& address, const std::string& certificate_file, const std::string& private_key_file,
-           const std::shared_ptr<InformationModel>& model);
+    Server(const std::string& address, const std::string& certificate_file,
+           const std::string& private_key_file, const std::shared_ptr<InformationModel>& model);
 
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -56,9 +58,11 @@ public:
 
     /// Begins to accept connections and returns at once. A second call does nothing.
     /// @return the port as `get_port()` tells it
+    /// @throws std::logic_error  after `stop()`: make a new server instead
     unsigned short start();
 
-    /// Stops accepting connections. Requests under way go on. A second call does nothing.
+    /// Stops accepting connections. Requests under way go on, and connections that are open are served until
+    /// they end. Before `start()`, and when called again, it does nothing.
     void stop();
 
     /// The port that the socket is bound to, known since construction.
@@ -72,9 +76,11 @@ public:
 
 private:
     class __attribute__((visibility("hidden"))) Implementation;
+    enum class State { BOUND, SERVING, STOPPED };
 
     std::unique_ptr<Implementation> implementation_;
     bool tls_enabled_;
+    State state_ = State::BOUND;
 };
 
 }  // namespace opc

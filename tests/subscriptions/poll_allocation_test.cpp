@@ -1,46 +1,11 @@
+#include "../support/allocation_count.h"
 #include "ServiceCaller.h"
 #include "subscriptions/Subscribe.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstddef>
-#include <cstdlib>
-#include <new>
-
-namespace {
-
-std::atomic<std::size_t> allocations{0};
-
-void* allocate(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void* operator new[](std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
 
 namespace kx::information_model::opc::testing {
 namespace {
@@ -61,11 +26,11 @@ std::size_t count_allocations_of_unchanged_poll(int item_count) {
     const ServiceRequest request("<SubscriptionPolledRefresh><ServerSubHandles>" + handle +
                                  "</ServerSubHandles></SubscriptionPolledRefresh>");
     const auto poll = [&] {
-        const std::size_t before = allocations;
+        const std::size_t before = get_allocation_count();
         SubscriptionPolledRefresh(caller.model, request.get_element(), request.get_namespaces(),
                                   caller.handler)
             .generate();
-        return allocations - before;
+        return get_allocation_count() - before;
     };
     EXPECT_GT(poll(), static_cast<std::size_t>(item_count));  // the first one reports them all
     return poll();

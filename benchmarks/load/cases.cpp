@@ -1,0 +1,89 @@
+#include "load/cases.h"
+
+#include "load/requests.h"
+#include "load/tree.h"
+
+namespace kx::benchmarks {
+
+namespace {
+
+Case create_plain_case(const std::string& name, const std::string& body, std::size_t units = 1) {
+    return {name, [body](const Stage& /*stage*/) { return body; }, units};
+}
+
+Case create_write_case(std::size_t items, std::size_t variables) {
+    return create_plain_case("Write " + std::to_string(items), create_write_request(items, variables), items);
+}
+
+/// Polls a subscription none of whose items changes. The first poll, which still reports them all, is over.
+Case create_poll_case(std::size_t items, std::size_t variables) {
+    const auto subscribe = [items, variables](const Stage& stage) {
+        const std::string handle =
+            get_server_handle(post(*stage.ours, create_subscribe_request(items, variables)));
+        const std::string request = create_poll_request(handle);
+        post(*stage.ours, request);
+        return request;
+    };
+    return {"Poll " + std::to_string(items) + " unchanged", subscribe, items};
+}
+
+}  // namespace
+
+Case create_read_case(std::size_t items, std::size_t variables, const std::string& name) {
+    return {.name = name.empty() ? "Read " + std::to_string(items) : name,
+            .create_body = [items, variables](const Stage&) { return create_read_request(items, variables); },
+            .units = items,
+            .with_peer = true};
+}
+
+std::vector<Case> create_service_cases(std::size_t variables, bool quick) {
+    std::vector<Case> cases{create_plain_case("GetStatus", create_status_request())};
+    for (const std::size_t items : {1, 10, 100, 1'000, 10'000, 100'000}) {
+        cases.push_back(create_read_case(items, variables));
+    }
+    if (!quick) {
+        cases.push_back(create_read_case(1'000'000, variables));
+    }
+    for (const std::size_t items : {1, 1'000, 10'000}) {
+        cases.push_back(create_write_case(items, variables));
+    }
+    for (const std::size_t items : {1, 10'000}) {
+        cases.push_back(create_poll_case(items, variables));
+    }
+    cases.push_back(create_plain_case("Browse " + std::to_string(WIDE_CHILDREN),
+                                      create_browse_request("/wide"), WIDE_CHILDREN * WIDE_PROPERTIES));
+    return cases;
+}
+
+std::vector<Case> create_type_cases() {
+    std::vector<Case> cases;
+    for (const std::string& type : get_type_names()) {
+        cases.push_back(create_plain_case(type, create_type_read_request(type), TYPE_VARIABLES));
+    }
+    return cases;
+}
+
+std::vector<Case> create_client_cases(std::size_t variables) {
+    std::vector<Case> cases;
+    for (const std::size_t clients : {1, 2, 4, 8, 16}) {
+        Case one = create_read_case(100, variables,
+                                    std::to_string(clients) + (clients == 1 ? " client" : " clients"));
+        one.clients = clients;
+        cases.push_back(one);
+    }
+    return cases;
+}
+
+std::vector<Case> create_tls_cases(std::size_t variables) {
+    std::vector<Case> cases{create_plain_case("GetStatus", create_status_request())};
+    for (const std::size_t items : {1, 1'000, 10'000}) {
+        cases.push_back(create_read_case(items, variables));
+    }
+    return cases;
+}
+
+std::string post(const HostProcess& host, const std::string& body) {
+    return Connection(host.get_port()).exchange(create_http_request(body));
+}
+
+}  // namespace kx::benchmarks

@@ -1,0 +1,250 @@
+#include "examples/Plant.h"
+#include "support/replies.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <ostream>
+#include <regex>
+
+namespace kx::information_model::opc::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+std::string create_read(const std::string& item_name) {
+    return "<Read><ItemList><Items ItemName=\"" + item_name + "\"/></ItemList></Read>";
+}
+
+std::string create_read_response(const std::string& items) {
+    return "<ReadResponse><RItemList>" + items + "</RItemList>" + create_result("ReadResult") +
+           "</ReadResponse>";
+}
+
+std::string create_write(const std::string& item_name, const std::string& type, const std::string& content) {
+    return "<Write ReturnValuesOnReply=\"true\"><ItemList><Items ItemName=\"" + item_name +
+           "\"><Value xsi:type=\"" + type + "\">" + content + "</Value></Items></ItemList></Write>";
+}
+
+TEST(Plant, AnswersGetStatus) {
+    const Plant plant;
+    const Reply reply = plant.call("<GetStatus/>");
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_THAT(reply.body, HasSubstr("<VendorInfo>Brevandor OPC XML DA Server</VendorInfo>"));
+}
+
+TEST(Plant, ListensOnLoopbackUnlessToldOtherwise) {
+    EXPECT_THAT(Plant().get_url(), MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+"));
+    EXPECT_THAT(Plant({"--address=0.0.0.0"}).get_url(), MatchesRegex("http://0\\.0\\.0\\.0:[0-9]+"));
+}
+
+TEST(Plant, ServesItsVariables) {
+    const Plant plant;
+    expect_success(
+        plant.call(create_read("maintenance/interval")),
+        create_read_response("<Items ItemName=\"/maintenance/interval\"><Value xsi:type=\"xsd:duration\">"
+                             "P90D</Value></Items>"));
+    expect_success(plant.call(create_read("feed_water/branch_positions")),
+                   create_read_response(
+                       "<Items ItemName=\"/feed_water/branch_positions\"><Value xsi:type=\"ArrayOfByte\">"
+                       "<byte>48</byte><byte>52</byte><byte>-56</byte></Value></Items>"));
+}
+
+TEST(Plant, AddsBulkVariables) {
+    const Plant plant({"--bulk", "1001"});
+    expect_success(plant.call(create_read("bulk/1/v1000")),
+                   create_read_response("<Items ItemName=\"/bulk/1/v1000\"><Value xsi:type=\"xsd:double\">"
+                                        "1000.000000</Value></Items>"));
+    expect_success(plant.call(create_read("bulk/1/v1001")),
+                   "<ReadResponse><RItemList/>" + create_result("ReadResult") + "</ReadResponse>");
+}
+
+TEST(Plant, MovesOnItsOwn) {
+    const Plant plant;
+    const std::string first = mask_times(plant.call(create_read("turbine/counters/revolutions")).body);
+    std::string latest = first;
+    while (latest == first) {  // the test's own time limit ends this
+        latest = mask_times(plant.call(create_read("turbine/counters/revolutions")).body);
+    }
+    EXPECT_THAT(latest, HasSubstr("<Value xsi:type=\"xsd:unsignedLong\">90071992547"));
+}
+
+TEST(Plant, TellsOfClientsWritesOnly) {
+    Plant plant;
+    plant.call(create_write("boiler/mode", "xsd:int", "0"));
+    plant.call(create_write("maintenance/note", "xsd:string", "first\nsecond"));
+    EXPECT_EQ(plant.get_process().read_line(), "a client wrote /boiler/mode: off");
+    EXPECT_EQ(plant.get_process().read_line(), "a client wrote /maintenance/note: \"first?second\"");
+}
+
+TEST(Plant, FollowsTheMode) {
+    const Plant plant;
+    plant.call(create_write("boiler/mode", "xsd:int", "0"));
+    const std::string off = "<Value xsi:type=\"xsd:boolean\">0</Value>";
+    while (plant.call(create_read("boiler/burner_on")).body.find(off) == std::string::npos) {
+    }
+    EXPECT_THAT(plant.call(create_read("boiler/mode")).body,
+                HasSubstr("<Value xsi:type=\"xsd:int\">0</Value>"));
+}
+
+/// Every type that can be served, as the text of "xsi:type" and where it stands in the plant.
+struct ServedType {
+    std::string type;
+    std::string item_name;
+
+    friend std::ostream& operator<<(std::ostream& stream, const ServedType& served) {
+        return stream << served.item_name;
+    }
+};
+
+class PlantTypes : public ::testing::TestWithParam<ServedType> {};
+
+TEST_P(PlantTypes, AreServed) {
+    const Plant plant;
+    EXPECT_THAT(plant.call(create_read(GetParam().item_name)).body,
+                HasSubstr("<Value xsi:type=\"" + GetParam().type + "\">"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Plant, PlantTypes,
+    ::testing::Values(
+        ServedType{"xsd:boolean", "boiler/burner_on"}, ServedType{"xsd:string", "alarms/text"},
+        ServedType{"xsd:double", "boiler/temperature"}, ServedType{"xsd:float", "boiler/pressure"},
+        ServedType{"xsd:long", "turbine/counters/net_energy"},
+        ServedType{"xsd:int", "turbine/axial_position"}, ServedType{"xsd:short", "turbine/vibration"},
+        ServedType{"xsd:byte", "feed_water/trim"},
+        ServedType{"xsd:unsignedLong", "turbine/counters/revolutions"},
+        ServedType{"xsd:unsignedInt", "turbine/counters/starts"},
+        ServedType{"xsd:unsignedShort", "feed_water/pump_speed"},
+        ServedType{"xsd:unsignedByte", "feed_water/valve_position"},
+        ServedType{"xsd:dateTime", "alarms/raised_at"}, ServedType{"xsd:duration", "maintenance/interval"},
+        ServedType{"xsd:string", "alarms/source"}, ServedType{"xsd:string", "alarms/document"},
+        ServedType{"xsd:int", "turbine/state"}, ServedType{"ArrayOfBoolean", "boiler/flame_detectors"},
+        ServedType{"ArrayOfString", "alarms/latest_texts"},
+        ServedType{"ArrayOfDouble", "boiler/zone_temperatures"},
+        ServedType{"ArrayOfFloat", "boiler/steam_pressures"},
+        ServedType{"ArrayOfLong", "turbine/counters/phase_energies"},
+        ServedType{"ArrayOfInt", "turbine/bearing_positions"},
+        ServedType{"ArrayOfShort", "turbine/bearing_vibrations"},
+        ServedType{"ArrayOfByte", "feed_water/trim_steps"},
+        ServedType{"ArrayOfUnsignedLong", "turbine/counters/pulses"},
+        ServedType{"ArrayOfUnsignedInt", "turbine/counters/alarms_by_class"},
+        ServedType{"ArrayOfUnsignedShort", "feed_water/pump_speeds"},
+        ServedType{"ArrayOfByte", "feed_water/branch_positions"},
+        ServedType{"ArrayOfDateTime", "alarms/latest_times"},
+        ServedType{"ArrayOfDuration", "maintenance/reminders"}, ServedType{"ArrayOfString", "alarms/watched"},
+        ServedType{"ArrayOfString", "alarms/documents"}, ServedType{"ArrayOfInt", "turbine/last_states"}),
+    [](const auto& test) { return std::regex_replace(test.param.item_name, std::regex("[^a-z]"), ""); });
+
+class PlantSignals : public ::testing::TestWithParam<int> {};
+
+TEST_P(PlantSignals, EndItWithStatusZero) {
+    Plant plant;
+    plant.get_process().send_signal(GetParam());
+    EXPECT_EQ(plant.get_process().wait(), 0);
+    EXPECT_EQ(plant.get_process().get_output(), "stopped\n");
+    EXPECT_EQ(plant.get_process().get_error_output(), "");
+}
+
+TEST_P(PlantSignals, EndItWhileAClientHoldsAPoll) {
+    Plant plant;
+    HttpClient holding(plant.get_port());
+    const std::string body =
+        create_request(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)");
+    holding.send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    plant.call("<GetStatus/>");  // accepted after the poll
+    plant.get_process().send_signal(GetParam());
+    EXPECT_EQ(plant.get_process().wait(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Plant, PlantSignals, ::testing::Values(SIGINT, SIGTERM),
+                         [](const auto& test) { return test.param == SIGINT ? "Interrupt" : "Terminate"; });
+
+/// A command line that is refused, and the line that says so.
+struct WrongArguments {
+    std::string name;
+    std::vector<std::string> arguments;
+    std::string message;
+
+    friend std::ostream& operator<<(std::ostream& stream, const WrongArguments& wrong) {
+        return stream << wrong.name;
+    }
+};
+
+class PlantArguments : public ::testing::TestWithParam<WrongArguments> {};
+
+TEST_P(PlantArguments, AreRefusedWithOneLine) {
+    ChildProcess process(create_plant_command(GetParam().arguments));
+    EXPECT_EQ(process.wait(), 2);
+    EXPECT_EQ(process.get_output(), "");
+    EXPECT_EQ(process.get_error_output(), "kx-plant: " + GetParam().message + "\n");
+}
+
+const std::string NUMBER_RANGE = "--port takes a whole number from 0 to 65535, not ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Plant, PlantArguments,
+    ::testing::Values(
+        WrongArguments{"Unknown", {"--prot", "1"}, "unknown argument '--prot', --help lists the known ones"},
+        WrongArguments{"Stray", {"8080"}, "unknown argument '8080', --help lists the known ones"},
+        WrongArguments{"Empty", {""}, "unknown argument '', --help lists the known ones"},
+        WrongArguments{
+            "HelpWithValue", {"--help=me"}, "unknown argument '--help=me', --help lists the known ones"},
+        WrongArguments{"ValueMissing", {"--port"}, "--port needs a value"},
+        WrongArguments{"NoNumber", {"--port", "http"}, NUMBER_RANGE + "'http'"},
+        WrongArguments{"NumberEmpty", {"--port="}, NUMBER_RANGE + "''"},
+        WrongArguments{"NumberWithRest", {"--port", "80 "}, NUMBER_RANGE + "'80 '"},
+        WrongArguments{"PortNegative", {"--port", "-1"}, NUMBER_RANGE + "'-1'"},
+        WrongArguments{"PortTooLarge", {"--port", "65536"}, NUMBER_RANGE + "'65536'"},
+        WrongArguments{
+            "NumberHuge", {"--port", "99999999999999999999"}, NUMBER_RANGE + "'99999999999999999999'"},
+        WrongArguments{"BulkTooLarge",
+                       {"--bulk", "10000001"},
+                       "--bulk takes a whole number from 0 to 10000000, not '10000001'"},
+        WrongArguments{
+            "NoThreads", {"--threads", "0"}, "--threads takes a whole number from 2 to 1000, not '0'"},
+        WrongArguments{"FileMissing",
+                       {"--certificate", "/nonexistent/plant.pem"},
+                       "--certificate: cannot read the file '/nonexistent/plant.pem'"},
+        WrongArguments{"FileIsFolder", {"--private-key", "/"}, "--private-key: cannot read the file '/'"},
+        WrongArguments{"KeyMissing",
+                       {"--certificate", KX_README},
+                       "--certificate and --private-key are given together or not at all"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(PlantFailures, PortInUseGivesOneLine) {
+    const Plant first;
+    const std::string port = std::to_string(first.get_port());
+    ChildProcess second(create_plant_command({"--port", port}));
+    EXPECT_EQ(second.wait(), 1);
+    EXPECT_EQ(second.get_output(), "");
+    EXPECT_THAT(second.get_error_output(), MatchesRegex("kx-plant: cannot serve on 127\\.0\\.0\\.1 port " +
+                                                        port + ": .*Address already in use[^\n]*\n"));
+}
+
+TEST(PlantFailures, UnusableCertificateGivesOneLine) {
+    ChildProcess process(create_plant_command({"--certificate", KX_README, "--private-key", KX_README}));
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(process.get_error_output(), MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
+}
+
+TEST(PlantFailures, AddressOfAnotherHostGivesOneLine) {
+    ChildProcess process(create_plant_command({"--address", "192.0.2.1"}));
+    EXPECT_EQ(process.wait(), 1);
+    EXPECT_THAT(process.get_error_output(), MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
+}
+
+TEST(PlantHelp, NamesEveryOption) {
+    ChildProcess process(create_plant_command({"--help"}));
+    EXPECT_EQ(process.wait(), 0);
+    const std::string help = process.get_output();
+    for (const char* option :
+         {"--address", "--port", "--certificate", "--private-key", "--bulk", "--threads", "--help"}) {
+        EXPECT_THAT(help, HasSubstr(option));
+    }
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc::testing

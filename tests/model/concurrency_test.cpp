@@ -1,0 +1,125 @@
+#include <information_model/InformationModel.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kx::information_model {
+
+namespace {
+
+constexpr int VARIABLES = 50;
+constexpr int READERS = 8;
+constexpr int WRITERS = 2;
+
+class ConcurrencyTest : public ::testing::Test {
+protected:
+    ConcurrencyTest() {
+        for (int i = 0; i < VARIABLES; ++i) {
+            paths_.emplace_back("/bulk/v" + std::to_string(i));
+            bulk_.add_variable("v" + std::to_string(i), Value(0));
+        }
+    }
+
+    int read(std::size_t position) const {
+        const Item& item = model_.get_root().get_item(paths_[position], false);
+        return std::get<int>(dynamic_cast<const Variable&>(item).get_value());
+    }
+
+    Variable& find(std::size_t position) {
+        return dynamic_cast<Variable&>(model_.get_root().get_item(paths_[position], false));
+    }
+
+    /// Whether all variables have one value, which every update gives them.
+    bool is_consistent() const {
+        const std::shared_lock lock(model_.get_information_tree());
+        const int first = read(0);
+        for (std::size_t i = 1; i < paths_.size(); ++i) {
+            if (read(i) != first) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void update_all(int value) {
+        const std::unique_lock lock(model_.get_information_tree());
+        for (std::size_t i = 0; i < paths_.size(); ++i) {
+            find(i) = Value(value);
+        }
+    }
+
+    InformationModel model_{"plant"};
+    Domain& bulk_ = model_.get_root().add_domain("bulk");
+    std::vector<Path> paths_;
+};
+
+}  // namespace
+
+TEST_F(ConcurrencyTest, ReadersSeeWholeUpdatesOnly) {
+    std::atomic<int> calls = 0;
+    const Registration registration = find(0).on_write([&](const Path&, const Value&) { ++calls; });
+    std::atomic<bool> is_over = false;
+    std::atomic<int> torn_reads = 0;
+    std::vector<std::thread> readers;
+    for (int i = 0; i < READERS; ++i) {
+        readers.emplace_back([&] {
+            while (!is_over) {
+                torn_reads += is_consistent() ? 0 : 1;
+            }
+        });
+    }
+    std::vector<std::thread> writers;
+    for (int i = 0; i < WRITERS; ++i) {
+        writers.emplace_back([this, i] {
+            for (int round = 0; round < 200; ++round) {
+                update_all(round * WRITERS + i);
+            }
+        });
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    is_over = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(torn_reads, 0);
+    EXPECT_EQ(calls, WRITERS * 200);
+}
+
+TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
+    std::atomic<bool> is_over = false;
+    std::atomic<int> finds = 0;
+    std::vector<std::thread> readers;
+    for (int i = 0; i < READERS; ++i) {
+        readers.emplace_back([&] {
+            while (!is_over) {
+                const std::shared_lock lock(model_.get_information_tree());
+                for (const auto& child : bulk_.get_children()) {
+                    finds += &bulk_.get_item(child->get_path(), false) == child.get() ? 0 : 1;
+                }
+            }
+        });
+    }
+    for (int round = 0; round < 200; ++round) {
+        const std::unique_lock lock(model_.get_information_tree());
+        bulk_.add_variable("passing" + std::to_string(round), Value("a text with memory of its own"));
+        if (round % 2 == 1) {
+            bulk_.remove("passing" + std::to_string(round - 1));
+        }
+    }
+    is_over = true;
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(finds, 0);
+    EXPECT_EQ(bulk_.get_children().size(), static_cast<std::size_t>(VARIABLES) + 100);
+}
+
+}  // namespace kx::information_model

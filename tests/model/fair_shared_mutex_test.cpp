@@ -1,0 +1,218 @@
+#include "model/FairSharedMutex.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+#include <shared_mutex>
+#include <thread>
+#include <vector>
+
+#include "model/WaitFor.h"
+
+namespace kx::information_model::detail {
+
+using testing::wait_for;
+
+namespace {
+
+bool can_lock(FairSharedMutex& mutex) {
+    return std::unique_lock(mutex, std::try_to_lock).owns_lock();
+}
+
+bool can_lock_shared(FairSharedMutex& mutex) {
+    return std::shared_lock(mutex, std::try_to_lock).owns_lock();
+}
+
+void join(std::vector<std::thread>& threads) {
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
+}  // namespace
+
+TEST(FairSharedMutex, FreeAdmitsEither) {
+    FairSharedMutex mutex;
+    EXPECT_TRUE(can_lock(mutex));
+    EXPECT_TRUE(can_lock_shared(mutex));
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+TEST(FairSharedMutex, WriterKeepsAllOut) {
+    FairSharedMutex mutex;
+    std::unique_lock writer(mutex);
+    EXPECT_FALSE(can_lock(mutex));
+    EXPECT_FALSE(can_lock_shared(mutex));
+    writer.unlock();
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+TEST(FairSharedMutex, ReadersAdmitReadersOnly) {
+    FairSharedMutex mutex;
+    std::shared_lock first(mutex);
+    std::shared_lock second(mutex);
+    EXPECT_TRUE(can_lock_shared(mutex));
+    first.unlock();
+    EXPECT_FALSE(can_lock(mutex));
+    second.unlock();
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+TEST(FairSharedMutex, WaitingWriterIsAdmittedBeforeReadersThatCameLater) {
+    constexpr int READERS = 8;
+    FairSharedMutex mutex;
+    std::atomic<bool> is_writer_waiting = false;
+    std::atomic<bool> is_writer_admitted = false;
+    std::atomic<bool> is_over = false;
+    std::atomic<int> overtakers = 0;
+    std::atomic<int> admissions = 0;
+
+    std::vector<std::thread> threads;
+    for (int i = 0; i < READERS; ++i) {
+        threads.emplace_back([&] {  // back to back, so that together they never let go
+            while (!is_over) {
+                const bool came_later = is_writer_waiting;
+                const std::shared_lock lock(mutex);
+                overtakers += came_later && !is_writer_admitted ? 1 : 0;
+                ++admissions;
+            }
+        });
+    }
+    EXPECT_TRUE(wait_for([&] { return admissions > 100; }));
+
+    std::shared_lock inside(mutex);  // keeps the writer waiting until all the readers came behind it
+    threads.emplace_back([&] {
+        const std::unique_lock lock(mutex);
+        is_writer_admitted = true;
+        is_over = true;
+    });
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_writers() == 1; }));
+    is_writer_waiting = true;
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_readers() == READERS; }));
+    EXPECT_FALSE(is_writer_admitted);
+    EXPECT_FALSE(can_lock_shared(mutex));
+    inside.unlock();
+    join(threads);
+    EXPECT_TRUE(is_writer_admitted);
+    EXPECT_EQ(overtakers, 0);
+}
+
+TEST(FairSharedMutex, WritersGetInUnderASteadyLoadOfReaders) {
+    FairSharedMutex mutex;
+    std::atomic<bool> is_over = false;
+    std::atomic<int> readers_inside = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            while (!is_over) {
+                const std::shared_lock lock(mutex);
+                ++readers_inside;
+                std::this_thread::yield();
+                --readers_inside;
+            }
+        });
+    }
+    for (int i = 0; i < 500; ++i) {
+        const std::unique_lock lock(mutex);
+        ASSERT_EQ(readers_inside, 0);
+    }
+    is_over = true;
+    join(threads);
+}
+
+TEST(FairSharedMutex, WaitingReadersAreAdmittedTogetherBeforeTheNextWriter) {
+    constexpr int READERS = 4;
+    FairSharedMutex mutex;
+    std::atomic<int> admitted_readers = 0;
+    std::atomic<bool> may_readers_leave = false;
+    std::atomic<int> readers_before_second_writer = -1;
+
+    std::vector<std::thread> threads;
+    std::unique_lock first_writer(mutex);
+    threads.emplace_back([&] {
+        const std::unique_lock lock(mutex);
+        readers_before_second_writer = admitted_readers.load();
+    });
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_writers() == 1; }));
+    for (int i = 0; i < READERS; ++i) {
+        threads.emplace_back([&] {
+            const std::shared_lock lock(mutex);
+            ++admitted_readers;
+            wait_for([&] { return may_readers_leave.load(); });
+        });
+    }
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_readers() == READERS; }));
+
+    first_writer.unlock();
+    EXPECT_TRUE(wait_for([&] { return admitted_readers == READERS; }));  // all at once, none has left
+    EXPECT_EQ(readers_before_second_writer, -1);
+    EXPECT_FALSE(can_lock_shared(mutex));  // the second writer still waits
+    may_readers_leave = true;
+    join(threads);
+    EXPECT_EQ(readers_before_second_writer, READERS);
+}
+
+TEST(FairSharedMutex, WritersAreAdmittedInTheOrderTheyCame) {
+    constexpr int WRITERS = 6;
+    FairSharedMutex mutex;
+    std::vector<int> order;  // guarded by mutex
+    std::vector<std::thread> threads;
+    std::unique_lock first(mutex);
+    for (int i = 0; i < WRITERS; ++i) {
+        threads.emplace_back([&, i] {
+            const std::unique_lock lock(mutex);
+            order.push_back(i);
+        });
+        ASSERT_TRUE(
+            wait_for([&] { return mutex.count_waiting_writers() == static_cast<std::size_t>(i) + 1; }));
+    }
+    first.unlock();
+    join(threads);
+    EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4, 5}));
+}
+
+TEST(FairSharedMutex, WritersAloneExcludeEachOther) {
+    constexpr int THREADS = 8;
+    constexpr int ROUNDS = 2'000;
+    FairSharedMutex mutex;
+    int count = 0;  // guarded by mutex
+    std::vector<std::thread> threads;
+    for (int i = 0; i < THREADS; ++i) {
+        threads.emplace_back([&] {
+            for (int round = 0; round < ROUNDS; ++round) {
+                const std::unique_lock lock(mutex);
+                ++count;
+            }
+        });
+    }
+    join(threads);
+    EXPECT_EQ(count, THREADS * ROUNDS);
+}
+
+TEST(FairSharedMutex, MixedUseLosesNobody) {
+    FairSharedMutex mutex;
+    int count = 0;  // guarded by mutex
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&, i] {
+            for (int round = 0; round < 2'000; ++round) {
+                if ((round + i) % 4 == 0) {
+                    const std::unique_lock lock(mutex);
+                    ++count;
+                } else if ((round + i) % 4 == 1) {
+                    const std::unique_lock lock(mutex, std::try_to_lock);
+                    count += lock.owns_lock() ? 1 : 0;
+                } else {
+                    const std::shared_lock lock(mutex);
+                    EXPECT_GE(count, 0);
+                }
+            }
+        });
+    }
+    join(threads);
+    EXPECT_GE(count, 8 * 500);
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+}  // namespace kx::information_model::detail

@@ -1,0 +1,115 @@
+#include <information_model/InformationModel.h>
+#include <information_model/Item.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "model/AllocationControl.h"
+
+namespace kx::information_model {
+
+namespace {
+
+class ItemTest : public ::testing::Test {
+protected:
+    const Item& find(const Item& start, const char* path) { return start.get_item(Path(path), false); }
+
+    InformationModel model_{"plant"};
+    Domain& root_ = model_.get_root();
+    Domain& boiler_ = root_.add_domain("boiler");
+    Domain& drum_ = boiler_.add_domain("drum");
+    Variable& level_ = drum_.add_variable("level", Value(1.5));
+};
+
+}  // namespace
+
+TEST_F(ItemTest, PathsAreAbsolute) {
+    EXPECT_EQ(root_.get_path().as_string(), "/");
+    EXPECT_EQ(boiler_.get_path().as_string(), "/boiler");
+    EXPECT_EQ(level_.get_path().as_string(), "/boiler/drum/level");
+}
+
+TEST_F(ItemTest, AbsolutePathStartsAtTheRoot) {
+    EXPECT_EQ(&find(root_, "/boiler/drum/level"), &level_);
+    EXPECT_EQ(&find(drum_, "/boiler/drum/level"), &level_);
+    EXPECT_EQ(&find(level_, "/boiler"), &boiler_);
+    EXPECT_EQ(&find(drum_, "/"), &root_);
+    EXPECT_EQ(&find(root_, "/"), &root_);
+}
+
+TEST_F(ItemTest, OtherPathsStartAtTheItem) {
+    EXPECT_EQ(&find(root_, "boiler/drum"), &drum_);
+    EXPECT_EQ(&find(root_, "./boiler/drum"), &drum_);
+    EXPECT_EQ(&find(boiler_, "drum/level"), &level_);
+    EXPECT_EQ(&find(drum_, "./level"), &level_);
+    EXPECT_THROW(find(boiler_, "boiler"), PathNotFoundException);
+}
+
+TEST_F(ItemTest, DotIsTheItemItself) {
+    EXPECT_EQ(&find(root_, "."), &root_);
+    EXPECT_EQ(&find(drum_, "."), &drum_);
+    EXPECT_EQ(&find(level_, "."), &level_);
+}
+
+TEST_F(ItemTest, OwnPathLeadsBack) {
+    for (const Item* item : {static_cast<const Item*>(&root_), static_cast<const Item*>(&drum_),
+                             static_cast<const Item*>(&level_)}) {
+        EXPECT_EQ(&root_.get_item(item->get_path(), false), item);
+    }
+}
+
+TEST_F(ItemTest, NothingStandsBelowAVariable) {
+    EXPECT_THROW(find(root_, "/boiler/drum/level/x"), PathNotFoundException);
+    EXPECT_THROW(find(level_, "x"), PathNotFoundException);
+}
+
+TEST_F(ItemTest, MissingPathIsNamedAsGiven) {
+    try {
+        find(root_, "./boiler/pump/speed");
+        FAIL() << "nothing thrown";
+    } catch (const PathNotFoundException& error) {
+        EXPECT_STREQ(error.what(), "Path not found: ./boiler/pump/speed");
+    }
+}
+
+TEST_F(ItemTest, NamesAreComparedExactly) {
+    for (const char* path : {"/Boiler", "/boile", "/boilers", "/boiler ", "/boiler/drum/levels"}) {
+        EXPECT_THROW(find(root_, path), PathNotFoundException) << path;
+    }
+}
+
+TEST_F(ItemTest, ChangeableItemGivesAChangeableOne) {
+    Item& item = root_.get_item(Path("/boiler/drum/level"), false);
+    dynamic_cast<Variable&>(item) = Value(2.5);
+    EXPECT_EQ(level_.get_value(), Value(2.5));
+}
+
+TEST_F(ItemTest, DescriptionIsEmptyUnlessGiven) {
+    EXPECT_EQ(drum_.get_description(), "");
+    EXPECT_EQ(drum_.add_variable("a", Value(1), {.description = "Text"}).get_description(), "Text");
+}
+
+TEST_F(ItemTest, LookUpAllocatesNothing) {
+    for (int i = 0; i < 100; ++i) {
+        drum_.add_variable("a variable with a long name " + std::to_string(i), Value(i));
+    }
+    const Path path("/boiler/drum/a variable with a long name 77");
+    const testing::AllocationCounter counter;
+    const Item& item = root_.get_item(path, false);
+    EXPECT_EQ(counter.get_count(), 0U);
+    EXPECT_EQ(item.get_path(), path);
+}
+
+TEST_F(ItemTest, LongPathsAreWalked) {
+    Domain* domain = &root_;
+    std::string text;
+    for (int i = 0; i < 10'000; ++i) {
+        domain = &domain->add_domain("d");
+        text += "/d";
+    }
+    EXPECT_EQ(&find(root_, text.c_str()), domain);
+    EXPECT_EQ(domain->get_path().as_string(), text);
+}
+
+}  // namespace kx::information_model

@@ -1,0 +1,103 @@
+#include <information_model/InformationModel.h>
+#include <information_model/Tree.h>
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <shared_mutex>
+#include <thread>
+
+namespace kx::information_model {
+
+namespace {
+
+class TreeLockTest : public ::testing::Test {
+protected:
+    bool can_lock(Tree& tree) {
+        bool result = false;
+        std::thread([&] { result = std::unique_lock<Tree>(tree, std::try_to_lock).owns_lock(); }).join();
+        return result;
+    }
+
+    bool can_lock_shared(const Tree& tree) {
+        bool result = false;
+        std::thread([&] {
+            result = std::shared_lock<const Tree>(tree, std::try_to_lock).owns_lock();
+        }).join();
+        return result;
+    }
+
+    InformationModel model_{"plant"};
+    Tree& tree_ = model_.get_information_tree();
+    const Tree& constant_tree_ = tree_;
+    Variable& leaf_ = model_.get_root().add_domain("d").add_variable("v", Value(1));
+};
+
+}  // namespace
+
+TEST_F(TreeLockTest, ExclusiveKeepsAllOut) {
+    std::unique_lock lock(tree_);
+    EXPECT_FALSE(can_lock(tree_));
+    EXPECT_FALSE(can_lock_shared(tree_));
+    lock.unlock();
+    EXPECT_TRUE(can_lock(tree_));
+}
+
+TEST_F(TreeLockTest, SharedAdmitsReadersOnly) {
+    std::shared_lock lock(constant_tree_);
+    EXPECT_FALSE(can_lock(tree_));
+    EXPECT_TRUE(can_lock_shared(tree_));
+    lock.unlock();
+    EXPECT_TRUE(can_lock(tree_));
+}
+
+TEST_F(TreeLockTest, EveryNodeHasTheLockOfItsTree) {
+    const std::unique_lock<Tree> lock(leaf_);
+    EXPECT_FALSE(can_lock(tree_));
+    EXPECT_FALSE(can_lock_shared(model_.get_root()));
+}
+
+TEST_F(TreeLockTest, EachTreeHasItsOwnLock) {
+    InformationModel other("other");
+    const std::unique_lock lock(tree_);
+    EXPECT_TRUE(can_lock(other.get_information_tree()));
+}
+
+TEST_F(TreeLockTest, PlainOperationsPairUp) {
+    tree_.lock();
+    EXPECT_FALSE(can_lock_shared(tree_));
+    tree_.unlock();
+    EXPECT_TRUE(tree_.try_lock());
+    EXPECT_FALSE(can_lock(tree_));
+    tree_.unlock();
+    constant_tree_.lock_shared();
+    EXPECT_FALSE(can_lock(tree_));
+    constant_tree_.unlock_shared();
+    EXPECT_TRUE(constant_tree_.try_lock_shared());
+    EXPECT_FALSE(can_lock(tree_));
+    constant_tree_.unlock_shared();
+    EXPECT_TRUE(can_lock(tree_));
+}
+
+TEST_F(TreeLockTest, DeferredAndAdoptedLocksWork) {
+    std::unique_lock<Tree> deferred(tree_, std::defer_lock);
+    EXPECT_FALSE(deferred.owns_lock());
+    EXPECT_TRUE(deferred.try_lock());
+    deferred.unlock();
+    tree_.lock();
+    const std::unique_lock<Tree> adopted(tree_, std::adopt_lock);
+    EXPECT_TRUE(adopted.owns_lock());
+    EXPECT_FALSE(can_lock_shared(tree_));
+}
+
+TEST_F(TreeLockTest, ScopedLockTakesTwoTrees) {
+    InformationModel other("other");
+    {
+        const std::scoped_lock lock(tree_, other.get_information_tree());
+        EXPECT_FALSE(can_lock(tree_));
+        EXPECT_FALSE(can_lock(other.get_information_tree()));
+    }
+    EXPECT_TRUE(can_lock(tree_));
+}
+
+}  // namespace kx::information_model

@@ -1,0 +1,255 @@
+#include <information_model/InformationModel.h>
+#include <information_model/Variable.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "model/TestMode.h"
+
+namespace kx::information_model {
+
+using symbol_list::HISTORY_KIND;
+using symbol_list::QUALITY;
+using testing::Mode;
+
+namespace {
+
+TimePoint get_now() {
+    return std::chrono::system_clock::now();
+}
+
+class VariableTest : public ::testing::Test {
+protected:
+    Variable& add(Value initial, VariableOptions options = {}) {
+        return model_.get_root().add_variable("v", std::move(initial), std::move(options));
+    }
+
+    InformationModel model_{"plant"};
+};
+
+/// Writes and tells whether that counted as a modification.
+bool is_modified_by(Variable& variable, const Value& value) {
+    const TimePoint before = variable.get_modified_timestamp();
+    while (get_now() == before) {
+    }
+    variable.set_value(value, CALLBACK_RESTRAIN::NO_CALLBACKS, false);
+    return variable.get_modified_timestamp() != before;
+}
+
+}  // namespace
+
+TEST_F(VariableTest, HasDefaults) {
+    const TimePoint before = get_now();
+    const Variable& variable = add(Value(21.5));
+    EXPECT_EQ(variable.get_item_type(), ITEM_TYPE::VARIABLE);
+    EXPECT_EQ(variable.get_value(), Value(21.5));
+    EXPECT_EQ(variable.get_value_type_info(), ValueTypeInfo(VALUE_TYPE::DOUBLE, false));
+    EXPECT_EQ(variable.get_writable(), std::nullopt);
+    EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::GOOD));
+    EXPECT_GE(variable.get_timestamp(), before);
+    EXPECT_LE(variable.get_timestamp(), get_now());
+    EXPECT_EQ(variable.get_modified_timestamp(), variable.get_timestamp());
+}
+
+TEST_F(VariableTest, MetadataIsAbsentUnlessGiven) {
+    const Variable& variable = add(Value(21.5), {.description = "only this"});
+    EXPECT_EQ(variable.get_description(), "only this");
+    EXPECT_EQ(variable.get_engineering_unit(), "");
+    EXPECT_FALSE(variable.get_range().lower.has_value());
+    EXPECT_FALSE(variable.get_range().upper.has_value());
+    EXPECT_FALSE(variable.get_delta().has_value());
+    EXPECT_EQ(variable.get_fractional_digits(), std::nullopt);
+    EXPECT_FALSE(variable.get_history_kind().has_value());
+}
+
+TEST_F(VariableTest, TakesItsOptions) {
+    const Variable& variable = add(Value(21.5), {.description = "Drum temperature",
+                                                 .writable = true,
+                                                 .engineering_unit = "degC",
+                                                 .range = {.lower = Value(0.0), .upper = Value(400.0)},
+                                                 .delta = Value(0.5),
+                                                 .fractional_digits = 1,
+                                                 .history_kind = HISTORY_KIND::HISTORY_AVAILABLE,
+                                                 .quality = QUALITY::UNCERTAIN});
+    EXPECT_EQ(variable.get_description(), "Drum temperature");
+    EXPECT_EQ(variable.get_writable(), true);
+    EXPECT_EQ(variable.get_engineering_unit(), "degC");
+    EXPECT_EQ(variable.get_range().lower, Value(0.0));
+    EXPECT_EQ(variable.get_range().upper, Value(400.0));
+    EXPECT_EQ(variable.get_delta(), Value(0.5));
+    EXPECT_EQ(variable.get_fractional_digits(), 1);
+    EXPECT_EQ(variable.get_history_kind(), SymbolInfo(HISTORY_KIND::HISTORY_AVAILABLE));
+    EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::UNCERTAIN));
+}
+
+TEST_F(VariableTest, EachPieceOfMetadataStandsAlone) {
+    Domain& root = model_.get_root();
+    EXPECT_EQ(root.add_variable("unit", Value(1), {.engineering_unit = "m"}).get_engineering_unit(), "m");
+    EXPECT_EQ(root.add_variable("lower", Value(1), {.range = {.lower = Value(0)}}).get_range().lower,
+              Value(0));
+    EXPECT_EQ(root.add_variable("upper", Value(1), {.range = {.upper = Value(9)}}).get_range().upper,
+              Value(9));
+    EXPECT_EQ(root.add_variable("delta", Value(1), {.delta = Value(1)}).get_delta(), Value(1));
+    EXPECT_EQ(root.add_variable("digits", Value(1), {.fractional_digits = 0}).get_fractional_digits(), 0);
+    EXPECT_EQ(root.add_variable("history", Value(1), {.history_kind = HISTORY_KIND::NONE}).get_history_kind(),
+              SymbolInfo(HISTORY_KIND::NONE));
+}
+
+TEST_F(VariableTest, NotWritableIsNotAbsent) {
+    EXPECT_EQ(add(Value(1), {.writable = false}).get_writable(), false);
+}
+
+TEST_F(VariableTest, UnlistedSymbolsInOptionsAreRefused) {
+    EXPECT_THROW(add(Value(1), {.quality = QUALITY(16)}), std::invalid_argument);
+    EXPECT_THROW(add(Value(1), {.history_kind = HISTORY_KIND(3)}), std::invalid_argument);
+    EXPECT_TRUE(model_.get_root().is_empty());
+}
+
+TEST_F(VariableTest, AssignmentReplacesValueAndStamps) {
+    Variable& variable = add(Value(1));
+    variable.set_timestamp(TimePoint());
+    const TimePoint before = get_now();
+    EXPECT_EQ(&(variable = Value(2)), &variable);
+    EXPECT_EQ(variable.get_value(), Value(2));
+    EXPECT_GE(variable.get_timestamp(), before);
+    EXPECT_EQ(variable.get_modified_timestamp(), variable.get_timestamp());
+}
+
+TEST_F(VariableTest, TimestampIsKeptWhenAskedTo) {
+    Variable& variable = add(Value(1));
+    variable.set_timestamp(TimePoint());
+    const TimePoint before = get_now();
+    variable.set_value(Value(2), CALLBACK_RESTRAIN::UNRESTRAINED, false);
+    EXPECT_EQ(variable.get_timestamp(), TimePoint());
+    EXPECT_GE(variable.get_modified_timestamp(), before);
+}
+
+TEST_F(VariableTest, UnchangedContentStampsWithoutModification) {
+    Variable& variable = add(Value(1));
+    const TimePoint modified = variable.get_modified_timestamp();
+    variable.set_timestamp(TimePoint());
+    variable = Value(1);
+    EXPECT_GT(variable.get_timestamp(), TimePoint());
+    EXPECT_EQ(variable.get_modified_timestamp(), modified);
+}
+
+TEST_F(VariableTest, OtherTypesAreRefusedAndNothingChanges) {
+    Variable& variable = add(Value(1));
+    const TimePoint timestamp = variable.get_timestamp();
+    for (const Value& value : {Value(1L), Value("1"), Value(1.0), Value(std::vector<int>{1}),
+                               Value(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false))}) {
+        EXPECT_THROW(variable = value, BadValueTypeException);
+        EXPECT_THROW(variable.set_value(value, CALLBACK_RESTRAIN::NO_CALLBACKS, false),
+                     BadValueTypeException);
+    }
+    EXPECT_EQ(variable.get_value(), Value(1));
+    EXPECT_EQ(variable.get_timestamp(), timestamp);
+    EXPECT_EQ(variable.get_modified_timestamp(), timestamp);
+}
+
+TEST_F(VariableTest, ContentThatDisagreesWithItsDescriptorIsTaken) {
+    Variable& variable = add(Value(1));
+    EXPECT_TRUE(is_modified_by(variable, Value(1L, ValueTypeInfo(VALUE_TYPE::INT, false))));
+    EXPECT_EQ(std::get<long>(variable.get_value()), 1L);
+}
+
+TEST_F(VariableTest, TimestampIsSetAlone) {
+    Variable& variable = add(Value(1));
+    const TimePoint modified = variable.get_modified_timestamp();
+    const TimePoint timestamp{std::chrono::seconds(1)};
+    variable.set_timestamp(timestamp);
+    EXPECT_EQ(variable.get_timestamp(), timestamp);
+    EXPECT_EQ(variable.get_modified_timestamp(), modified);
+}
+
+TEST_F(VariableTest, NewQualityIsAModification) {
+    Variable& variable = add(Value(1));
+    const TimePoint timestamp = variable.get_timestamp();
+    while (get_now() == timestamp) {
+    }
+    variable.set_quality(QUALITY::BAD);
+    EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::BAD));
+    EXPECT_GT(variable.get_modified_timestamp(), timestamp);
+    EXPECT_EQ(variable.get_timestamp(), timestamp);
+}
+
+TEST_F(VariableTest, SameQualityIsNone) {
+    Variable& variable = add(Value(1));
+    const TimePoint modified = variable.get_modified_timestamp();
+    while (get_now() == modified) {
+    }
+    variable.set_quality(QUALITY::GOOD);
+    EXPECT_EQ(variable.get_modified_timestamp(), modified);
+}
+
+TEST_F(VariableTest, UnlistedQualityIsRefused) {
+    Variable& variable = add(Value(1));
+    EXPECT_THROW(variable.set_quality(QUALITY(16)), std::invalid_argument);
+    EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::GOOD));
+}
+
+TEST_F(VariableTest, CallbackRestrainNumbersAreFixed) {
+    EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::NO_CALLBACKS), 0);
+    EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::CHANGED), 1);
+    EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::WRITTEN), 2);
+    EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::UNRESTRAINED), 3);
+}
+
+/// Two values of one type, and whether writing one over the other changes anything.
+struct ChangeRow {
+    const char* name;
+    Value before;
+    Value after;
+    bool is_change;
+};
+
+class Modification : public VariableTest, public ::testing::WithParamInterface<ChangeRow> {};
+
+TEST_P(Modification, IsAChangeOfContentOnly) {
+    Variable& variable = add(GetParam().before);
+    EXPECT_EQ(is_modified_by(variable, GetParam().after), GetParam().is_change);
+}
+
+namespace {
+
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+constexpr float NOT_A_FLOAT = std::numeric_limits<float>::quiet_NaN();
+
+std::vector<ChangeRow> get_change_rows() {
+    return {{"equalDouble", Value(1.5), Value(1.5), false},
+            {"otherDouble", Value(1.5), Value(std::nextafter(1.5, 2.0)), true},
+            {"notANumber", Value(NOT_A_NUMBER), Value(NOT_A_NUMBER), false},
+            {"negativeNotANumber", Value(NOT_A_NUMBER), Value(-NOT_A_NUMBER), false},
+            {"fromNotANumber", Value(NOT_A_NUMBER), Value(0.0), true},
+            {"toNotANumber", Value(0.0), Value(NOT_A_NUMBER), true},
+            {"negativeZero", Value(0.0), Value(-0.0), true},
+            {"positiveZero", Value(-0.0), Value(0.0), true},
+            {"sameNegativeZero", Value(-0.0), Value(-0.0), false},
+            {"floatNotANumber", Value(NOT_A_FLOAT), Value(NOT_A_FLOAT), false},
+            {"floatZeros", Value(0.0F), Value(-0.0F), true},
+            {"arrayWithNotANumber", Value(std::vector<double>{1.0, NOT_A_NUMBER}),
+             Value(std::vector<double>{1.0, NOT_A_NUMBER}), false},
+            {"arrayWithZeros", Value(std::vector<double>{0.0}), Value(std::vector<double>{-0.0}), true},
+            {"longerArray", Value(std::vector<int>{1}), Value(std::vector<int>{1, 1}), true},
+            {"shorterArray", Value(std::vector<int>{1, 1}), Value(std::vector<int>{1}), true},
+            {"equalBools", Value(std::vector<bool>{true}), Value(std::vector<bool>{true}), false},
+            {"otherBools", Value(std::vector<bool>{true}), Value(std::vector<bool>{false}), true},
+            {"equalText", Value("a"), Value("a"), false},
+            {"otherText", Value("a"), Value("b"), true},
+            {"equalSymbol", Value(SymbolInfo(Mode::OFF)), Value(SymbolInfo(Mode::OFF)), false},
+            {"otherSymbol", Value(SymbolInfo(Mode::OFF)), Value(SymbolInfo(Mode::MANUAL)), true},
+            {"otherList", Value(SymbolInfo(QUALITY::BAD)), Value(SymbolInfo(HISTORY_KIND::NONE)), true}};
+}
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Variable, Modification, ::testing::ValuesIn(get_change_rows()),
+                         [](const auto& row) { return row.param.name; });
+
+}  // namespace kx::information_model

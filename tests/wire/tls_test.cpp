@@ -1,0 +1,261 @@
+#include "TlsFiles.h"
+#include "support/HttpClient.h"
+#include "support/TestServer.h"
+#include "support/replies.h"
+
+#include <information_model/InformationModel.h>
+#include <opc/Server.h>
+
+#include <Poco/Net/Context.h>
+#include <Poco/Net/NetSSL.h>
+#include <Poco/Net/SecureStreamSocket.h>
+#include <Poco/Net/SocketAddress.h>
+
+#include <gtest/gtest.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kx::information_model::opc::testing {
+namespace {
+
+/// Runs the TLS library as the client side needs it.
+class TlsEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override { Poco::Net::initializeSSL(); }
+    void TearDown() override { Poco::Net::uninitializeSSL(); }
+};
+
+const ::testing::Environment* const ENVIRONMENT = ::testing::AddGlobalTestEnvironment(new TlsEnvironment);
+
+/// A client that trusts nothing but this certificate.
+HttpClient connect(unsigned short port, const std::string& certificate) {
+    const Poco::Net::Context::Ptr context =
+        new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, "", "", certificate,
+                               Poco::Net::Context::VERIFY_STRICT, 9, false, "ALL");
+    const Poco::Net::SocketAddress address("127.0.0.1", port);
+    return HttpClient(Poco::Net::SecureStreamSocket(address, "127.0.0.1", context));
+}
+
+class TlsServer : public ::testing::Test {
+protected:
+    TlsServer() { server_.start(); }
+
+    HttpClient connect() const { return testing::connect(server_.get_port(), files_.get_certificate()); }
+
+    TlsFiles files_;
+    std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
+    Server server_{"127.0.0.1", files_.get_certificate(), files_.get_private_key(), model_};
+};
+
+void expect_status(const Reply& reply) {
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_NE(reply.body.find("<VendorInfo>Brevandor OPC XML DA Server</VendorInfo>"), std::string::npos);
+}
+
+TEST_F(TlsServer, TellsThatTlsIsEnabled) {
+    EXPECT_TRUE(server_.is_tls_enabled());
+    EXPECT_NE(server_.get_port(), 0);
+    EXPECT_EQ(server_.get_address(), "127.0.0.1");
+}
+
+TEST_F(TlsServer, ServesGetStatus) {
+    expect_status(connect().post(create_request("<GetStatus/>")));
+}
+
+TEST_F(TlsServer, ServesRead) {
+    model_->get_root().add_variable("temperature", Value(21.5));
+    const Reply reply = connect().post(create_request(
+        R"(<Read><ItemList><Items ItemName="temperature" ClientItemHandle="h"/></ItemList></Read>)"));
+    expect_success(reply, R"(<ReadResponse><RItemList><Items ClientItemHandle="h" ItemName="/temperature">)"
+                          R"(<Value xsi:type="xsd:double">21.500000</Value></Items></RItemList>)" +
+                              create_result("ReadResult") + "</ReadResponse>");
+}
+
+TEST_F(TlsServer, AnswersFaultsAndBadRequests) {
+    expect_fault(connect().post("<a/>"), "soap:Server", "Server was unable to process request.");
+    expect_bad_request(connect().post("no xml"));
+}
+
+TEST_F(TlsServer, ServesSeveralRequestsOnOneConnection) {
+    HttpClient client = connect();
+    for (int round = 0; round < 5; ++round) {
+        expect_status(client.post(create_request("<GetStatus/>")));
+    }
+}
+
+TEST_F(TlsServer, ServesLargeRequestsAndReplies) {
+    const std::string text(std::size_t{3} << 20U, 'x');
+    model_->get_root().add_variable("text", Value(text));
+    const Reply reply = connect().post(create_request(
+        R"(<Read><ItemList><Items ItemName="text" ClientItemHandle=")" + text + R"("/></ItemList></Read>)"));
+    expect_success(reply, "<ReadResponse><RItemList><Items ClientItemHandle=\"" + text +
+                              R"(" ItemName="/text"><Value xsi:type="xsd:string">)" + text +
+                              "</Value></Items></RItemList>" + create_result("ReadResult") +
+                              "</ReadResponse>");
+}
+
+TEST_F(TlsServer, ServesClientsAtOnce) {
+    std::atomic<int> served{0};
+    std::vector<std::thread> clients;
+    for (int number = 0; number < 8; ++number) {
+        clients.emplace_back([&] {
+            HttpClient client = connect();
+            for (int round = 0; round < 10; ++round) {
+                served += client.post(create_request("<GetStatus/>")).status == 200 ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_EQ(served, 80);
+}
+
+/// What a client met that offered just one version of TLS.
+struct Handshake {
+    std::string version;  // empty when there was none
+    int reason = 0;       // of the failure
+};
+
+class TlsProbe {
+public:
+    TlsProbe() : context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free) {
+        SSL_CTX_set_security_level(context_.get(), 0);  // offer what the server shall refuse
+    }
+
+    void offer_version(int version) {
+        SSL_CTX_set_min_proto_version(context_.get(), version);
+        SSL_CTX_set_max_proto_version(context_.get(), version);
+    }
+
+    void offer_ciphers(const char* ciphers) { SSL_CTX_set_cipher_list(context_.get(), ciphers); }
+
+    Handshake connect(unsigned short port) {
+        Poco::Net::StreamSocket socket(Poco::Net::SocketAddress("127.0.0.1", port));
+        socket.setReceiveTimeout(Poco::Timespan(30, 0));
+        const std::unique_ptr<SSL, decltype(&SSL_free)> session(SSL_new(context_.get()), SSL_free);
+        SSL_set_fd(session.get(), socket.impl()->sockfd());
+        ERR_clear_error();
+        if (SSL_connect(session.get()) != 1) {
+            return {"", ERR_GET_REASON(ERR_peek_last_error())};
+        }
+        return {SSL_get_version(session.get()), 0};
+    }
+
+private:
+    std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
+};
+
+TEST_F(TlsServer, AcceptsTheVersionsOfToday) {
+    TlsProbe probe;
+    probe.offer_version(TLS1_2_VERSION);
+    EXPECT_EQ(probe.connect(server_.get_port()).version, "TLSv1.2");
+    probe.offer_version(TLS1_3_VERSION);
+    EXPECT_EQ(probe.connect(server_.get_port()).version, "TLSv1.3");
+}
+
+TEST_F(TlsServer, RefusesOlderVersions) {
+    for (const int version : {TLS1_VERSION, TLS1_1_VERSION}) {
+        TlsProbe probe;
+        probe.offer_version(version);
+        const Handshake handshake = probe.connect(server_.get_port());
+        EXPECT_EQ(handshake.version, "");
+        EXPECT_EQ(handshake.reason, SSL_R_TLSV1_ALERT_PROTOCOL_VERSION)
+            << ERR_reason_error_string(static_cast<unsigned long>(handshake.reason));
+    }
+    expect_status(connect().post(create_request("<GetStatus/>")));
+}
+
+TEST_F(TlsServer, TakesTheCipherSuitesOfTls12Only) {
+    TlsProbe probe;
+    probe.offer_version(TLS1_2_VERSION);
+    for (const char* cipher : {"ECDHE-RSA-AES128-GCM-SHA256", "ECDHE-RSA-AES256-GCM-SHA384"}) {
+        probe.offer_ciphers(cipher);
+        EXPECT_EQ(probe.connect(server_.get_port()).version, "TLSv1.2") << cipher;
+    }
+    for (const char* cipher : {"AES128-SHA", "ECDHE-RSA-AES256-SHA"}) {
+        probe.offer_ciphers(cipher);
+        EXPECT_EQ(probe.connect(server_.get_port()).reason, SSL_R_SSLV3_ALERT_HANDSHAKE_FAILURE) << cipher;
+    }
+}
+
+TEST_F(TlsServer, ClosesPlainConnections) {
+    HttpClient plain(server_.get_port());
+    plain.send("POST / HTTP/1.1\r\nContent-Length: 0\r\n\r\n");
+    char answer[1024];
+    std::string received;
+    try {
+        for (int count = 1; count > 0;) {
+            count = plain.get_socket().receiveBytes(answer, sizeof answer);
+            received.append(answer, static_cast<std::size_t>(count));
+        }
+    } catch (const Poco::Exception& exception) {
+        EXPECT_STREQ(exception.name(), "Connection reset by peer");
+    }
+    EXPECT_EQ(received.find("HTTP"), std::string::npos);
+    expect_status(connect().post(create_request("<GetStatus/>")));
+}
+
+TEST_F(TlsServer, SurvivesConnectionsThatEndInTheHandshake) {
+    for (const std::string& bytes :
+         {std::string(), std::string("\x16\x03\x01", 3), std::string("\x16\x03\x01\x02\x00\x01", 6)}) {
+        HttpClient client(server_.get_port());
+        client.send(bytes);
+    }
+    expect_status(connect().post(create_request("<GetStatus/>")));
+}
+
+TEST_F(TlsServer, OutlivesAnotherOne) {
+    const TlsFiles other_files;
+    {
+        Server other("127.0.0.1", 0, other_files.get_certificate(), other_files.get_private_key(), model_);
+        EXPECT_TRUE(other.is_tls_enabled());
+        expect_status(testing::connect(other.start(), other_files.get_certificate())
+                          .post(create_request("<GetStatus/>")));
+        expect_status(connect().post(create_request("<GetStatus/>")));
+    }
+    expect_status(connect().post(create_request("<GetStatus/>")));
+}
+
+TEST_F(TlsServer, IsFollowedByAnother) {
+    for (int round = 0; round < 3; ++round) {
+        Server next("127.0.0.1", files_.get_certificate(), files_.get_private_key(), model_);
+        expect_status(
+            testing::connect(next.start(), files_.get_certificate()).post(create_request("<GetStatus/>")));
+    }
+}
+
+TEST(UnstartedTlsServer, IsDestroyed) {
+    const TlsFiles files;
+    const auto model = std::make_shared<InformationModel>("plant");
+    {
+        const Server server("127.0.0.1", files.get_certificate(), files.get_private_key(), model);
+        EXPECT_TRUE(server.is_tls_enabled());
+    }
+    EXPECT_EQ(model.use_count(), 1);
+}
+
+TEST(DestroyedTlsServer, AnswersRequestsUnderWay) {
+    const TlsFiles files;
+    const auto model = std::make_shared<InformationModel>("plant");
+    auto server =
+        std::make_unique<Server>("127.0.0.1", files.get_certificate(), files.get_private_key(), model);
+    HttpClient client = connect(server->start(), files.get_certificate());
+    const std::string body = create_request("<GetStatus/>");
+    client.send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: " + std::to_string(body.size()) +
+                "\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 100);
+    std::thread destroyer([&] { server.reset(); });
+    client.send(body);
+    expect_status(client.receive());
+    destroyer.join();
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc::testing

@@ -7,15 +7,31 @@ project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
   cmake:cmake
   g++:g++
+  libcli11-dev:/usr/include/CLI/CLI.hpp
   libpoco-dev:/usr/include/Poco/Net/HTTPServer.h
   libssl-dev:/usr/include/openssl/ssl.h
   ninja-build:ninja
 )
 test_packages=(
   curl:curl
+  libbenchmark-dev:/usr/include/benchmark/benchmark.h
   libgmock-dev:/usr/include/gmock/gmock.h
   libgtest-dev:/usr/include/gtest/gtest.h
   openssl:openssl
+)
+bench_packages=(
+  libbenchmark-dev:/usr/include/benchmark/benchmark.h
+  openssl:openssl
+)
+instruction_packages=(
+  valgrind:valgrind
+)
+peer_packages=(
+  gsoap:soapcpp2
+  libgsoap-dev:/usr/include/stdsoap2.h
+)
+plot_packages=(
+  gnuplot-nox:gnuplot
 )
 format_packages=(
   clang-format-14:clang-format-14
@@ -74,6 +90,9 @@ install_missing() {
   run_apt_get update && run_apt_get install --no-install-recommends "${missing[@]}"
 }
 
+# Set by a script that configures with more than the preset says.
+preset_options=()
+
 # Configures and builds one preset of CMakePresets.json. What configuring prints is shown only if it fails.
 # Arguments behind the preset are a command that runs the build.
 build_preset() {
@@ -83,7 +102,7 @@ build_preset() {
   if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
   fi
-  report=$(cmake --preset "$preset" 2>&1) || status=$?
+  report=$(cmake --preset "$preset" "${preset_options[@]}" 2>&1) || status=$?
   if [[ $status -ne 0 ]]; then
     printf '%s\n' "$report" >&2
     return "$status"

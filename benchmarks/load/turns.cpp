@@ -3,7 +3,9 @@
 #include "load/servers.h"
 
 #include <algorithm>
+#include <exception>
 #include <future>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -37,7 +39,9 @@ void wait_until_idle(const HostProcess& process) {
 /// One server and the connections to it.
 class Contender {
 public:
-    Contender(const HostProcess& process, PROTECTION protection, std::size_t clients) : process_(process) {
+    /// @param name  for messages
+    Contender(std::string name, const HostProcess& process, PROTECTION protection, std::size_t clients)
+        : name_(std::move(name)), process_(process) {
         for (std::size_t client = 0; client < clients; ++client) {
             connections_.push_back(std::make_unique<Connection>(process.get_port(), protection));
         }
@@ -71,13 +75,22 @@ private:
                 return requests;
             }));
         }
-        std::size_t requests = 0;
-        for (auto& client : clients) {
-            requests += client.get();
-        }
-        return requests;
+        return add_up(clients);
     }
 
+    std::size_t add_up(std::vector<std::future<std::size_t>>& clients) const {
+        try {
+            std::size_t requests = 0;
+            for (auto& client : clients) {
+                requests += client.get();
+            }
+            return requests;
+        } catch (const std::exception& error) {
+            throw std::runtime_error(name_ + ": " + error.what());
+        }
+    }
+
+    std::string name_;
     const HostProcess& process_;
     std::vector<std::unique_ptr<Connection>> connections_;
 };
@@ -109,13 +122,13 @@ Measurement summarise(const Rounds& rounds) {
 class Race {
 public:
     Race(const Stage& stage, const std::string& body, bool with_peer, std::size_t clients)
-        : ours_(*stage.ours, stage.protection, clients),
-          floor_(*stage.floor, stage.protection, clients),
+        : ours_("server", *stage.ours, stage.protection, clients),
+          floor_("constant replies", *stage.floor, stage.protection, clients),
           request_(create_http_request(body)),
           reply_size_(ours_.get_reply_size(request_)),
           constant_request_(create_constant_request(body, reply_size_)) {
         if (with_peer && stage.peer != nullptr) {
-            peer_.emplace(*stage.peer, stage.protection, clients);
+            peer_.emplace("peer", *stage.peer, stage.protection, clients);
         }
     }
 

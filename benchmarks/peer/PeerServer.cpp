@@ -17,6 +17,7 @@ namespace {
 using information_model::InformationModel;
 
 constexpr int BACKLOG = 64;
+constexpr int MAXIMUM_ITEMS = 10'000'000;
 
 // Texts in UTF-8, no look-out for shared nodes, and chunks, so that a reply is serialised once.
 constexpr soap_mode MODE = SOAP_C_UTFSTRING | SOAP_XML_TREE | SOAP_IO_KEEPALIVE;
@@ -44,7 +45,7 @@ PeerServer::PeerServer(std::shared_ptr<InformationModel> model) : implementation
     soap* context = implementation_->context.get();
     context->user = implementation_->model.get();
     context->max_keep_alive = 0;  // no limit
-    context->double_format = "%.6f";
+    context->maxoccurs = MAXIMUM_ITEMS;
     if (!soap_valid_socket(soap_bind(context, "127.0.0.1", 0, BACKLOG))) {
         throw std::runtime_error("the peer cannot bind a port");
     }

@@ -6,28 +6,37 @@
 #include <information_model/exceptions.h>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <shared_mutex>
-#include <string>
+#include <string_view>
 
 namespace {
 
 using namespace kx::information_model;
 
-char* copy_text(soap* context, const std::string& text) {
+char* copy_text(soap* context, std::string_view text) {
     auto* copy = static_cast<char*>(soap_malloc(context, text.size() + 1));
-    std::copy_n(text.c_str(), text.size() + 1, copy);
+    *std::copy(text.begin(), text.end(), copy) = '\0';
     return copy;
+}
+
+/// With six digits behind the point, as our server writes it.
+char* format(soap* context, double value) {
+    std::array<char, 512> text;  // more than the longest needs
+    const auto end = std::to_chars(text.begin(), text.end(), value, std::chars_format::fixed, 6).ptr;
+    return copy_text(context, {text.begin(), end});
 }
 
 const char* get_name(const da__ReadRequestItem& item) {
     return item.ItemName == nullptr ? "." : item.ItemName;
 }
 
-/// Fills in what the reply says of one item. The value is copied, because gSOAP serialises the reply when
-/// the lock has been released.
+/// Fills in what the reply says of one item. All of it is copied, because gSOAP serialises the reply when the
+/// lock has been released.
 /// Requires: tree lock held.
 void fill(soap* context, da__ItemValue& reply, const Item& item, const da__ReadRequestItem& request,
-          bool with_time, double& value) {
+          bool with_time) {
     // An absolute path is the item's own already.
     reply.ItemName =
         get_name(request)[0] == '/' ? request.ItemName : copy_text(context, item.get_path().as_string());
@@ -40,9 +49,8 @@ void fill(soap* context, da__ItemValue& reply, const Item& item, const da__ReadR
         reply.Timestamp = copy_text(context, to_iso8601_string(variable.get_timestamp()));
     }
     if (const double* content = std::get_if<double>(&variable.get_value())) {
-        value = *content;
         reply.__type = SOAP_TYPE_xsd__double;
-        reply.da__Value = &value;
+        reply.da__Value = format(context, *content);
     }
 }
 
@@ -54,14 +62,12 @@ void read_items(soap* context, const _da__Read& request, da__ReplyItemList& repl
         (request.da__Options->ReturnItemTime == nullptr || *request.da__Options->ReturnItemTime);
     const int size = request.da__ItemList == nullptr ? 0 : request.da__ItemList->__size;
     reply.da__Items = soap_new_da__ItemValue(context, size);
-    auto* values =
-        static_cast<double*>(soap_malloc(context, sizeof(double) * static_cast<std::size_t>(size)));
     const std::shared_lock<const Tree> lock(root);
     for (int index = 0; index < size; ++index) {
         da__ReadRequestItem& wanted = request.da__ItemList->da__Items[index];
         try {
             fill(context, reply.da__Items[reply.__size], root.get_item(Path(get_name(wanted)), false), wanted,
-                 with_time, values[reply.__size]);
+                 with_time);
             ++reply.__size;
         } catch (const PathNotFoundException&) {
             continue;  // left out

@@ -1,5 +1,6 @@
 #include "examples/Plant.h"
 #include "support/replies.h"
+#include "wire/TlsFiles.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,6 +39,16 @@ TEST(Plant, AnswersGetStatus) {
 TEST(Plant, ListensOnLoopbackUnlessToldOtherwise) {
     EXPECT_THAT(Plant().get_url(), MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+"));
     EXPECT_THAT(Plant({"--address=0.0.0.0"}).get_url(), MatchesRegex("http://0\\.0\\.0\\.0:[0-9]+"));
+}
+
+TEST(Plant, ListensWithTlsWhenGivenBothFiles) {
+    const TlsFiles files;
+    Plant plant({"--certificate", files.get_certificate(), "--private-key=" + files.get_private_key()});
+    EXPECT_THAT(plant.get_url(), MatchesRegex("https://127\\.0\\.0\\.1:[0-9]+"));
+    HttpClient silent(plant.get_port());  // never shakes hands
+    plant.get_process().send_signal(SIGTERM);
+    EXPECT_EQ(plant.get_process().wait(), 0);
+    EXPECT_EQ(plant.get_process().get_error_output(), "");
 }
 
 TEST(Plant, ServesItsVariables) {

@@ -9,17 +9,24 @@ namespace kx::information_model::opc::testing {
 namespace {
 
 const std::string DECLARATION = R"(<?xml version="1.0" encoding="utf-8"?>)";
-const std::string ENVELOPE_START =
-    R"(<soap:Envelope xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/")"
-    R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/")"
-    R"( xmlns:telvix="urn:telvix:information-model:1.0")"
-    R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
-    R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><soap:Body>)";
+const std::string ENVELOPE_START = R"(<soap:Envelope xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/")"
+                                   R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/")"
+                                   R"( xmlns:telvix="urn:telvix:information-model:1.0")"
+                                   R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
+                                   R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><soap:Body>)";
 const std::string ENVELOPE_END = "</soap:Body></soap:Envelope>";
 const std::string TIME = R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(?:\.\d{3}|\.\d{6}|\.\d{9})?Z)";
 
-std::string mask(const std::string& reply, const std::string& names) {
-    return std::regex_replace(reply, std::regex(" (" + names + ")=\"" + TIME + "\""), " $1=\"*\"");
+std::regex create_time_pattern(const std::string& names) {
+    return std::regex(" (" + names + ")=\"" + TIME + "\"");
+}
+
+// Made before main: compiling regular expressions on several threads at once is a data race in the library.
+const std::regex RESULT_TIMES = create_time_pattern("RcvTime|ReplyTime");
+const std::regex ALL_TIMES = create_time_pattern("RcvTime|ReplyTime|Timestamp");
+
+std::string mask(const std::string& reply, const std::regex& times) {
+    return std::regex_replace(reply, times, " $1=\"*\"");
 }
 
 }  // namespace
@@ -46,12 +53,17 @@ std::string create_result(const std::string& name, const char* client_request_ha
     const std::string handle = client_request_handle == nullptr
                                    ? std::string()
                                    : " ClientRequestHandle=\"" + std::string(client_request_handle) + "\"";
-    return "<" + name + handle + R"( RcvTime="*" ReplyTime="*" RevisedLocaleID="en-US" ServerState="running"/>)";
+    return "<" + name + handle +
+           R"( RcvTime="*" ReplyTime="*" RevisedLocaleID="en-US" ServerState="running"/>)";
 }
 
-std::string mask_times(const std::string& reply) { return mask(reply, "RcvTime|ReplyTime"); }
+std::string mask_times(const std::string& reply) {
+    return mask(reply, RESULT_TIMES);
+}
 
-std::string mask_all_times(const std::string& reply) { return mask(reply, "RcvTime|ReplyTime|Timestamp"); }
+std::string mask_all_times(const std::string& reply) {
+    return mask(reply, ALL_TIMES);
+}
 
 void expect_success(const Reply& reply, const std::string& response) {
     EXPECT_EQ(reply.status, 200);

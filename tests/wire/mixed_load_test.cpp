@@ -10,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -88,11 +87,11 @@ private:
         EXPECT_EQ(mask_times(call(References::GET_PROPERTIES).body), references_.properties);
     }
 
-    /// The number that the host wrote last, as a reply reports it for "/left".
+    /// What a reply reports for "/left", -1 if nothing.
     static int get_left(const Reply& reply) {
-        std::smatch match;
-        const std::regex pattern(R"re(ItemName="/left"><Value xsi:type="xsd:int">([0-9]+)<)re");
-        return std::regex_search(reply.body, match, pattern) ? std::stoi(match[1]) : -1;
+        const std::string digits =
+            get_digits_after(reply, R"(<Items ItemName="/left"><Value xsi:type="xsd:int">)");
+        return digits.empty() ? -1 : std::stoi(digits);
     }
 
     void read_pair() {

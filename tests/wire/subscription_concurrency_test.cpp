@@ -15,7 +15,6 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -42,12 +41,12 @@ Reply call(HttpClient& client, const std::string& request) {
 /// The number in a poll's reply, after checking that the whole reply reports either both variables with this
 /// number or none of them.
 std::optional<int> get_reported_number(const Reply& reply) {
-    std::smatch match;
-    if (!std::regex_search(reply.body, match, std::regex(">([0-9]+)</Value>"))) {
+    const std::string digits = get_digits_after(reply, "<Value xsi:type=\"xsd:int\">");
+    if (digits.empty()) {
         expect_success(reply, create_poll_response(""));
         return std::nullopt;
     }
-    const int number = std::stoi(match[1]);
+    const int number = std::stoi(digits);
     expect_success(reply, create_poll_response(create_pair(number)));
     return number;
 }

@@ -2,7 +2,6 @@
 
 #include "support/replies.h"
 
-#include <regex>
 #include <stdexcept>
 
 namespace kx::information_model::opc::testing {
@@ -31,13 +30,21 @@ std::string create_cancel(const std::string& handle) {
     return R"(<SubscriptionCancel ServerSubHandle=")" + handle + R"("/>)";
 }
 
+std::string get_digits_after(const Reply& reply, const std::string& start) {
+    const auto position = reply.body.find(start);
+    if (position == std::string::npos) {
+        return "";
+    }
+    const auto begin = position + start.size();
+    return reply.body.substr(begin, reply.body.find_first_not_of("0123456789", begin) - begin);
+}
+
 std::string get_handle(const Reply& reply) {
-    std::smatch match;
-    if (!std::regex_search(reply.body, match,
-                           std::regex("<SubscribeResponse ServerSubHandle=\"([0-9]+)\">"))) {
+    std::string handle = get_digits_after(reply, "<SubscribeResponse ServerSubHandle=\"");
+    if (handle.empty()) {
         throw std::runtime_error("no handle in " + reply.body);
     }
-    return match[1];
+    return handle;
 }
 
 std::string create_subscribe_response(const std::string& handle, const std::string& items,

@@ -26,6 +26,9 @@ std::string create_poll_of(const std::vector<std::string>& handles);
 
 std::string create_cancel(const std::string& handle);
 
+/// The digits that follow the first `start` in the reply's body; empty if there is none.
+std::string get_digits_after(const Reply& reply, const std::string& start);
+
 /// The handle in the reply of a Subscribe.
 /// @throws std::runtime_error  if it is no such reply
 std::string get_handle(const Reply& reply);

@@ -1,0 +1,164 @@
+#include "xmlda/Arguments.h"
+#include "xmlda/Failure.h"
+#include "xmlda/http/Endpoint.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace xmlda::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+CommandLine parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "xmlda");
+    return parse_command_line(static_cast<int>(arguments.size()), arguments.data());
+}
+
+template <class Action>
+std::string get_refusal(Action action) {
+    try {
+        action();
+        return "(taken)";
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.get_status(), ExitStatus::USAGE);
+        return failure.what();
+    }
+}
+
+std::string refuse(const std::vector<const char*>& arguments) {
+    return get_refusal([&] { parse(arguments); });
+}
+
+TEST(CommandLine, BrowseBeginsAtTheRoot) {
+    const Arguments arguments = parse({"browse", "u"}).arguments;
+
+    EXPECT_EQ(arguments.command, Command::BROWSE);
+    EXPECT_EQ(arguments.url, "u");
+    ASSERT_EQ(arguments.items.size(), 1U);
+    EXPECT_EQ(arguments.items[0].name, "");
+    EXPECT_FALSE(arguments.recursive);
+}
+
+TEST(CommandLine, OptionsMayStandAnywhere) {
+    const Arguments arguments =
+        parse({"read", "--timeout", "2.5", "u", "a", "--json", "b", "--item-path", "p"}).arguments;
+
+    EXPECT_EQ(arguments.command, Command::READ);
+    EXPECT_TRUE(arguments.json);
+    EXPECT_EQ(arguments.http.time_out, 2500ms);
+    EXPECT_EQ(arguments.items, (std::vector<ItemAddress>{{"a", "p"}, {"b", "p"}}));
+}
+
+TEST(CommandLine, NamesInBracketsAreKeptWhole) {
+    const Arguments arguments = parse({"read", "u", "[PLC]N7[0]", "[a,b]", "[]"}).arguments;
+
+    EXPECT_EQ(arguments.items, (std::vector<ItemAddress>{{"[PLC]N7[0]", ""}, {"[a,b]", ""}, {"[]", ""}}));
+}
+
+TEST(CommandLine, NamesThatLookLikeOptionsStandBehindTwoDashes) {
+    EXPECT_EQ(parse({"read", "u", "--", "--json"}).arguments.items,
+              (std::vector<ItemAddress>{{"--json", ""}}));
+}
+
+TEST(CommandLine, WriteSplitsAssignments) {
+    const Arguments arguments = parse({"write", "u", "a=1=2", "[x]=[1,2]", "--type", "xsd:int"}).arguments;
+
+    ASSERT_EQ(arguments.assignments.size(), 2U);
+    EXPECT_EQ(arguments.assignments[0].address.name, "a");
+    EXPECT_EQ(arguments.assignments[0].text, "1=2");
+    EXPECT_EQ(arguments.assignments[1].address.name, "[x]");
+    EXPECT_EQ(arguments.assignments[1].text, "[1,2]");
+    EXPECT_EQ(arguments.type, "int");
+}
+
+TEST(CommandLine, WatchTakesTimes) {
+    const Arguments arguments =
+        parse({"watch", "u", "a", "--interval", "500ms", "--for", "2m", "--count", "3", "--retry", "0"})
+            .arguments;
+
+    EXPECT_EQ(arguments.interval, 500ms);
+    EXPECT_EQ(arguments.duration, 2min);
+    EXPECT_EQ(arguments.count, 3U);
+    EXPECT_EQ(arguments.patience, 0ms);
+}
+
+TEST(CommandLine, UsersHaveAPassword) {
+    const HttpSettings http = parse({"status", "u", "--user", "me:a:b"}).arguments.http;
+
+    EXPECT_EQ(http.user, "me");
+    EXPECT_EQ(http.password, "a:b");
+}
+
+TEST(CommandLine, HelpAndVersionAreTexts) {
+    EXPECT_EQ(parse({"--version"}).text, "xmlda " XMLDA_VERSION "\n");
+    EXPECT_TRUE(parse({"--help"}).text->starts_with("Looks into OPC XML-DA 1.0 servers"));
+    EXPECT_NE(parse({"write", "--help"}).text->find("Usage: xmlda write [OPTIONS] URL PATH=VALUE..."),
+              std::string::npos);
+}
+
+TEST(CommandLine, RefusesWhatItDoesNotKnow) {
+    EXPECT_EQ(refuse({}),
+              "a command is needed: status, browse, read, write or watch (xmlda --help tells more)");
+    EXPECT_EQ(refuse({"frobnicate"}),
+              "a command is needed: status, browse, read, write or watch (xmlda --help tells more)");
+    EXPECT_EQ(refuse({"read", "u"}), "PATH is required (xmlda read --help tells more)");
+    EXPECT_EQ(refuse({"status"}), "URL is required (xmlda status --help tells more)");
+    EXPECT_EQ(refuse({"status", "u", "x"}),
+              "The following argument was not expected: x (xmlda status --help tells more)");
+    EXPECT_EQ(refuse({"browse", "u", "--names", "--json"}),
+              "--names excludes --json (xmlda browse --help tells more)");
+    EXPECT_EQ(refuse({"write", "u", "a"}), "'a' is not of the form PATH=VALUE");
+    EXPECT_EQ(refuse({"watch", "u", "a", "--for", "soon"}),
+              "'soon' is no time: write 10, 2.5, 500ms, 5m or 1h");
+}
+
+TEST(ParseDuration, TakesUnits) {
+    EXPECT_EQ(parse_duration("10"), 10s);
+    EXPECT_EQ(parse_duration("0.25s"), 250ms);
+    EXPECT_EQ(parse_duration("1h"), 1h);
+    EXPECT_EQ(parse_duration("0"), 0ms);
+}
+
+TEST(ParseDuration, RefusesAnythingElse) {
+    for (const char* const text : {"", "s", "-1", "1d", "nan", "inf", "9999999h", "1 s"}) {
+        EXPECT_EQ(get_refusal([text] { parse_duration(text); }),
+                  "'" + std::string(text) + "' is no time: write 10, 2.5, 500ms, 5m or 1h");
+    }
+}
+
+TEST(ParseAssignment, TakesEscapedEqualSigns) {
+    const Assignment assignment = parse_assignment(R"(ns\=2;s\=\x=a\=b)");
+
+    EXPECT_EQ(assignment.address.name, R"(ns=2;s=\x)");
+    EXPECT_EQ(assignment.text, R"(a\=b)");
+}
+
+TEST(ParseEndpoint, TakesUrls) {
+    const Endpoint secure = parse_endpoint("https://h/p?q");
+    EXPECT_TRUE(secure.is_secure);
+    EXPECT_EQ(secure.get_url(), "https://h:443/p?q");
+
+    const Endpoint bare = parse_endpoint("localhost:8080");
+    EXPECT_FALSE(bare.is_secure);
+    EXPECT_EQ(bare.get_url(), "http://localhost:8080/");
+
+    const Endpoint ipv6 = parse_endpoint("http://[::1]:81/x");
+    EXPECT_EQ(ipv6.host, "::1");
+    EXPECT_EQ(ipv6.get_url(), "http://[::1]:81/x");
+}
+
+TEST(ParseEndpoint, RefusesOthers) {
+    const auto get_message = [](const char* url) { return get_refusal([url] { parse_endpoint(url); }); };
+
+    EXPECT_EQ(get_message("ftp://h"), "'ftp://h' begins with neither http:// nor https://");
+    EXPECT_EQ(get_message(""), "'' is no URL of a server: host or port is missing");
+    EXPECT_EQ(get_message("http://:8080"), "'http://:8080' is no URL of a server: host or port is missing");
+    EXPECT_EQ(get_message("http://u:p@h"), "'http://u:p@h' holds a user: name that one with --user");
+    EXPECT_EQ(get_message("http://h:99999"), "'http://h:99999' is no URL");
+}
+
+}  // namespace
+}  // namespace xmlda::testing

@@ -1,0 +1,257 @@
+#include "FakeServer.h"
+#include "xmlda/Failure.h"
+#include "xmlda/protocol/replies.h"
+#include "xmlda/soap/XmlReader.h"
+#include "xmlda/soap/envelope.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace xmlda::testing {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Replies as servers write them that follow the published schema: results first, everything qualified, codes
+/// and qualities on items.
+class ReplyParsing : public ::testing::Test {
+protected:
+    const XmlElement& parse(const std::string& name, const std::string& response) {
+        document_ = parse_xml(to_envelope(response));
+        return unwrap(*document_, name);
+    }
+
+private:
+    std::unique_ptr<XmlElement> document_;
+};
+
+TEST_F(ReplyParsing, StatusWithResultFirst) {
+    const StatusReply reply = parse_status_reply(parse("GetStatusResponse", R"(
+        <da:GetStatusResponse>
+          <da:GetStatusResult RcvTime="2026-01-02T03:04:05Z" ReplyTime="2026-01-02T03:04:06Z" ServerState="test"/>
+          <da:Status StartTime="2026-01-01T00:00:00+01:00" ProductVersion="3.2">
+            <da:StatusInfo>warm</da:StatusInfo>
+            <da:VendorInfo>Somebody</da:VendorInfo>
+            <da:SupportedLocaleIDs>en</da:SupportedLocaleIDs>
+            <da:SupportedLocaleIDs>de</da:SupportedLocaleIDs>
+            <da:SupportedInterfaceVersions>XML_DA_Version_1_0</da:SupportedInterfaceVersions>
+          </da:Status>
+        </da:GetStatusResponse>)"));
+
+    EXPECT_EQ(reply.state, "test");
+    EXPECT_EQ(reply.info, "warm");
+    EXPECT_EQ(reply.vendor, "Somebody");
+    EXPECT_EQ(reply.version, "3.2");
+    EXPECT_EQ(reply.start_time, "2026-01-01T00:00:00+01:00");
+    EXPECT_EQ(reply.reply_time, "2026-01-02T03:04:06Z");
+    EXPECT_THAT(reply.locales, ElementsAre("en", "de"));
+    EXPECT_THAT(reply.interfaces, ElementsAre("XML_DA_Version_1_0"));
+}
+
+TEST_F(ReplyParsing, StatusWithNothingInIt) {
+    const StatusReply reply = parse_status_reply(parse("GetStatusResponse", "<da:GetStatusResponse/>"));
+
+    EXPECT_EQ(reply.state, "");
+    EXPECT_TRUE(reply.locales.empty());
+}
+
+TEST_F(ReplyParsing, ItemsWithQualitiesAndCodes) {
+    const auto items = parse_items_reply(parse("ReadResponse", R"(
+        <da:ReadResponse>
+          <da:ReadResult ServerState="running"/>
+          <da:RItemList Reserved="">
+            <da:Items ItemPath="" ItemName="b" ClientItemHandle="2" Timestamp="2026-01-02T03:04:05.678+01:00">
+              <da:DiagnosticInfo>slow line</da:DiagnosticInfo>
+              <da:Value i:type="x:double">1.5E-7</da:Value>
+              <da:Quality QualityField="uncertainEUExceeded" LimitField="high" VendorField="4"/>
+            </da:Items>
+            <da:Items ClientItemHandle="1" ResultID="da:E_UNKNOWNITEMNAME"/>
+            <da:Items ClientItemHandle="3" ResultID="da:S_CLAMP">
+              <da:Value i:type="x:boolean">true</da:Value><da:Quality/>
+            </da:Items>
+          </da:RItemList>
+          <da:Errors ID="da:E_UNKNOWNITEMNAME"><da:Text>no such item</da:Text></da:Errors>
+        </da:ReadResponse>)"));
+
+    ASSERT_EQ(items.size(), 3U);
+    EXPECT_EQ(items[0].handle, "2");
+    EXPECT_EQ(items[0].name, "b");
+    EXPECT_EQ(items[0].timestamp, "2026-01-02T03:04:05.678+01:00");
+    EXPECT_EQ(items[0].value->type, "double");
+    EXPECT_EQ(items[0].value->text, "1.5E-7");
+    EXPECT_EQ(items[0].quality->to_text(), "uncertainEUExceeded, limit high, vendor 4");
+    EXPECT_EQ(items[0].diagnostic, "slow line");
+    EXPECT_FALSE(items[0].has_error());
+
+    EXPECT_EQ(items[1].name, std::nullopt);
+    EXPECT_TRUE(items[1].has_error());
+    EXPECT_EQ(items[1].result->to_text(), "E_UNKNOWNITEMNAME: no such item");
+    EXPECT_FALSE(items[1].value.has_value());
+
+    EXPECT_FALSE(items[2].has_error());
+    EXPECT_EQ(items[2].result->to_text(), "S_CLAMP");
+    EXPECT_EQ(items[2].quality->to_text(), "good");
+}
+
+TEST_F(ReplyParsing, CodesOfVendorsAreErrors) {
+    const auto items =
+        parse_items_reply(parse("WriteResponse", R"(<da:WriteResponse xmlns:v="urn:vendor"><da:RItemList>
+            <da:Items ResultID="v:LOCKED"/></da:RItemList>
+            <da:Errors ID="v:LOCKED"><da:Text>by the operator</da:Text></da:Errors></da:WriteResponse>)"));
+
+    ASSERT_EQ(items.size(), 1U);
+    EXPECT_TRUE(items[0].has_error());
+    EXPECT_EQ(items[0].result->to_text(), "LOCKED: by the operator");
+}
+
+TEST_F(ReplyParsing, AnEmptyResponseHasNoItems) {
+    EXPECT_TRUE(parse_items_reply(parse("ReadResponse", "<da:ReadResponse/>")).empty());
+}
+
+TEST_F(ReplyParsing, BrowseElementsInBothBooleanForms) {
+    const BrowseReply reply = parse_browse_reply(parse("BrowseResponse", R"(
+        <da:BrowseResponse MoreElements="true" ContinuationPoint="next &amp; on">
+          <da:BrowseResult ServerState="running"/>
+          <da:Elements Name="Line" ItemName="S7.Line" ItemPath="DA" IsItem="0" HasChildren="1"/>
+          <da:Elements Name="Speed" ItemName="S7.Speed" IsItem="true" HasChildren="false">
+            <da:Properties Name="da:dataType" Description="Item Canonical DataType">
+              <da:Value i:type="x:QName">x:short</da:Value>
+            </da:Properties>
+            <da:Properties Name="da:highEU" ResultID="da:E_INVALIDPID"/>
+            <da:Properties xmlns:v="urn:vendor" Name="v:colour"/>
+          </da:Elements>
+        </da:BrowseResponse>)"));
+
+    EXPECT_TRUE(reply.has_more);
+    EXPECT_EQ(reply.continuation_point, "next & on");
+    ASSERT_EQ(reply.elements.size(), 2U);
+    EXPECT_EQ(reply.elements[0].item_path, "DA");
+    EXPECT_FALSE(reply.elements[0].is_item);
+    EXPECT_TRUE(reply.elements[0].has_children);
+    EXPECT_EQ(reply.elements[1].item_name, "S7.Speed");
+    EXPECT_TRUE(reply.elements[1].is_item);
+    EXPECT_FALSE(reply.elements[1].has_children);
+    const auto& properties = reply.elements[1].properties;
+    ASSERT_EQ(properties.size(), 3U);
+    EXPECT_EQ(properties[0].name, "dataType");
+    EXPECT_EQ(properties[0].description, "Item Canonical DataType");
+    EXPECT_EQ(properties[0].value->text, "x:short");
+    EXPECT_EQ(properties[1].result->code, "E_INVALIDPID");
+    EXPECT_EQ(properties[2].name, "v:colour");
+}
+
+TEST_F(ReplyParsing, BrowseContinuesWithAPointAloneUnlessToldOtherwise) {
+    const auto has_more = [this](const std::string& attributes) {
+        return parse_browse_reply(parse("BrowseResponse", "<da:BrowseResponse " + attributes + "/>"))
+            .has_more;
+    };
+
+    EXPECT_FALSE(has_more(""));
+    EXPECT_FALSE(has_more("ContinuationPoint=''"));
+    EXPECT_TRUE(has_more("ContinuationPoint='p'"));
+    EXPECT_FALSE(has_more("ContinuationPoint='p' MoreElements='false'"));
+    EXPECT_TRUE(has_more("MoreElements='1'"));
+}
+
+TEST_F(ReplyParsing, PropertiesOfAnUnknownItem) {
+    const PropertiesReply reply = parse_properties_reply(parse("GetPropertiesResponse", R"(
+        <da:GetPropertiesResponse>
+          <da:GetPropertiesResult/>
+          <da:PropertyLists ItemName="x" ResultID="da:E_UNKNOWNITEMNAME"/>
+          <da:Errors ID="da:E_UNKNOWNITEMNAME"><da:Text>gone</da:Text></da:Errors>
+        </da:GetPropertiesResponse>)"));
+
+    EXPECT_EQ(reply.result->to_text(), "E_UNKNOWNITEMNAME: gone");
+    EXPECT_TRUE(reply.properties.empty());
+}
+
+TEST_F(ReplyParsing, SubscribeItemsAreOneElementDeeper) {
+    const SubscribeReply reply = parse_subscribe_reply(parse("SubscribeResponse", R"(
+        <da:SubscribeResponse ServerSubHandle="h 1">
+          <da:SubscribeResult/>
+          <da:RItemList RevisedSamplingRate="500">
+            <da:Items RevisedSamplingRate="500">
+              <da:ItemValue ClientItemHandle="1"><da:Value i:type="x:int">7</da:Value></da:ItemValue>
+            </da:Items>
+          </da:RItemList>
+        </da:SubscribeResponse>)"));
+
+    EXPECT_EQ(reply.handle, "h 1");
+    ASSERT_EQ(reply.items.size(), 1U);
+    EXPECT_EQ(reply.items[0].handle, "1");
+    EXPECT_EQ(reply.items[0].value->text, "7");
+}
+
+TEST_F(ReplyParsing, RefreshWithSeveralListsAndAnOverflow) {
+    const RefreshReply reply = parse_refresh_reply(parse("SubscriptionPolledRefreshResponse", R"(
+        <da:SubscriptionPolledRefreshResponse DataBufferOverflow="1">
+          <da:SubscriptionPolledRefreshResult/>
+          <da:RItemList SubscriptionHandle="h"><da:Items ClientItemHandle="1"/></da:RItemList>
+          <da:RItemList SubscriptionHandle="h"><da:Items ClientItemHandle="2"/></da:RItemList>
+        </da:SubscriptionPolledRefreshResponse>)"));
+
+    EXPECT_TRUE(reply.has_overflowed);
+    EXPECT_FALSE(reply.is_subscription_lost);
+    EXPECT_EQ(reply.items.size(), 2U);
+}
+
+TEST_F(ReplyParsing, RefreshOfALostSubscription) {
+    const RefreshReply reply = parse_refresh_reply(parse(
+        "SubscriptionPolledRefreshResponse",
+        "<da:SubscriptionPolledRefreshResponse><da:InvalidServerSubHandles>h</da:InvalidServerSubHandles>"
+        "</da:SubscriptionPolledRefreshResponse>"));
+
+    EXPECT_TRUE(reply.is_subscription_lost);
+    EXPECT_FALSE(reply.has_overflowed);
+}
+
+TEST_F(ReplyParsing, AnEnvelopeWithoutPrefixes) {
+    const auto document = parse_xml(
+        "<Envelope xmlns='http://schemas.xmlsoap.org/soap/envelope/'><Body>"
+        "<ReadResponse xmlns='http://opcfoundation.org/webservices/XMLDA/1.0/'><RItemList>"
+        "<Items ClientItemHandle='1'><Value t:type='s:int' "
+        "xmlns:t='http://www.w3.org/2001/XMLSchema-instance' "
+        "xmlns:s='http://www.w3.org/2001/XMLSchema'>3</Value></Items></RItemList></ReadResponse></Body></"
+        "Envelope>");
+    const auto items = parse_items_reply(unwrap(*document, "ReadResponse"));
+
+    ASSERT_EQ(items.size(), 1U);
+    EXPECT_EQ(items[0].value->type, "int");
+}
+
+void expect_failure(const std::string& envelope, ExitStatus status, const std::string& message) {
+    const auto document = parse_xml(envelope);
+    try {
+        unwrap(*document, "ReadResponse");
+        FAIL() << "no failure";
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.get_status(), status);
+        EXPECT_EQ(std::string(failure.what()), message);
+    }
+}
+
+TEST(Unwrap, FaultWithAQualifiedCode) {
+    expect_failure(to_envelope("<E:Fault><faultcode>da:E_ACCESS_DENIED</faultcode>"
+                               "<faultstring>not you</faultstring><detail/></E:Fault>"),
+                   ExitStatus::FAULT, "the server refused the request: E_ACCESS_DENIED: not you");
+}
+
+TEST(Unwrap, FaultWithoutAnything) {
+    expect_failure(to_envelope("<E:Fault/>"), ExitStatus::FAULT,
+                   "the server refused the request: a fault without a code");
+}
+
+TEST(Unwrap, AnotherResponse) {
+    expect_failure(to_envelope("<da:WriteResponse/>"), ExitStatus::UNEXPECTED_CONTENT,
+                   "the reply holds 'WriteResponse' instead of 'ReadResponse'");
+    expect_failure(to_envelope(""), ExitStatus::UNEXPECTED_CONTENT,
+                   "the reply holds nothing instead of 'ReadResponse'");
+}
+
+TEST(Unwrap, NoEnvelope) {
+    expect_failure("<html><body/></html>", ExitStatus::UNEXPECTED_CONTENT,
+                   "the reply is XML, but no SOAP envelope with a body");
+}
+
+}  // namespace
+}  // namespace xmlda::testing

@@ -1,0 +1,136 @@
+#include "xmlda/protocol/requests.h"
+#include "xmlda/protocol/ItemMatcher.h"
+#include "xmlda/soap/envelope.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace xmlda::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::Eq;
+using ::testing::Optional;
+
+const std::string OPTIONS = R"(<Options ReturnErrorText="true" ReturnDiagnosticInfo="false" )"
+                            R"(ReturnItemTime="true" ReturnItemPath="false" ReturnItemName="true"/>)";
+
+TEST(Requests, AreWrappedInAnEnvelope) {
+    EXPECT_EQ(
+        wrap("<GetStatus/>"),
+        R"(<?xml version="1.0" encoding="utf-8"?>)"
+        R"(<soap:Envelope xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/" )"
+        R"(xmlns:xsd="http://www.w3.org/2001/XMLSchema" xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" )"
+        R"(xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/"><soap:Body><GetStatus/></soap:Body>)"
+        R"(</soap:Envelope>)");
+}
+
+TEST(Requests, Status) {
+    EXPECT_EQ(create_status_request(), "<GetStatus/>");
+}
+
+TEST(Requests, BrowseOfTheRoot) {
+    EXPECT_EQ(create_browse_request({}, false, ""),
+              R"(<Browse BrowseFilter="all" ReturnAllProperties="false" ReturnPropertyValues="false" )"
+              R"(ReturnErrorText="true"/>)");
+}
+
+TEST(Requests, BrowseGoesOn) {
+    EXPECT_EQ(create_browse_request({"a", "p"}, true, "c"),
+              R"(<Browse ItemPath="p" ItemName="a" ContinuationPoint="c" BrowseFilter="all" )"
+              R"(ReturnAllProperties="true" ReturnPropertyValues="true" ReturnErrorText="true"/>)");
+}
+
+TEST(Requests, Properties) {
+    EXPECT_EQ(
+        create_properties_request({"a", ""}, {"dataType", "euInfo"}),
+        R"(<GetProperties ReturnAllProperties="false" ReturnPropertyValues="true" ReturnErrorText="true">)"
+        R"(<ItemIDs ItemName="a"/><PropertyNames>dataType</PropertyNames>)"
+        R"(<PropertyNames>euInfo</PropertyNames></GetProperties>)");
+}
+
+TEST(Requests, Read) {
+    EXPECT_EQ(create_read_request({{"a<b", ""}, {"c", "p"}}),
+              "<Read>" + OPTIONS +
+                  R"(<ItemList><Items ItemName="a&lt;b" ClientItemHandle="1"/>)"
+                  R"(<Items ItemPath="p" ItemName="c" ClientItemHandle="2"/></ItemList></Read>)");
+}
+
+TEST(Requests, WriteOfScalarsAndArrays) {
+    const std::vector<WriteItem> items = {{{"a", ""}, {"double", {"2.5"}}},
+                                          {{"b", ""}, {"ArrayOfUnsignedInt", {"1", "2"}}},
+                                          {{"c", ""}, {"ArrayOfString", {}}},
+                                          {{"d", ""}, {"string", {"<"}}}};
+
+    EXPECT_EQ(
+        create_write_request(items, true),
+        R"(<Write ReturnValuesOnReply="true">)" + OPTIONS +
+            R"(<ItemList>)"
+            R"(<Items ItemName="a" ClientItemHandle="1"><Value xsi:type="xsd:double">2.5</Value></Items>)"
+            R"(<Items ItemName="b" ClientItemHandle="2"><Value xsi:type="ArrayOfUnsignedInt">)"
+            R"(<unsignedInt>1</unsignedInt><unsignedInt>2</unsignedInt></Value></Items>)"
+            R"(<Items ItemName="c" ClientItemHandle="3"><Value xsi:type="ArrayOfString"/></Items>)"
+            R"(<Items ItemName="d" ClientItemHandle="4"><Value xsi:type="xsd:string">&lt;</Value></Items>)"
+            R"(</ItemList></Write>)");
+}
+
+TEST(Requests, SubscribeRefreshAndCancel) {
+    EXPECT_EQ(
+        create_subscribe_request({{"a", ""}}, 500ms, 30s),
+        R"(<Subscribe ReturnValuesOnReply="true" SubscriptionPingRate="30000">)" + OPTIONS +
+            R"(<ItemList RequestedSamplingRate="500"><Items ItemName="a" ClientItemHandle="1"/></ItemList>)"
+            R"(</Subscribe>)");
+    EXPECT_EQ(create_refresh_request("h"),
+              R"(<SubscriptionPolledRefresh WaitTime="0" ReturnAllItems="false">)" + OPTIONS +
+                  R"(<ServerSubHandles>h</ServerSubHandles></SubscriptionPolledRefresh>)");
+    EXPECT_EQ(create_cancel_request("h"), R"(<SubscriptionCancel ServerSubHandle="h"/>)");
+}
+
+ItemReply create_item(std::optional<std::string> handle, std::optional<std::string> name,
+                      const std::string& text = "") {
+    ItemReply item;
+    item.handle = std::move(handle);
+    item.name = std::move(name);
+    item.diagnostic = text;
+    return item;
+}
+
+TEST(ItemMatcher, GoesByHandleWhateverTheNameIs) {
+    const ItemMatcher matcher({{"a", ""}, {"b", ""}});
+
+    EXPECT_THAT(matcher.find(create_item("2", "/other")), Optional(Eq(1U)));
+    EXPECT_EQ(matcher.find(create_item("3", "a")), std::nullopt);
+}
+
+TEST(ItemMatcher, GoesByNameWithoutAHandle) {
+    const ItemMatcher matcher({{"a", ""}, {"b", ""}});
+
+    EXPECT_THAT(matcher.find(create_item(std::nullopt, "b")), Optional(Eq(1U)));
+    EXPECT_THAT(matcher.find(create_item("", "a")), Optional(Eq(0U)));
+    EXPECT_EQ(matcher.find(create_item(std::nullopt, std::nullopt)), std::nullopt);
+}
+
+TEST(ItemMatcher, SortsAndLeavesMissingOnesOut) {
+    const ItemMatcher matcher({{"a", ""}, {"b", ""}, {"c", ""}});
+    const auto sorted = matcher.sort(
+        {create_item("3", {}, "third"), create_item("1", {}, "first"), create_item("1", {}, "first again")});
+
+    ASSERT_EQ(sorted.size(), 3U);
+    EXPECT_EQ(sorted[0]->diagnostic, "first");
+    EXPECT_FALSE(sorted[1].has_value());
+    EXPECT_EQ(sorted[2]->diagnostic, "third");
+}
+
+TEST(ItemMatcher, GoesByPositionWhereNothingIsNamed) {
+    const ItemMatcher matcher({{"a", ""}, {"b", ""}});
+    const auto sorted = matcher.sort({create_item({}, {}, "first"), create_item({}, {}, "second")});
+
+    EXPECT_EQ(sorted[0]->diagnostic, "first");
+    EXPECT_EQ(sorted[1]->diagnostic, "second");
+    EXPECT_FALSE(matcher.sort({create_item({}, {}, "only one")})[0].has_value());
+}
+
+}  // namespace
+}  // namespace xmlda::testing

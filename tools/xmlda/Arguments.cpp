@@ -1,0 +1,351 @@
+#include "xmlda/Arguments.h"
+
+#include "xmlda/Failure.h"
+#include "xmlda/protocol/type_names.h"
+
+#include <Poco/String.h>
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+
+namespace xmlda {
+namespace {
+
+constexpr unsigned int LARGEST_REPLY = 1024;  // MiB
+constexpr char CONNECTION[] = "Connection";   // the group of options in the help
+constexpr char PASSWORD_VARIABLE[] = "XMLDA_PASSWORD";
+
+constexpr char DESCRIPTION[] = "Looks into OPC XML-DA 1.0 servers: browses, reads, writes and watches items.";
+
+constexpr char FOOTER[] = R"("xmlda COMMAND --help" tells about a command, "man xmlda" about everything.
+
+Examples:
+  xmlda browse http://127.0.0.1:8080 --recursive
+  xmlda read http://127.0.0.1:8080 /boiler/temperature /boiler/mode
+  xmlda write http://127.0.0.1:8080 /boiler/temperature_setpoint=190
+  xmlda watch http://127.0.0.1:8080 /boiler/temperature --for 10
+
+Exit status: 0 done, 1 other failure, 2 wrong arguments, 3 unknown host, 4 no
+connection, 5 TLS failure, 6 time-out, 7 fault, 8 "Bad request", 9 other HTTP
+error, 10 unexpected content, 11 item missing from the reply, 12 error code for
+an item, 13 not written.)";
+
+constexpr char WRITE_FOOTER[] = R"(The server is asked for each item's type first. Values by type:
+  boolean            true or false, on or off, yes or no, 1 or 0
+  numbers            within the type's range; double and float also INF, -INF, NaN
+  string             the text as it stands behind "="
+  dateTime           2026-11-21T10:11:12Z
+  duration           P1DT2H3M4.5S
+  enumerated         the number, or the name that the server gives it
+  arrays             1,2,3 or [1, 2, 3]; members that hold commas, brackets or
+                     blanks at an end in double quotes as in JSON: ["a, b", c];
+                     [] has no members
+"\=" stands for "=" in an item's name. Nothing is written unless all values suit
+their types.)";
+
+Failure create_usage_failure(const std::string& message) {
+    return {ExitStatus::USAGE, message};
+}
+
+/// CLI11 takes an argument in brackets apart as a list, but "[PLC]N7[0]" is an item's name: a mark in front
+/// keeps it whole.
+constexpr char BRACKET_MARK = '\x01';
+
+/// The arguments as CLI11 wants them: marked, without the program's name, the last one first.
+std::vector<std::string> get_texts(int argc, const char* const* argv) {
+    std::vector<std::string> texts;
+    for (int i = argc - 1; i > 0; --i) {
+        const std::string text = argv[i];
+        texts.push_back(text.starts_with('[') ? BRACKET_MARK + text : text);
+    }
+    return texts;
+}
+
+std::string without_mark(const std::string& text) {
+    return text.starts_with(BRACKET_MARK) ? text.substr(1) : text;
+}
+
+/// Help without the remarks that CLI11 adds to options: what is worth saying is in their descriptions.
+class HelpFormatter : public CLI::Formatter {
+public:
+    HelpFormatter() {
+        column_width(COLUMN_WIDTH);
+        label("SUBCOMMAND", "COMMAND ARGUMENT...");
+        label("Positionals", "Arguments");
+    }
+
+    std::string make_option_name(const CLI::Option* option, bool is_positional) const override {
+        return is_positional ? option->get_type_name() : CLI::Formatter::make_option_name(option, false);
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const bool is_flag = option->get_type_size() == 0;
+        return is_flag || option->get_positional() ? "" : ' ' + option->get_type_name();
+    }
+
+private:
+    static constexpr std::size_t COLUMN_WIDTH = 28;
+};
+
+/// What is read as text and converted once everything is there.
+struct RawArguments {
+    std::vector<std::string> items;
+    std::string item_path;
+    std::string user;
+    std::string type;
+    unsigned int largest_reply = 64;  // MiB
+};
+
+/// The command line: the parser, and where it puts what it finds.
+class Parser {
+public:
+    Parser() {
+        app_.formatter(std::make_shared<HelpFormatter>());
+        app_.set_version_flag("--version", "xmlda " XMLDA_VERSION, "Print the version");
+        app_.set_help_flag("--help", "Print this");
+        app_.require_subcommand(1);
+        app_.footer(FOOTER);
+        add_status();
+        add_browse();
+        add_read();
+        add_write();
+        add_watch();
+    }
+
+    CommandLine parse(int argc, const char* const* argv) {
+        try {
+            app_.parse(get_texts(argc, argv));
+        } catch (const CLI::Success& success) {
+            return {.arguments = {}, .text = get_text(success)};
+        } catch (const CLI::ParseError& error) {
+            throw create_usage_failure(explain(error) + " (xmlda" + get_failed_command() +
+                                       " --help tells more)");
+        }
+        finish();
+        return {.arguments = arguments_, .text = std::nullopt};
+    }
+
+private:
+    std::string get_text(const CLI::Success& success) const {
+        std::ostringstream stream;
+        app_.exit(success, stream, stream);
+        return Poco::replace(stream.str(), "\n\n\n", "\n\n");
+    }
+
+    std::string explain(const CLI::ParseError& error) const {
+        return app_.get_subcommands().empty() && error.get_name() == "RequiredError"
+                   ? "a command is needed: status, browse, read, write or watch"
+                   : error.what();
+    }
+
+    /// The command whose arguments are wrong, with a blank in front; empty if there is none.
+    std::string get_failed_command() const {
+        const auto commands = app_.get_subcommands();
+        return commands.empty() ? "" : ' ' + commands.front()->get_name();
+    }
+
+    CLI::App& add_command(const std::string& name, const std::string& description, Command command) {
+        CLI::App& app = *app_.add_subcommand(name, description);
+        app.group("Commands");
+        app.footer("");
+        app.callback([this, command] { arguments_.command = command; });
+        app.add_option("URL", arguments_.url, "http://HOST:PORT/PATH or https://...")
+            ->required()
+            ->type_name("URL");
+        return app;
+    }
+
+    void add_status() {
+        CLI::App& app = add_command("status", "Show what the server says about itself", Command::STATUS);
+        add_common(app);
+    }
+
+    void add_browse() {
+        CLI::App& app = add_command("browse", "Draw the tree of items", Command::BROWSE);
+        add_items(app, "Item name to begin at; without one, the root")->expected(0, 1);
+        app.add_flag("-r,--recursive", arguments_.recursive, "Go down to the leaves");
+        auto* const properties =
+            app.add_flag("-p,--properties", arguments_.properties, "Show all properties with their values");
+        auto* const names =
+            app.add_flag("--names", arguments_.names_only, "Print only the item names, one a line");
+        names->excludes(properties);
+        add_item_path(app);
+        names->excludes(add_common(app));
+    }
+
+    void add_read() {
+        CLI::App& app = add_command("read", "Print the values of items", Command::READ);
+        add_items(app, "Item names as the server gives them")->required();
+        auto* const values =
+            app.add_flag("--values", arguments_.values_only, "Print only the values, one a line");
+        add_item_path(app);
+        values->excludes(add_common(app));
+    }
+
+    void add_write() {
+        CLI::App& app = add_command("write", "Write values to items", Command::WRITE);
+        add_items(app, "Item name and the value to write")->required()->type_name("PATH=VALUE");
+        app.add_option("--type", raw_.type,
+                       "Type of all values, double or ArrayOfInt, say;\nwithout it the server is asked")
+            ->type_name("TYPE");
+        app.add_flag("--without-values", arguments_.without_values,
+                     "Do not ask for the values after the write:\nfor items that cannot be read");
+        add_item_path(app);
+        add_common(app);
+        app.footer(WRITE_FOOTER);
+    }
+
+    void add_watch() {
+        CLI::App& app = add_command("watch", "Show the changes of items until Ctrl-C", Command::WATCH);
+        add_items(app, "Item names as the server gives them")->required();
+        add_duration(app, "--interval", arguments_.interval, "Time between two polls (1)");
+        app.add_option_function<std::string>(
+               "--for", [this](const std::string& text) { arguments_.duration = parse_duration(text); },
+               "End after this time")
+            ->type_name("SECONDS");
+        app.add_option("--count", arguments_.count, "End after N changes, first values included")
+            ->type_name("N")
+            ->check(without_description(CLI::Range(1U, 1'000'000'000U)));
+        add_duration(app, "--retry", arguments_.patience, "Time to get a lost connection back (60)");
+        add_item_path(app);
+        add_common(app);
+    }
+
+    CLI::Option* add_items(CLI::App& app, const std::string& description) {
+        return app.add_option("PATH", raw_.items, description)->type_name("PATH");
+    }
+
+    void add_item_path(CLI::App& app) {
+        app.add_option("--item-path", raw_.item_path, "ItemPath of all items, for servers that use it")
+            ->type_name("TEXT");
+    }
+
+    static CLI::Option* add_duration(CLI::App& app, const std::string& name,
+                                     std::chrono::milliseconds& target, const std::string& description) {
+        return app
+            .add_option_function<std::string>(
+                name, [&target](const std::string& text) { target = parse_duration(text); }, description)
+            ->type_name("SECONDS");
+    }
+
+    /// @return the flag "--json"
+    CLI::Option* add_common(CLI::App& app) {
+        app.set_help_flag("--help", "Print this");
+        auto* const json = app.add_flag("--json", arguments_.json, "Print JSON, for scripts");
+        app.add_flag("--show-xml", arguments_.show_xml, "Show requests and replies on standard error");
+        add_limits(app);
+        add_identity(app);
+        return json;
+    }
+
+    void add_limits(CLI::App& app) {
+        add_duration(app, "--timeout", arguments_.http.time_out, "Time for each request and its reply (10)")
+            ->group(CONNECTION);
+        app.add_option("--max-reply", raw_.largest_reply, "Largest reply that is accepted (64)")
+            ->type_name("MIB")
+            ->check(without_description(CLI::Range(1U, LARGEST_REPLY)))
+            ->group(CONNECTION);
+    }
+
+    void add_identity(CLI::App& app) {
+        TlsSettings& tls = arguments_.http.tls;
+        add_file(app, "--ca", tls.authorities_file, "Trust these certificates (PEM) only");
+        app.add_flag("--insecure", tls.is_insecure, "Trust any certificate")->group(CONNECTION);
+        auto* const certificate =
+            add_file(app, "--certificate", tls.certificate_file, "Our own certificate (PEM)");
+        auto* const key = add_file(app, "--private-key", tls.private_key_file, "The key to it (PEM)");
+        certificate->needs(key);
+        key->needs(certificate);
+        app.add_option("--user", raw_.user,
+                       "For basic authentication; without PASSWORD that\nof the variable XMLDA_PASSWORD")
+            ->type_name("NAME[:PASSWORD]")
+            ->group(CONNECTION);
+    }
+
+    static CLI::Option* add_file(CLI::App& app, const std::string& name, std::string& target,
+                                 const std::string& description) {
+        return app.add_option(name, target, description)
+            ->type_name("FILE")
+            ->check(without_description(CLI::ExistingFile))
+            ->group(CONNECTION);
+    }
+
+    static CLI::Validator without_description(CLI::Validator validator) { return validator.description(""); }
+
+    void finish() {
+        finish_user();
+        arguments_.http.maximum_reply_size = std::size_t{raw_.largest_reply} * 1024 * 1024;
+        if (!raw_.type.empty()) {
+            arguments_.type = to_type_name(raw_.type);
+        }
+        for (const std::string& text : raw_.items) {
+            add_item(without_mark(text));
+        }
+        if (arguments_.command == Command::BROWSE && arguments_.items.empty()) {
+            add_item("");
+        }
+    }
+
+    void add_item(const std::string& text) {
+        if (arguments_.command == Command::WRITE) {
+            arguments_.assignments.push_back(parse_assignment(text));
+            arguments_.assignments.back().address.path = raw_.item_path;
+        } else {
+            arguments_.items.push_back({text, raw_.item_path});
+        }
+    }
+
+    void finish_user() {
+        const std::size_t colon = raw_.user.find(':');
+        arguments_.http.user = raw_.user.substr(0, colon);
+        if (colon != std::string::npos) {
+            arguments_.http.password = raw_.user.substr(colon + 1);
+        } else if (const char* const password = std::getenv(PASSWORD_VARIABLE)) {
+            arguments_.http.password = password;
+        }
+    }
+
+    CLI::App app_{DESCRIPTION, "xmlda"};
+    RawArguments raw_;
+    Arguments arguments_;
+};
+
+}  // namespace
+
+CommandLine parse_command_line(int argc, const char* const* argv) {
+    return Parser().parse(argc, argv);
+}
+
+std::chrono::milliseconds parse_duration(const std::string& text) {
+    static const std::map<std::string, double> units = {
+        {"ms", 1.0}, {"", 1000.0}, {"s", 1000.0}, {"m", 60'000.0}, {"h", 3'600'000.0}};
+    constexpr double LONGEST = 366.0 * 24 * 3'600'000;  // ms
+
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const auto unit = units.find(std::string(end, text.data() + text.size()));
+    if (error != std::errc() || unit == units.end() || !(number >= 0 && number * unit->second <= LONGEST)) {
+        throw create_usage_failure("'" + text + "' is no time: write 10, 2.5, 500ms, 5m or 1h");
+    }
+    return std::chrono::milliseconds(std::llround(number * unit->second));
+}
+
+Assignment parse_assignment(const std::string& text) {
+    Assignment assignment;
+    std::string& name = assignment.address.name;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '=' && !name.empty()) {
+            assignment.text = text.substr(i + 1);
+            return assignment;
+        }
+        const bool is_escape = text[i] == '\\' && i + 1 < text.size() && text[i + 1] == '=';
+        i += is_escape ? 1 : 0;
+        name += text[i];
+    }
+    throw create_usage_failure("'" + text + "' is not of the form PATH=VALUE");
+}
+
+}  // namespace xmlda

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "xmlda/http/HttpTransport.h"
+#include "xmlda/protocol/requests.h"
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace xmlda {
+
+enum class Command { STATUS, BROWSE, READ, WRITE, WATCH };
+
+/// A value that a person wants to be written.
+struct Assignment {
+    ItemAddress address;
+    std::string text;
+};
+
+/// What the command line asks for.
+struct Arguments {
+    Command command = Command::STATUS;
+    std::string url;
+    std::vector<ItemAddress> items;  ///< of read and watch; of browse one, with an empty name for the root
+    std::vector<Assignment> assignments;  ///< of write
+    bool json = false;
+    bool show_xml = false;
+    HttpSettings http;
+
+    bool recursive = false;   ///< of browse
+    bool properties = false;  ///< of browse
+    bool names_only = false;  ///< of browse
+
+    bool values_only = false;  ///< of read
+
+    std::optional<std::string> type;  ///< of write: of all values, as `to_type_name` gives it
+    bool without_values = false;      ///< of write: do not ask for the values after the write
+
+    std::chrono::milliseconds interval{1000};           ///< of watch: between two polls
+    std::optional<std::chrono::milliseconds> duration;  ///< of watch: how long
+    std::optional<std::size_t> count;                   ///< of watch: how many changes
+    std::chrono::milliseconds patience{60'000};  ///< of watch: how long to try to get a lost connection back
+};
+
+/// What to do: run the command, or print a text and end.
+struct CommandLine {
+    Arguments arguments;
+    std::optional<std::string> text;  ///< help or version
+};
+
+/// Reads the arguments of the program.
+/// @throws Failure  USAGE: they are wrong; the message says where and how to get help
+CommandLine parse_command_line(int argc, const char* const* argv);
+
+/// Reads "10", "2.5", "500ms", "10s", "5m" or "1h"; a number alone counts seconds.
+/// @throws Failure  USAGE: anything else, a negative time, and more than a year
+std::chrono::milliseconds parse_duration(const std::string& text);
+
+/// Splits "ITEM=VALUE" at the first "=" that has no backslash in front of it; "\=" in the item's name stands
+/// for "=".
+/// @throws Failure  USAGE: there is none, or nothing in front of it
+Assignment parse_assignment(const std::string& text);
+
+}  // namespace xmlda

@@ -1,0 +1,227 @@
+#include "xmlda/commands/Watch.h"
+
+#include "xmlda/Failure.h"
+#include "xmlda/commands/commands.h"
+#include "xmlda/print/item_output.h"
+#include "xmlda/protocol/requests.h"
+
+#include <algorithm>
+
+namespace xmlda {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds SHORTEST_PING_RATE(30'000);
+constexpr int POLLS_PER_PING = 3;
+
+/// How long a subscription lives without a poll. Polls may be late, and a request may time out.
+milliseconds get_ping_rate(const Arguments& arguments) {
+    return std::max(SHORTEST_PING_RATE, POLLS_PER_PING * (arguments.interval + arguments.http.time_out));
+}
+
+/// Whether trying again may help: the server may be being restarted.
+bool may_pass(const Failure& failure) {
+    switch (failure.get_status()) {
+        case ExitStatus::UNKNOWN_HOST:
+        case ExitStatus::NO_CONNECTION:
+        case ExitStatus::TIMED_OUT:
+        case ExitStatus::HTTP_ERROR:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool is_same(const ItemReply& left, const ItemReply& right) {
+    return left.value == right.value && left.quality == right.quality && left.result == right.result;
+}
+
+std::string to_seconds(milliseconds time) {
+    return std::to_string(std::chrono::ceil<std::chrono::seconds>(time).count()) + " s";
+}
+
+}  // namespace
+
+Watch::Watch(Client& client, const Arguments& arguments, Console& console)
+    : client_(client),
+      arguments_(arguments),
+      console_(console),
+      matcher_(arguments.items),
+      view_(create_watch_view(arguments, console)),
+      latest_(arguments.items.size()) {
+    client_.get_transport().set_interruption(&interruption_);
+}
+
+Watch::~Watch() {
+    client_.get_transport().set_interruption(nullptr);
+}
+
+void Watch::run() {
+    try {
+        watch();
+    } catch (const Interrupted&) {
+        view_->end_interrupted();
+    } catch (const Failure&) {
+        cancel();
+        throw;
+    }
+    cancel();
+}
+
+void Watch::watch() {
+    if (arguments_.duration) {
+        end_.emplace(*arguments_.duration);
+    }
+    Deadline next_poll(arguments_.interval);
+    call_server();
+    while (!is_over()) {
+        if (interruption_.wait(Deadline(get_pause(next_poll)))) {
+            throw Interrupted();
+        }
+        if (next_poll.has_passed()) {
+            next_poll = Deadline(arguments_.interval);
+            call_server_patiently();
+        }
+    }
+}
+
+bool Watch::is_over() const {
+    const bool has_enough = arguments_.count && changes_ >= *arguments_.count;
+    return has_enough || is_hopeless_ || (end_ && end_->has_passed());
+}
+
+milliseconds Watch::get_pause(const Deadline& next_poll) const {
+    return end_ ? std::min(next_poll.get_remaining(), end_->get_remaining()) : next_poll.get_remaining();
+}
+
+void Watch::call_server() {
+    if (subscription_.empty()) {
+        subscribe();
+    } else {
+        poll();
+    }
+}
+
+void Watch::call_server_patiently() {
+    try {
+        call_server();
+        if (end_of_patience_) {
+            end_of_patience_.reset();
+            say("the connection is back");
+        }
+    } catch (const Failure& failure) {
+        if (!may_pass(failure)) {
+            throw;
+        }
+        bear(failure);
+    }
+}
+
+void Watch::subscribe() {
+    const Response response = client_.call(
+        "Subscribe",
+        create_subscribe_request(arguments_.items, arguments_.interval, get_ping_rate(arguments_)));
+    const SubscribeReply reply = parse_subscribe_reply(response.get());
+    subscription_ = reply.handle;
+    report_absent(reply.items);
+    take(reply.items);
+    if (subscription_.empty() && !is_hopeless_) {
+        throw Failure(ExitStatus::UNEXPECTED_CONTENT, "the server gave no handle for the subscription");
+    }
+    was_subscribed_ = true;
+}
+
+void Watch::poll() {
+    try {
+        const Response response =
+            client_.call("SubscriptionPolledRefresh", create_refresh_request(subscription_));
+        const RefreshReply reply = parse_refresh_reply(response.get());
+        if (reply.has_overflowed) {
+            say("the server could not keep all changes: some are missing");
+        }
+        take(reply.items);
+        if (reply.is_subscription_lost) {
+            renew();
+        }
+    } catch (const Fault& fault) {
+        if (fault.get_code() == "E_NOSUBSCRIPTION") {
+            renew();
+        } else if (fault.get_code() !=
+                   "E_BUSY") {  // the server has not finished the poll before: the next one will do
+            throw;
+        }
+    }
+}
+
+void Watch::renew() {
+    say("the server has lost the subscription: subscribing again");
+    subscription_.clear();
+    subscribe();
+}
+
+void Watch::cancel() {
+    if (subscription_.empty()) {
+        return;
+    }
+    client_.get_transport().set_interruption(nullptr);
+    const std::string subscription = std::move(subscription_);
+    subscription_.clear();
+    try {
+        client_.call("SubscriptionCancel", create_cancel_request(subscription));
+    } catch (const Failure&) {
+        // It is over for us in any case, and the server forgets it when no more polls come.
+    }
+}
+
+void Watch::take(const std::vector<ItemReply>& items) {
+    for (const ItemReply& item : items) {
+        const auto index = matcher_.find(item);
+        const bool is_enough = arguments_.count && changes_ >= *arguments_.count;
+        if (!index || is_enough || (latest_[*index] && is_same(*latest_[*index], item))) {
+            continue;
+        }
+        latest_[*index] = item;
+        view_->show_change(*index, item);
+        ++changes_;
+    }
+    view_->end_reply();
+}
+
+void Watch::report_absent(const std::vector<ItemReply>& items) {
+    const auto sorted = matcher_.sort(items);
+    std::size_t absent = 0;
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        if (!sorted[i] || sorted[i]->has_error()) {
+            ++absent;
+            view_->make_way();
+            console_.report(sorted[i] ? ExitStatus::ITEM_ERROR : ExitStatus::MISSING_ITEM,
+                            arguments_.items[i].name + ": " + get_error_text(sorted[i]));
+        }
+    }
+    // After a restart a server may not have its items yet.
+    is_hopeless_ = absent == sorted.size() && !was_subscribed_;
+}
+
+void Watch::say(const std::string& message) {
+    view_->make_way();
+    console_.report(message);
+}
+
+void Watch::bear(const Failure& failure) {
+    if (!end_of_patience_) {
+        end_of_patience_.emplace(arguments_.patience);
+        if (!end_of_patience_->has_passed()) {
+            say(std::string(failure.what()) + ": trying again for " + to_seconds(arguments_.patience));
+        }
+    }
+    if (end_of_patience_->has_passed()) {
+        throw failure;
+    }
+}
+
+void run_watch(Client& client, const Arguments& arguments, Console& console) {
+    Watch(client, arguments, console).run();
+}
+
+}  // namespace xmlda

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "xmlda/Arguments.h"
+#include "xmlda/Failure.h"
+#include "xmlda/commands/WatchView.h"
+#include "xmlda/http/Interruption.h"
+#include "xmlda/print/Console.h"
+#include "xmlda/protocol/ItemMatcher.h"
+#include "xmlda/soap/Client.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace xmlda {
+
+/// Watches items: subscribes, polls, and shows what changed. A subscription that the server has lost is made
+/// anew; a connection that broke is tried again with each poll until the patience of the arguments is used
+/// up. Lives for one command.
+class Watch {
+public:
+    Watch(Client& client, const Arguments& arguments, Console& console);
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+    ~Watch();
+
+    /// Returns when it is over, with the subscription cancelled.
+    /// @throws Failure  see `run_watch`; the subscription is cancelled as well, if that can be done
+    void run();
+
+private:
+    void watch();
+    bool is_over() const;
+    std::chrono::milliseconds get_pause(const Deadline& next_poll) const;
+
+    /// Subscribes if there is no subscription, else polls it.
+    void call_server();
+    void call_server_patiently();
+    void subscribe();
+    void poll();
+    void renew();
+    void cancel();
+
+    void take(const std::vector<ItemReply>& items);
+    /// Says which items the server knows nothing of.
+    void report_absent(const std::vector<ItemReply>& items);
+    /// Prints a message beside the items.
+    void say(const std::string& message);
+    /// Says once that the connection is lost. Throws the failure when the patience is used up.
+    void bear(const Failure& failure);
+
+    Client& client_;
+    const Arguments& arguments_;
+    Console& console_;
+    const ItemMatcher matcher_;
+    const std::unique_ptr<WatchView> view_;
+    const Interruption interruption_;
+    std::optional<Deadline> end_;
+    std::optional<Deadline> end_of_patience_;  // while the connection is lost
+    std::string subscription_;                 // empty while there is none
+    bool was_subscribed_ = false;
+    bool is_hopeless_ = false;  // the server knows none of the items
+    std::vector<std::optional<ItemReply>> latest_;
+    std::size_t changes_ = 0;
+};
+
+}  // namespace xmlda

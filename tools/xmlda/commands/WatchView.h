@@ -1,0 +1,35 @@
+#pragma once
+
+#include "xmlda/Arguments.h"
+#include "xmlda/print/Console.h"
+#include "xmlda/protocol/replies.h"
+
+#include <cstddef>
+#include <memory>
+
+namespace xmlda {
+
+/// Shows what happens to watched items.
+class WatchView {
+public:
+    virtual ~WatchView() = default;
+
+    /// An item has changed, or is seen for the first time.
+    /// @param index  of the item in the arguments
+    virtual void show_change(std::size_t index, const ItemReply& item) = 0;
+
+    /// Everything that one reply brought has been shown.
+    virtual void end_reply() = 0;
+
+    /// Something else is going to be printed on the same terminal.
+    virtual void make_way() = 0;
+
+    /// Ctrl-C was pressed, and the terminal has shown it.
+    virtual void end_interrupted() {}
+};
+
+/// The view that suits: a table that is drawn over on a terminal, else a line for each change, with JSON if
+/// the arguments ask for it. Arguments and console outlive it.
+std::unique_ptr<WatchView> create_watch_view(const Arguments& arguments, Console& console);
+
+}  // namespace xmlda

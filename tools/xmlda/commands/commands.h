@@ -1,0 +1,23 @@
+#pragma once
+
+#include "xmlda/Arguments.h"
+#include "xmlda/print/Console.h"
+#include "xmlda/soap/Client.h"
+
+namespace xmlda {
+
+/// @name The commands
+/// Each calls the server, prints what was asked for, and reports what is wrong with single items on the
+/// console, whose status is then the program's.
+/// @throws Failure  if nothing, or nothing more, can be had from the server, or the output cannot be written
+/// @{
+void run_status(Client& client, const Arguments& arguments, Console& console);
+void run_browse(Client& client, const Arguments& arguments, Console& console);
+void run_read(Client& client, const Arguments& arguments, Console& console);
+void run_write(Client& client, const Arguments& arguments, Console& console);
+/// Ends on Ctrl-C, after the time or the number of changes that the arguments give, or when a lost connection
+/// does not come back; the subscription is cancelled in each case.
+void run_watch(Client& client, const Arguments& arguments, Console& console);
+/// @}
+
+}  // namespace xmlda

@@ -1,0 +1,201 @@
+#include "xmlda/commands/commands.h"
+#include "xmlda/print/Table.h"
+#include "xmlda/print/item_output.h"
+#include "xmlda/protocol/ItemMatcher.h"
+#include "xmlda/protocol/outgoing_value.h"
+#include "xmlda/protocol/type_names.h"
+#include "xmlda/text/printable.h"
+
+#include <algorithm>
+
+namespace xmlda {
+namespace {
+
+/// What must be known of an item before a person's text can be written to it.
+struct ItemFacts {
+    std::string type;                  // empty if nobody knows
+    std::string access_rights;         // "readable" and so on; empty if the server does not say
+    std::vector<std::string> symbols;  // of an enumerated item, from 0 on
+};
+
+const Value* find_property(const PropertiesReply& reply, const std::string& name) {
+    for (const Property& property : reply.properties) {
+        if (property.name == name && property.value) {
+            return &*property.value;
+        }
+    }
+    return nullptr;
+}
+
+std::string get_property_text(const PropertiesReply& reply, const std::string& name) {
+    const Value* const value = find_property(reply, name);
+    return value == nullptr ? "" : value->text;
+}
+
+std::vector<std::string> get_symbols(const PropertiesReply& reply) {
+    std::vector<std::string> symbols;
+    if (const Value* const value = find_property(reply, "euInfo")) {
+        for (const Value& member : value->members) {
+            symbols.push_back(member.text);
+        }
+    }
+    return symbols;
+}
+
+/// The type of the value that the item has now, for servers that do not tell an item's type.
+std::string read_type(Client& client, const ItemAddress& address) {
+    const Response response = client.call("Read", create_read_request({address}));
+    const auto item = ItemMatcher({address}).sort(parse_items_reply(response.get())).front();
+    return item && item->value ? item->value->type : "";
+}
+
+ItemFacts get_facts(Client& client, const ItemAddress& address) {
+    const Response response = client.call(
+        "GetProperties", create_properties_request(address, {"dataType", "accessRights", "euInfo"}));
+    const PropertiesReply reply = parse_properties_reply(response.get());
+    if (reply.result && reply.result->is_error()) {
+        throw Failure(ExitStatus::ITEM_ERROR, reply.result->to_text());
+    }
+    if (response->find_child("PropertyLists") == nullptr) {
+        throw Failure(ExitStatus::MISSING_ITEM, "the server does not know it");
+    }
+    ItemFacts facts{.type = to_type_name(get_property_text(reply, "dataType")),
+                    .access_rights = get_property_text(reply, "accessRights"),
+                    .symbols = get_symbols(reply)};
+    if (!is_writable_type(facts.type)) {
+        facts.type = read_type(client, address);
+    }
+    if (facts.type.empty()) {
+        throw Failure(ExitStatus::NOT_WRITTEN,
+                      "the server tells no type, perhaps it holds no value (--type names one)");
+    }
+    return facts;
+}
+
+/// The number of the symbol that the text names, else the text.
+std::string to_symbol_number(const ItemFacts& facts, const std::string& text) {
+    const auto found = std::find(facts.symbols.begin(), facts.symbols.end(), text);
+    const bool is_symbol = is_number_type(facts.type) && found != facts.symbols.end();
+    return is_symbol ? std::to_string(found - facts.symbols.begin()) : text;
+}
+
+/// One run of the command.
+class Writer {
+public:
+    Writer(Client& client, const Arguments& arguments, Console& console)
+        : client_(client), arguments_(arguments), console_(console) {}
+
+    void run() {
+        for (const Assignment& assignment : arguments_.assignments) {
+            prepare(assignment);
+        }
+        if (items_.size() < arguments_.assignments.size()) {
+            console_.report("nothing was written");
+            return;
+        }
+        write();
+        print();
+        report();
+    }
+
+private:
+    void prepare(const Assignment& assignment) {
+        try {
+            const ItemFacts facts = arguments_.type ? ItemFacts{*arguments_.type, "", {}}
+                                                    : get_facts(client_, assignment.address);
+            const std::string text = to_symbol_number(facts, assignment.text);
+            items_.push_back({assignment.address, parse_outgoing_value(facts.type, text)});
+            access_rights_.push_back(facts.access_rights);
+        } catch (const Failure& failure) {
+            const bool is_about_item = failure.get_status() == ExitStatus::USAGE ||
+                                       failure.get_status() == ExitStatus::MISSING_ITEM ||
+                                       failure.get_status() == ExitStatus::ITEM_ERROR ||
+                                       failure.get_status() == ExitStatus::NOT_WRITTEN;
+            if (!is_about_item) {
+                throw;
+            }
+            console_.report(failure.get_status(), assignment.address.name + ": " + failure.what());
+        }
+    }
+
+    void write() {
+        const std::string request = create_write_request(items_, !arguments_.without_values);
+        const Response response = client_.call("Write", request, Repetition::FORBIDDEN);
+        replies_ = ItemMatcher(get_addresses()).sort(parse_items_reply(response.get()));
+    }
+
+    std::vector<ItemAddress> get_addresses() const {
+        std::vector<ItemAddress> addresses;
+        for (const WriteItem& item : items_) {
+            addresses.push_back(item.address);
+        }
+        return addresses;
+    }
+
+    bool is_written(std::size_t i) const { return replies_[i] && !replies_[i]->has_error(); }
+
+    void print() {
+        if (arguments_.json) {
+            print_json();
+        } else {
+            print_table();
+        }
+        console_.flush();
+    }
+
+    void print_json() {
+        JsonWriter json(console_.get_output(), JsonWriter::Layout::INDENTED);
+        json.begin_array();
+        for (std::size_t i = 0; i < items_.size(); ++i) {
+            write_item(json, items_[i].address.name, replies_[i]);
+        }
+        json.end_array();
+        console_.get_output() << '\n';
+    }
+
+    void print_table() {
+        Table table;
+        for (std::size_t i = 0; i < items_.size(); ++i) {
+            if (is_written(i)) {
+                auto cells = to_cells(items_[i].address.name, *replies_[i]);
+                if (!replies_[i]->value) {
+                    cells[1] = "written";
+                }
+                table.add_row(std::move(cells));
+            }
+        }
+        table.print(console_.get_output());
+    }
+
+    void report() {
+        for (std::size_t i = 0; i < items_.size(); ++i) {
+            if (!is_written(i)) {
+                console_.report(ExitStatus::NOT_WRITTEN,
+                                items_[i].address.name + ": not written: " + get_reason(i));
+            }
+        }
+    }
+
+    std::string get_reason(std::size_t i) const {
+        if (replies_[i]) {
+            return get_error_text(replies_[i]);
+        }
+        return access_rights_[i] == "readable" ? "the server only allows to read it"
+                                               : "the server did not acknowledge it";
+    }
+
+    Client& client_;
+    const Arguments& arguments_;
+    Console& console_;
+    std::vector<WriteItem> items_;            // that could be prepared
+    std::vector<std::string> access_rights_;  // of these
+    std::vector<std::optional<ItemReply>> replies_;
+};
+
+}  // namespace
+
+void run_write(Client& client, const Arguments& arguments, Console& console) {
+    Writer(client, arguments, console).run();
+}
+
+}  // namespace xmlda

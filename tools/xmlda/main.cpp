@@ -1,0 +1,61 @@
+#include "xmlda/Arguments.h"
+#include "xmlda/Failure.h"
+#include "xmlda/commands/commands.h"
+#include "xmlda/print/Console.h"
+#include "xmlda/soap/Client.h"
+
+#include <clocale>
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+using namespace xmlda;
+
+void run_command(Client& client, const Arguments& arguments, Console& console) {
+    switch (arguments.command) {
+        case Command::STATUS:
+            return run_status(client, arguments, console);
+        case Command::BROWSE:
+            return run_browse(client, arguments, console);
+        case Command::READ:
+            return run_read(client, arguments, console);
+        case Command::WRITE:
+            return run_write(client, arguments, console);
+        case Command::WATCH:
+            return run_watch(client, arguments, console);
+    }
+}
+
+void run(int argc, char** argv, Console& console) {
+    const CommandLine command_line = parse_command_line(argc, argv);
+    if (command_line.text) {
+        console.get_output() << *command_line.text;
+    } else {
+        const Arguments& arguments = command_line.arguments;
+        Client client(parse_endpoint(arguments.url), arguments.http,
+                      arguments.show_xml ? &console.get_errors() : nullptr);
+        run_command(client, arguments, console);
+    }
+    console.flush();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_CTYPE, "");  // for the widths of characters; numbers stay as they are
+    std::signal(SIGPIPE,
+                SIG_IGN);  // a server or a reader of our output that goes away is an error like others
+    Console console(std::cout, std::cerr);
+    try {
+        run(argc, argv, console);
+    } catch (const OutputClosed& failure) {
+        return static_cast<int>(failure.get_status());
+    } catch (const Failure& failure) {
+        console.report(failure);
+    } catch (const std::exception& error) {
+        console.report(ExitStatus::FAILURE, error.what());
+    }
+    return static_cast<int>(console.get_status());
+}

@@ -1,0 +1,55 @@
+#include "xmlda/protocol/Value.h"
+
+#include "xmlda/protocol/type_names.h"
+#include "xmlda/soap/namespaces.h"
+
+namespace xmlda {
+namespace {
+
+std::string trim(const std::string& text) {
+    constexpr const char* BLANKS = " \t\r\n";
+    const std::size_t begin = text.find_first_not_of(BLANKS);
+    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1);
+}
+
+std::string get_type(const XmlElement& element, const std::string& otherwise) {
+    const auto text = element.find_instance_attribute("type");
+    if (!text) {
+        return otherwise;
+    }
+    const QualifiedName name = element.resolve(trim(*text));
+    const bool is_known = name.namespace_uri == namespaces::XSD || name.namespace_uri == namespaces::XMLDA;
+    return is_known ? name.name : trim(*text);
+}
+
+bool is_nil(const XmlElement& element) {
+    const std::string text = trim(element.find_instance_attribute("nil").value_or("false"));
+    return text == "true" || text == "1";
+}
+
+/// @param presumed_type  that of an element which names none
+Value parse_value(const XmlElement& element, const std::string& presumed_type) {
+    Value value;
+    value.type = get_type(element, presumed_type);
+    if (is_nil(element)) {
+        value.kind = Value::Kind::NIL;
+    } else if (is_array_type(value.type) || !element.get_children().empty()) {
+        value.kind = Value::Kind::LIST;
+        const std::string member_type = is_array_type(value.type) ? get_member_type(value.type) : "";
+        for (const auto& child : element.get_children()) {
+            value.members.push_back(parse_value(*child, member_type));
+        }
+    } else {
+        const bool keeps_blanks = value.type == "string" || value.type.empty();
+        value.text = keeps_blanks ? element.get_text() : trim(element.get_text());
+    }
+    return value;
+}
+
+}  // namespace
+
+Value parse_value(const XmlElement& element) {
+    return parse_value(element, "");
+}
+
+}  // namespace xmlda

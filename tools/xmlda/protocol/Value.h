@@ -1,0 +1,31 @@
+#pragma once
+
+#include "xmlda/soap/XmlElement.h"
+
+#include <string>
+#include <vector>
+
+namespace xmlda {
+
+/// A value as a server wrote it: texts, with the type's name. Nothing is converted, so that what is shown is
+/// what the server said.
+struct Value {
+    enum class Kind {
+        NIL,     ///< said to be none
+        SCALAR,  ///< `text`
+        LIST     ///< `members`
+    };
+
+    Kind kind = Kind::SCALAR;
+    std::string type;  ///< "double", "ArrayOfDouble"; with its prefix if it is neither of XML Schema nor of
+                       ///< OPC XML-DA; empty if the server named none
+    std::string text;  ///< without blanks around it, unless the type is "string" or unknown
+    std::vector<Value> members;
+
+    bool operator==(const Value&) const = default;
+};
+
+/// Reads the element "Value".
+Value parse_value(const XmlElement& element);
+
+}  // namespace xmlda

@@ -74,7 +74,7 @@ template void convert<SymbolInfo>(DocumentPointer, ElementPointer, const Value&)
 
 Poco::AutoPtr<Poco::XML::Element> create_value_element(Poco::AutoPtr<Poco::XML::Document> document,
                                                        const Value& value) {
-    auto element = create_list_element(*document, reply_names::VALUE);
+    auto element = create_element(*document, reply_names::VALUE);
     switch (value.get_type_info().get_type()) {
         case VALUE_TYPE::BOOLEAN:
             convert<bool>(document, element, value);

@@ -96,7 +96,8 @@ T AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name,
 
 template bool AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
                                       const std::optional<bool>&) const;
-template int AMessage::get_attribute(const Poco::XML::Node*, const std::string&, const std::optional<int>&) const;
+template int AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
+                                     const std::optional<int>&) const;
 template float AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
                                        const std::optional<float>&) const;
 template TimePoint AMessage::get_attribute(const Poco::XML::Node*, const std::string&,

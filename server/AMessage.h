@@ -51,8 +51,8 @@ public:
 
     /// Reads an attribute of `node`.
     ///
-    /// T is bool ("1", "true", "yes", "on" and their opposites in any case, or a number, 0 meaning false), int
-    /// (decimal, "," groups thousands), float ("." decimal point, "," groups thousands), TimePoint
+    /// T is bool ("1", "true", "yes", "on" and their opposites in any case, or a number, 0 meaning false),
+    /// int (decimal, "," groups thousands), float ("." decimal point, "," groups thousands), TimePoint
     /// (`xsd:dateTime`) or std::string (the text as it stands).
     /// @param default_value  what an absent attribute means
     /// @throws std::logic_error       "Attribute not found." if it is absent and there is no default
@@ -63,10 +63,12 @@ public:
                     const std::optional<T>& default_value) const;
 
     /// The text of an attribute that may be absent.
-    std::optional<std::string> get_optional_attribute(const Poco::XML::Node* node, const std::string& name) const;
+    std::optional<std::string> get_optional_attribute(const Poco::XML::Node* node,
+                                                      const std::string& name) const;
 
-    /// Creates the "Value" element that carries `value` in a reply: its text for a scalar, an element for each
-    /// member of an array, and its type in "xsi:type". Texts are those of `convert` in codec/value_writer.h.
+    /// Creates the "Value" element that carries `value` in a reply: its text for a scalar, an element for
+    /// each member of an array, and its type in "xsi:type". Texts are those of `convert` in
+    /// codec/value_writer.h.
     ///
     /// Requires: tree lock held, if the value stands in the tree.
     /// @return the new element, owned by the reply's document, not yet attached

@@ -8,17 +8,17 @@ namespace kx::information_model::opc {
 
 // The texts are what clients display; their wording and punctuation do not change.
 const Error Error::S_CLAMP{"S_CLAMP", "The value written was accepted but the output was clamped"};
-const Error Error::S_DATAQUEUEOVERFLOW{
-    "S_DATAQUEUEOVERFLOW",
-    "Not every detected change has been returned since the server's buffer reached its limit and had to purge "
-    "out the oldest data."};
+const Error Error::S_DATAQUEUEOVERFLOW{"S_DATAQUEUEOVERFLOW",
+                                       "Not every detected change has been returned since the server's "
+                                       "buffer reached its limit and had to purge "
+                                       "out the oldest data."};
 const Error Error::S_UNSUPPORTEDRATE{
     "S_UNSUPPORTEDRATE",
     "The server does not support the requested rate but will use the closest available rate."};
-const Error Error::E_ACCESS_DENIED{
-    "E_ACCESS_DENIED",
-    "The server denies access (read and/or write) to the specified item. This error is typically caused by Web "
-    "Service security (e.g. globally disabled write capabilities)."};
+const Error Error::E_ACCESS_DENIED{"E_ACCESS_DENIED",
+                                   "The server denies access (read and/or write) to the specified item. This "
+                                   "error is typically caused by Web "
+                                   "Service security (e.g. globally disabled write capabilities)."};
 const Error Error::E_BUSY{
     "E_BUSY", "The server is currently processing another polled refresh for one or more subscriptions."};
 const Error Error::E_FAIL{"E_FAIL", "Unspecified Error"};
@@ -42,8 +42,7 @@ const Error Error::E_BADTYPE{"E_BADTYPE", "The passed data type cannot be accept
 const Error Error::E_READONLY{"E_READONLY", "The value is read only and may not be written to."};
 const Error Error::E_SERVERSTATE{"E_SERVERSTATE",
                                  "The operation could not complete due to an abnormal server state"};
-const Error Error::E_TIMEDOUT{"E_TIMEDOUT",
-                              "The operation took to long to complete (determined by server)"};
+const Error Error::E_TIMEDOUT{"E_TIMEDOUT", "The operation took to long to complete (determined by server)"};
 const Error Error::E_UNKNOWNITEMNAME{"E_UNKNOWNITEMNAME",
                                      "The item name is no longer available in the server address space."};
 const Error Error::E_UNKNOWNITEMPATH{"E_UNKNOWNITEMPATH",
@@ -57,7 +56,9 @@ Error::Error(std::string code, std::string text) : code_(std::move(code)), text_
 
 Error::~Error() = default;
 
-const char* Error::what() const noexcept { return code_.c_str(); }
+const char* Error::what() const noexcept {
+    return code_.c_str();
+}
 
 Poco::AutoPtr<Poco::XML::Document> generate_fault(const Error& error) {
     auto document = create_reply_document();

@@ -33,7 +33,8 @@ struct Service {
 };
 
 template <class Message>
-std::unique_ptr<AMessage> create(const std::shared_ptr<InformationModel>& model, const Poco::XML::Node* request,
+std::unique_ptr<AMessage> create(const std::shared_ptr<InformationModel>& model,
+                                 const Poco::XML::Node* request,
                                  const Poco::XML::NamespaceSupport& namespaces,
                                  SubscriptionHandler& subscriptions) {
     if constexpr (std::is_constructible_v<Message, std::shared_ptr<InformationModel>, const Poco::XML::Node*,

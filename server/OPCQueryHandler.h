@@ -27,9 +27,11 @@ namespace kx::information_model::opc {
 /// | a std::exception while the fault is built or sent       | 400 and "Bad request"                    |
 class OPCQueryHandler : public Poco::Net::HTTPRequestHandler {
 public:
-    OPCQueryHandler(std::shared_ptr<InformationModel> model, std::shared_ptr<SubscriptionHandler> subscriptions);
+    OPCQueryHandler(std::shared_ptr<InformationModel> model,
+                    std::shared_ptr<SubscriptionHandler> subscriptions);
 
-    void handleRequest(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response) override;
+    void handleRequest(Poco::Net::HTTPServerRequest& request,
+                       Poco::Net::HTTPServerResponse& response) override;
 
 private:
     /// Serves the request in `body` and returns the reply's text.

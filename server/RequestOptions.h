@@ -12,10 +12,10 @@ namespace kx::information_model::opc {
 /// The values below hold for a request without that element. In an element that is there, an attribute
 /// that is not there means true: the two are deliberately not the same.
 struct RequestOptions {
-    bool return_error_text = true;        ///< has no effect
-    bool return_diagnostic_info = false;  ///< has no effect
-    bool return_item_time = false;        ///< whether items carry "Timestamp"
-    bool return_item_path = false;        ///< has no effect
+    bool return_error_text = true;                                    ///< has no effect
+    bool return_diagnostic_info = false;                              ///< has no effect
+    bool return_item_time = false;                                    ///< whether items carry "Timestamp"
+    bool return_item_path = false;                                    ///< has no effect
     std::optional<std::string> client_request_handle = std::nullopt;  ///< echoed in the result element
 };
 

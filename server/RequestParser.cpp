@@ -1,7 +1,5 @@
 #include "server/RequestParser.h"
 
-#include <Poco/DOM/DOMBuilder.h>
-
 #include <array>
 
 namespace kx::information_model::opc {
@@ -20,8 +18,7 @@ std::string read_body(std::istream& stream, std::size_t maximum_size) {
 }
 
 Poco::AutoPtr<Poco::XML::Document> parse_request(const std::string& body) {
-    ExpatReader reader;
-    return Poco::XML::DOMBuilder(reader).parseMemoryNP(body.data(), body.size());
+    return RequestBuilder().build(body.data(), body.size());
 }
 
 }  // namespace kx::information_model::opc

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/ExpatReader.h"
+#include "server/RequestBuilder.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Document.h>
@@ -18,11 +18,7 @@ inline constexpr std::size_t MAXIMUM_BODY_SIZE = std::size_t{128} * 1024 * 1024;
 /// @throws RequestLimitException  after `maximum_size` bytes, without reading on
 std::string read_body(std::istream& stream, std::size_t maximum_size = MAXIMUM_BODY_SIZE);
 
-/// Parses a request into the DOM that `Poco::XML::DOMParser` makes of it with namespaces and namespace
-/// prefixes on, within the limits of `ExpatReader`.
-/// @throws RequestLimitException    on what is refused
-/// @throws Poco::XML::XMLException  on what is not well-formed
-/// @throws Poco::PoolOverflowException  on more than some five hundred different names
+/// Parses a request; what comes of it, and what is refused, is said at `RequestBuilder`.
 Poco::AutoPtr<Poco::XML::Document> parse_request(const std::string& body);
 
 }  // namespace kx::information_model::opc

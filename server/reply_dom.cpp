@@ -1,31 +1,36 @@
 #include "server/reply_dom.h"
 
-#include "server/xml_text.h"
+#include "server/ReplyElement.h"
 
-#include <Poco/DOM/Text.h>
+#include <Poco/XML/NamePool.h>
 
 namespace kx::information_model::opc {
 
 namespace {
 
-// A reply has some fifty different names at most; the default pool of 509 entries costs more to set up than
-// a small reply costs to build.
-constexpr unsigned long NAME_POOL_SIZE = 127;
+// More than twice as many as there are names in all replies together: the pool is a hash table.
+constexpr unsigned long NAME_POOL_SIZE = 251;
+
+Poco::XML::NamePool& get_name_pool() {
+    static thread_local const Poco::AutoPtr<Poco::XML::NamePool> pool =
+        new Poco::XML::NamePool(NAME_POOL_SIZE);
+    return const_cast<Poco::XML::NamePool&>(*pool);
+}
+
+ReplyElement& as_reply_element(Poco::XML::Element& element) {
+    return static_cast<ReplyElement&>(element);
+}
 
 }  // namespace
 
 Poco::AutoPtr<Poco::XML::Document> create_reply_document() {
-    Poco::AutoPtr<Poco::XML::Document> document = new Poco::XML::Document(NAME_POOL_SIZE);
-    document->suspendEvents();
-    return document;
+    return new ReplyDocument(get_name_pool());
 }
 
-Poco::AutoPtr<Poco::XML::Element> create_element(const Poco::XML::Document& document, const std::string& name) {
-    return document.createElement(name);
-}
-
-Poco::AutoPtr<Poco::XML::Element> create_list_element(Poco::XML::Document& document, const std::string& name) {
-    return new ListElement(document, name);
+Poco::AutoPtr<Poco::XML::Element> create_element(const Poco::XML::Document& document,
+                                                 const std::string& name) {
+    auto& reply = static_cast<ReplyDocument&>(const_cast<Poco::XML::Document&>(document));
+    return new (reply) ReplyElement(reply, name);
 }
 
 Poco::AutoPtr<Poco::XML::Element> append_element(Poco::XML::Element& parent, const std::string& name) {
@@ -34,19 +39,12 @@ Poco::AutoPtr<Poco::XML::Element> append_element(Poco::XML::Element& parent, con
     return element;
 }
 
-void set_attribute(Poco::XML::Element& element, const std::string& name, const std::string& value) {
-    if (is_valid_xml_text(value)) {
-        element.setAttribute(name, value);
-    } else {
-        element.setAttribute(name, to_valid_xml_text(value));
-    }
+void set_attribute(Poco::XML::Element& element, std::string_view name, std::string_view value) {
+    as_reply_element(element).set_attribute(name, value);
 }
 
-void append_text(Poco::XML::Element& element, const std::string& text) {
-    const Poco::XML::Document& document = *element.ownerDocument();
-    Poco::AutoPtr<Poco::XML::Text> node =
-        document.createTextNode(is_valid_xml_text(text) ? text : to_valid_xml_text(text));
-    element.appendChild(node);
+void append_text(Poco::XML::Element& element, std::string_view text) {
+    as_reply_element(element).append_text(text);
 }
 
 }  // namespace kx::information_model::opc

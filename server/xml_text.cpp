@@ -15,7 +15,9 @@ struct Step {
     bool valid;          // whether they are one character that XML allows
 };
 
-bool is_in(unsigned char byte, unsigned char low, unsigned char high) { return byte >= low && byte <= high; }
+bool is_in(unsigned char byte, unsigned char low, unsigned char high) {
+    return byte >= low && byte <= high;
+}
 
 // The second byte's range excludes overlong forms, surrogates and what lies beyond U+10FFFF.
 struct Lead {
@@ -52,7 +54,8 @@ Step step(std::string_view text) {
     std::size_t length = 1;
     while (length < form.length && length < text.size()) {
         const auto byte = static_cast<unsigned char>(text[length]);
-        const bool fits = length == 1 ? is_in(byte, form.second_low, form.second_high) : is_in(byte, 0x80, 0xBF);
+        const bool fits =
+            length == 1 ? is_in(byte, form.second_low, form.second_high) : is_in(byte, 0x80, 0xBF);
         if (!fits) {
             break;
         }
@@ -88,7 +91,9 @@ std::size_t get_valid_length(std::string_view text) {
 
 }  // namespace
 
-bool is_valid_xml_text(std::string_view text) noexcept { return get_valid_length(text) == text.size(); }
+bool is_valid_xml_text(std::string_view text) noexcept {
+    return get_valid_length(text) == text.size();
+}
 
 std::string to_valid_xml_text(std::string_view text) {
     std::string result;

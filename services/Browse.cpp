@@ -64,7 +64,7 @@ symbol_list::BROWSE_FILTER Browse::read_filter() const {
 }
 
 Poco::AutoPtr<Poco::XML::Element> Browse::process() {
-    auto response = create_list_element(get_document(), reply_names::BROWSE_RESPONSE);
+    auto response = create_element(get_document(), reply_names::BROWSE_RESPONSE);
     const utility::OnScopeExit result(
         [this, response] { append_result(response, reply_names::BROWSE_RESULT, client_request_handle_); });
     const Item& root = get_root_item(get_model());
@@ -107,8 +107,8 @@ void Browse::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Item& item) 
 
 Poco::AutoPtr<Poco::XML::Element> Browse::create_browse_element(const Item& item, bool is_item,
                                                                 bool has_children) const {
-    auto element = create_list_element(get_document(), reply_names::ELEMENTS);
-    set_attribute(*element, reply_names::NAME, item.get_name());
+    auto element = create_element(get_document(), reply_names::ELEMENTS);
+    set_attribute(*element, reply_names::NAME, item.get_name().as_string());
     set_attribute(*element, reply_names::ITEM_NAME, item.get_path().as_string());
     set_attribute(*element, reply_names::IS_ITEM, to_text(is_item));
     set_attribute(*element, reply_names::HAS_CHILDREN, to_text(has_children));

@@ -24,7 +24,7 @@ GetProperties::GetProperties(std::shared_ptr<InformationModel> model, const Poco
 GetProperties::~GetProperties() = default;
 
 Poco::AutoPtr<Poco::XML::Element> GetProperties::process() {
-    auto response = create_list_element(get_document(), reply_names::GET_PROPERTIES_RESPONSE);
+    auto response = create_element(get_document(), reply_names::GET_PROPERTIES_RESPONSE);
     const utility::OnScopeExit result([this, response] {
         append_result(response, reply_names::GET_PROPERTIES_RESULT, client_request_handle_);
     });
@@ -51,8 +51,8 @@ void GetProperties::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Item&
 }
 
 Poco::AutoPtr<Poco::XML::Element> GetProperties::create_property_lists(const Item& item) const {
-    auto element = create_list_element(get_document(), reply_names::PROPERTY_LISTS);
-    set_attribute(*element, reply_names::NAME, item.get_name());
+    auto element = create_element(get_document(), reply_names::PROPERTY_LISTS);
+    set_attribute(*element, reply_names::NAME, item.get_name().as_string());
     set_attribute(*element, reply_names::ITEM_NAME, item.get_path().as_string());
     return element;
 }

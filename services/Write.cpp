@@ -133,7 +133,7 @@ Poco::AutoPtr<Poco::XML::Element> Write::process() {
     const utility::OnScopeExit result([this, response] {
         append_result(response, reply_names::WRITE_RESULT, options_.client_request_handle);
     });
-    auto list = create_list_element(get_document(), reply_names::R_ITEM_LIST);
+    auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
     std::unique_lock<Tree> lock(root);

@@ -53,7 +53,7 @@ Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
         append_result(response, reply_names::SUBSCRIBE_RESULT, options_.client_request_handle);
     });
     set_attribute(*response, reply_names::SERVER_SUB_HANDLE, subscription_->handle);
-    auto list = create_list_element(get_document(), reply_names::R_ITEM_LIST);
+    auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
     const std::shared_lock<const Tree> lock(root);

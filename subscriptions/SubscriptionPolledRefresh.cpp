@@ -48,12 +48,12 @@ SubscriptionPolledRefresh::SubscriptionPolledRefresh(std::shared_ptr<Information
 SubscriptionPolledRefresh::~SubscriptionPolledRefresh() = default;
 
 Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
-    auto response = create_list_element(get_document(), reply_names::SUBSCRIPTION_POLLED_REFRESH_RESPONSE);
+    auto response = create_element(get_document(), reply_names::SUBSCRIPTION_POLLED_REFRESH_RESPONSE);
     const utility::OnScopeExit result([this, response] {
         append_result(response, reply_names::SUBSCRIPTION_POLLED_REFRESH_RESULT,
                       options_.client_request_handle);
     });
-    auto list = create_list_element(get_document(), reply_names::R_ITEM_LIST);
+    auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     if (hold_time_) {
         hold_until(*hold_time_);
     }

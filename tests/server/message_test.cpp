@@ -3,8 +3,8 @@
 #include "ParsedRequest.h"
 #include "server/reply_dom.h"
 #include "server/serialize.h"
+#include "support/reply_text.h"
 
-#include <Poco/DOM/NamedNodeMap.h>
 #include <Poco/Exception.h>
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ namespace {
 using std::chrono::system_clock;
 using testing::create_element_text;
 using testing::ParsedRequest;
+using testing::read_attribute;
+using testing::to_text;
 
 class EchoMessage : public AMessage {
 public:
@@ -163,44 +166,30 @@ TEST_F(Message, FindsTheAttributeNode) {
     EXPECT_EQ(message.get_optional_attribute(message.get_request(), "xmlda:C"), std::nullopt);
 }
 
-std::vector<std::pair<std::string, std::string>> get_attributes(const Poco::XML::Element& element) {
-    const Poco::AutoPtr<Poco::XML::NamedNodeMap> map = element.attributes();
-    std::vector<std::pair<std::string, std::string>> attributes;
-    for (unsigned long index = 0; index < map->length(); ++index) {
-        attributes.emplace_back(map->item(index)->nodeName(), map->item(index)->nodeValue());
-    }
-    return attributes;
+std::string mask_times(const std::string& text) {
+    return std::regex_replace(text, std::regex("(RcvTime|ReplyTime)=\"[-0-9T:.]+Z\""), "$1=\"*\"");
 }
 
-std::vector<std::string> get_names(const std::vector<std::pair<std::string, std::string>>& attributes) {
-    std::vector<std::string> names;
-    for (const auto& attribute : attributes) {
-        names.push_back(attribute.first);
-    }
-    return names;
-}
-
-TEST_F(Message, SetsTheResultAttributesInTheirOrder) {
+TEST_F(Message, SetsTheResultAttributes) {
     EchoMessage& message = parse("");
     auto result = message.create("Result");
     message.set_result(result, "handle");
-    const auto attributes = get_attributes(*result);
-    EXPECT_EQ(get_names(attributes), (std::vector<std::string>{"ClientRequestHandle", "RevisedLocaleID",
-                                                               "RcvTime", "ReplyTime", "ServerState"}));
-    EXPECT_EQ(attributes.at(0).second, "handle");
-    EXPECT_EQ(attributes.at(1).second, "en-US");
-    EXPECT_EQ(attributes.at(4).second, "running");
+    EXPECT_EQ(mask_times(to_text(*result)),
+              R"(<Result ClientRequestHandle="handle" RcvTime="*" ReplyTime="*" RevisedLocaleID="en-US")"
+              R"( ServerState="running"/>)");
 }
 
 TEST_F(Message, LeavesOutAnAbsentHandleOnly) {
     EchoMessage& message = parse("");
     auto result = message.create("Result");
     message.set_result(result, std::nullopt);
-    EXPECT_EQ(get_names(get_attributes(*result)),
-              (std::vector<std::string>{"RevisedLocaleID", "RcvTime", "ReplyTime", "ServerState"}));
+    EXPECT_EQ(mask_times(to_text(*result)),
+              R"(<Result RcvTime="*" ReplyTime="*" RevisedLocaleID="en-US" ServerState="running"/>)");
     auto with_empty_handle = message.create("Result");
     message.set_result(with_empty_handle, "");
-    EXPECT_TRUE(with_empty_handle->hasAttribute("ClientRequestHandle"));
+    EXPECT_EQ(mask_times(to_text(*with_empty_handle)),
+              R"(<Result ClientRequestHandle="" RcvTime="*" ReplyTime="*" RevisedLocaleID="en-US")"
+              R"( ServerState="running"/>)");
 }
 
 TEST_F(Message, StampsReceiveTimeAtConstructionAndReplyTimeAtTheResult) {
@@ -210,8 +199,8 @@ TEST_F(Message, StampsReceiveTimeAtConstructionAndReplyTimeAtTheResult) {
     auto result = message.create("Result");
     message.set_result(result, std::nullopt);
     const TimePoint after = system_clock::now();
-    const TimePoint received = date_time_from_iso8601_string(result->getAttribute("RcvTime"));
-    const TimePoint replied = date_time_from_iso8601_string(result->getAttribute("ReplyTime"));
+    const TimePoint received = date_time_from_iso8601_string(read_attribute(*result, "RcvTime"));
+    const TimePoint replied = date_time_from_iso8601_string(read_attribute(*result, "ReplyTime"));
     EXPECT_LE(before, received);
     EXPECT_LE(received, constructed);
     EXPECT_LE(constructed, replied);
@@ -224,26 +213,15 @@ TEST_F(Message, RefusesANullResult) {
 
 TEST_F(Message, GeneratesTheEnvelopeAroundTheResponse) {
     auto document = parse("").generate();
-    auto* result = static_cast<Poco::XML::Element*>(
-        document->documentElement()->firstChild()->firstChild()->firstChild());
-    ASSERT_EQ(result->tagName(), "EchoResult");
-    result->removeAttribute("RcvTime");
-    result->removeAttribute("ReplyTime");
-    EXPECT_EQ(serialize(document),
+    EXPECT_EQ(mask_times(serialize(document)),
               R"(<?xml version="1.0" encoding="utf-8"?>)"
               R"(<soap:Envelope xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/")"
               R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/")"
               R"( xmlns:telvix="urn:telvix:information-model:1.0")"
               R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
               R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"><soap:Body><EchoResponse>)"
-              R"(<EchoResult RevisedLocaleID="en-US" ServerState="running"/>)"
+              R"(<EchoResult RcvTime="*" ReplyTime="*" RevisedLocaleID="en-US" ServerState="running"/>)"
               R"(</EchoResponse></soap:Body></soap:Envelope>)");
-}
-
-TEST_F(Message, DeclaresTheNamespacesInTheirOrder) {
-    const auto document = parse("").generate();
-    EXPECT_EQ(get_names(get_attributes(*document->documentElement())),
-              (std::vector<std::string>{"xmlns:soap", "xmlns:xsd", "xmlns:xsi", "xmlns:telvix", "xmlns"}));
 }
 
 TEST_F(Message, DocumentOutlivesTheMessage) {
@@ -261,19 +239,14 @@ TEST_F(Message, LetsExceptionsOfTheServiceOut) {
 TEST_F(Message, CreatesAValueWithItsType) {
     const EchoMessage& message = parse("");
     const auto value = message.create_value(Value(std::vector<unsigned char>{200, 7}));
-    EXPECT_EQ(value->tagName(), "Value");
-    EXPECT_EQ(get_attributes(*value),
-              (std::vector<std::pair<std::string, std::string>>{{"xsi:type", "ArrayOfByte"}}));
-    EXPECT_EQ(value->firstChild()->nodeName(), "byte");
-    EXPECT_EQ(value->firstChild()->innerText(), "-56");
+    EXPECT_EQ(to_text(*value), R"(<Value xsi:type="ArrayOfByte"><byte>-56</byte><byte>7</byte></Value>)");
     EXPECT_EQ(value->parentNode(), nullptr);
     EXPECT_EQ(value->ownerDocument(), &message.get_document());
 }
 
 TEST_F(Message, CreatesAnEmptyValueForAnEmptyArray) {
     const auto value = parse("").create_value(Value(std::vector<double>{}));
-    EXPECT_EQ(value->getAttribute("xsi:type"), "ArrayOfDouble");
-    EXPECT_EQ(value->firstChild(), nullptr);
+    EXPECT_EQ(to_text(*value), R"(<Value xsi:type="ArrayOfDouble"/>)");
 }
 
 TEST_F(Message, CreatesNoValueOfATypeWithoutForm) {

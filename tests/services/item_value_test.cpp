@@ -1,16 +1,14 @@
 #include "services/item_value.h"
 
 #include "server/reply_dom.h"
+#include "support/reply_text.h"
 
-#include <Poco/DOM/DOMWriter.h>
-#include <Poco/DOM/NamedNodeMap.h>
 #include <Poco/SAX/NamespaceSupport.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,11 +16,7 @@
 namespace kx::information_model::opc {
 namespace {
 
-std::string to_text(const Poco::XML::Element& element) {
-    std::ostringstream stream;
-    Poco::XML::DOMWriter().writeNode(stream, &element);
-    return stream.str();
-}
+using testing::to_text;
 
 class NoService : public AMessage {
 public:
@@ -88,16 +82,15 @@ TEST_F(ItemValue, HasAValueThatIsGiven) {
         "</Items>");
 }
 
-TEST_F(ItemValue, SetsItsAttributesInTheirOrder) {
+TEST_F(ItemValue, HasAllThatIsGiven) {
     const std::string handle = "h";
     const auto element =
         create(temperature_,
                {.client_item_handle = &handle, .timestamp = TimePoint(), .value = &temperature_.get_value()});
-    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = element->attributes();
-    ASSERT_EQ(attributes->length(), 3U);
-    EXPECT_EQ(attributes->item(0)->nodeName(), "ItemName");
-    EXPECT_EQ(attributes->item(1)->nodeName(), "ClientItemHandle");
-    EXPECT_EQ(attributes->item(2)->nodeName(), "Timestamp");
+    EXPECT_EQ(
+        to_text(*element),
+        R"(<Items ClientItemHandle="h" ItemName="/boiler/temperature" Timestamp="1970-01-01T00:00:00Z">)"
+        R"(<Value xsi:type="xsd:double">21.500000</Value></Items>)");
 }
 
 TEST_F(ItemValue, IsNotAttached) {

@@ -1,0 +1,56 @@
+#include "server/ReplyWriter.h"
+
+namespace kx::information_model::opc {
+
+namespace {
+
+const ReplyElement* as_reply_element(const Poco::XML::Node* node) {
+    return static_cast<const ReplyElement*>(node);
+}
+
+}  // namespace
+
+void ReplyWriter::write(const ReplyElement& root) {
+    const ReplyElement* element = &root;
+    while (true) {
+        const ReplyElement* next = nullptr;
+        if (write_start(*element)) {
+            next = as_reply_element(element->firstChild());
+            if (next == nullptr) {
+                write_end(*element);
+            }
+        }
+        while (next == nullptr) {
+            if (element == &root) {
+                return;
+            }
+            next = as_reply_element(element->nextSibling());
+            if (next == nullptr) {
+                element = as_reply_element(element->parentNode());
+                write_end(*element);
+            }
+        }
+        element = next;
+    }
+}
+
+bool ReplyWriter::write_start(const ReplyElement& element) {
+    output_ += '<';
+    output_ += element.tagName();
+    element.write_attributes(output_);
+    if (element.get_text().empty() && element.firstChild() == nullptr) {
+        output_ += "/>";
+        return false;
+    }
+    output_ += '>';
+    output_ += element.get_text();
+    return true;
+}
+
+void ReplyWriter::write_end(const ReplyElement& element) {
+    output_ += "</";
+    output_ += element.tagName();
+    output_ += '>';
+}
+
+}  // namespace kx::information_model::opc

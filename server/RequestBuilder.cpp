@@ -1,0 +1,223 @@
+#include "server/RequestBuilder.h"
+
+#include <Poco/DOM/CDATASection.h>
+#include <Poco/DOM/Comment.h>
+#include <Poco/DOM/ProcessingInstruction.h>
+#include <Poco/TextEncoding.h>
+#include <Poco/XML/XMLException.h>
+
+#include <expat.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+// Separates namespace, local name and prefix in expat's names. No name holds it.
+constexpr XML_Char NAME_SEPARATOR = '\t';
+
+// A request has some twenty different names.
+constexpr unsigned long NAME_POOL_SIZE = 127;
+
+int convert_character(void* encoding, const char* bytes) {
+    return static_cast<const Poco::TextEncoding*>(encoding)->convert(
+        reinterpret_cast<const unsigned char*>(bytes));
+}
+
+// Encodings that expat does not know itself are looked up among POCO's.
+int handle_unknown_encoding(void* /*user_data*/, const XML_Char* name, XML_Encoding* info) {
+    try {
+        const Poco::TextEncoding::Ptr encoding = Poco::TextEncoding::find(name);
+        if (encoding.isNull()) {
+            return XML_STATUS_ERROR;
+        }
+        std::copy_n(encoding->characterMap(), 256, info->map);
+        info->data = const_cast<Poco::TextEncoding*>(encoding.get());  // registered for the process's life
+        info->convert = convert_character;
+        info->release = nullptr;
+        return XML_STATUS_OK;
+    } catch (...) {
+        return XML_STATUS_ERROR;
+    }
+}
+
+}  // namespace
+
+struct RequestBuilder::Callbacks {
+    static RequestBuilder& get_builder(void* user_data) { return *static_cast<RequestBuilder*>(user_data); }
+
+    static void start_element(void* user_data, const XML_Char* name, const XML_Char** attributes) {
+        RequestBuilder& builder = get_builder(user_data);
+        builder.guard([&] { builder.start_element(name, attributes); });
+    }
+
+    static void end_element(void* user_data, const XML_Char* /*name*/) {
+        RequestBuilder& builder = get_builder(user_data);
+        builder.guard([&] { builder.end_element(); });
+    }
+
+    static void character_data(void* user_data, const XML_Char* text, int length) {
+        RequestBuilder& builder = get_builder(user_data);
+        builder.guard([&] { builder.add_text(text, static_cast<std::size_t>(length)); });
+    }
+
+    static void start_cdata(void* user_data) { get_builder(user_data).in_cdata_ = true; }
+
+    static void end_cdata(void* user_data) { get_builder(user_data).in_cdata_ = false; }
+
+    static void comment(void* user_data, const XML_Char* text) {
+        RequestBuilder& builder = get_builder(user_data);
+        builder.guard([&] { builder.add_comment(text); });
+    }
+
+    static void processing_instruction(void* user_data, const XML_Char* target, const XML_Char* data) {
+        RequestBuilder& builder = get_builder(user_data);
+        builder.guard([&] { builder.add_processing_instruction(target, data); });
+    }
+
+    static void start_document_type(void* user_data, const XML_Char* /*name*/, const XML_Char* /*system_id*/,
+                                    const XML_Char* /*public_id*/, int /*has_internal_subset*/) {
+        get_builder(user_data).guard(
+            [] { throw RequestLimitException("document type declarations are refused"); });
+    }
+};
+
+void RequestBuilder::QualifiedName::assign(const char* expat_name) {
+    const char* const separator = std::strchr(expat_name, NAME_SEPARATOR);
+    if (separator == nullptr) {
+        uri.clear();
+        local_name = expat_name;
+        name = local_name;
+        return;
+    }
+    uri.assign(expat_name, separator);
+    const char* const local = separator + 1;
+    const char* const prefix_separator = std::strchr(local, NAME_SEPARATOR);
+    if (prefix_separator == nullptr) {
+        local_name = local;
+        name = local_name;
+        return;
+    }
+    local_name.assign(local, prefix_separator);
+    name.assign(prefix_separator + 1).append(1, ':').append(local_name);
+}
+
+RequestBuilder::RequestBuilder() {
+    const Poco::AutoPtr<Poco::XML::NamePool> names = new Poco::XML::NamePool(NAME_POOL_SIZE);
+    document_ = new ArenaDocument(const_cast<Poco::XML::NamePool&>(*names));
+}
+
+RequestBuilder::~RequestBuilder() = default;
+
+Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(const char* xml, std::size_t size) {
+    if (size > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        throw RequestLimitException("the text is too large");
+    }
+    const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
+        XML_ParserCreateNS(nullptr, NAME_SEPARATOR), &XML_ParserFree);
+    if (parser == nullptr) {
+        throw std::bad_alloc();
+    }
+    parser_ = parser.get();
+    XML_SetUserData(parser_, this);
+    XML_SetReturnNSTriplet(parser_, XML_TRUE);
+    XML_SetElementHandler(parser_, Callbacks::start_element, Callbacks::end_element);
+    XML_SetCharacterDataHandler(parser_, Callbacks::character_data);
+    XML_SetCdataSectionHandler(parser_, Callbacks::start_cdata, Callbacks::end_cdata);
+    XML_SetCommentHandler(parser_, Callbacks::comment);
+    XML_SetProcessingInstructionHandler(parser_, Callbacks::processing_instruction);
+    XML_SetStartDoctypeDeclHandler(parser_, Callbacks::start_document_type);
+    XML_SetUnknownEncodingHandler(parser_, handle_unknown_encoding, nullptr);
+
+    const XML_Status status = XML_Parse(parser_, xml, static_cast<int>(size), XML_TRUE);
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    if (status != XML_STATUS_OK) {
+        throw Poco::XML::XMLException(XML_ErrorString(XML_GetErrorCode(parser_)));
+    }
+    return document_;
+}
+
+template <class Action>
+void RequestBuilder::guard(Action action) noexcept {
+    if (failure_) {
+        return;  // expat delivers what it already has in hand after it was stopped
+    }
+    try {
+        action();
+    } catch (...) {
+        failure_ = std::current_exception();
+        XML_StopParser(parser_, XML_FALSE);
+    }
+}
+
+void RequestBuilder::start_element(const char* name, const char** attributes) {
+    if (open_elements_.size() == MAXIMUM_DEPTH) {
+        throw RequestLimitException("elements nest too deep");
+    }
+    flush_text();
+    name_.assign(name);
+    Poco::AutoPtr<ArenaElement> element =
+        new (*document_) ArenaElement(*document_, name_.uri, name_.local_name, name_.name);
+    const int specified = XML_GetSpecifiedAttributeCount(parser_);
+    for (int index = 0; attributes[index] != nullptr; index += 2) {
+        name_.assign(attributes[index]);
+        element->append_attribute(name_.uri, name_.local_name, name_.name, attributes[index + 1],
+                                  index < specified);
+    }
+    append(element);
+    open_elements_.push_back(element);
+}
+
+void RequestBuilder::end_element() {
+    flush_text();
+    open_elements_.pop_back();
+}
+
+void RequestBuilder::add_text(const char* text, std::size_t length) {
+    const TEXT_KIND kind = in_cdata_ ? TEXT_KIND::CDATA : TEXT_KIND::TEXT;
+    if (kind != text_kind_) {
+        flush_text();
+        text_kind_ = kind;
+    }
+    text_.append(text, length);
+}
+
+void RequestBuilder::add_comment(const char* text) {
+    flush_text();
+    append(Poco::AutoPtr<Poco::XML::Comment>(document_->createComment(text)));
+}
+
+void RequestBuilder::add_processing_instruction(const char* target, const char* data) {
+    flush_text();
+    append(Poco::AutoPtr<Poco::XML::ProcessingInstruction>(
+        document_->createProcessingInstruction(target, data)));
+}
+
+void RequestBuilder::append(Poco::XML::Node* node) {
+    if (open_elements_.empty()) {
+        document_->appendChild(node);
+    } else {
+        open_elements_.back()->appendChild(node);
+    }
+}
+
+void RequestBuilder::flush_text() {
+    if (text_.empty()) {
+        return;
+    }
+    if (text_kind_ == TEXT_KIND::CDATA) {
+        append(Poco::AutoPtr<Poco::XML::CDATASection>(document_->createCDATASection(text_)));
+    } else {
+        open_elements_.back()->append_text_node(text_);
+    }
+    text_.clear();
+}
+
+}  // namespace kx::information_model::opc

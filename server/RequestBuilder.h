@@ -1,0 +1,89 @@
+#pragma once
+
+#include "server/arena_dom.h"
+
+#include <Poco/DOM/AutoPtr.h>
+#include <Poco/DOM/Document.h>
+#include <Poco/DOM/Node.h>
+
+#include <cstddef>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct XML_ParserStruct;
+
+namespace kx::information_model::opc {
+
+/// A request exceeds what this server parses for anybody.
+class RequestLimitException : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// How deep elements may nest. Requests nest seven deep; a DOM is read and freed by recursion.
+inline constexpr std::size_t MAXIMUM_DEPTH = 128;
+
+/// Builds, with expat, the DOM that `Poco::XML::DOMParser` builds with namespaces and namespace prefixes on,
+/// from texts of unknown origin.
+///
+/// POCO's parser cannot be used here: it feeds expat 4 KB at a time, and expat starts each token anew with
+/// each piece, so that an attribute of 10 MB takes many seconds; it cannot stop; and an exception that leaves
+/// one of its handlers takes memory of expat's with it. This one gives expat the whole text in one call,
+/// stops at the first failure, and throws it when expat has returned. It refuses document type declarations
+/// and elements nested deeper than `MAXIMUM_DEPTH` as they begin.
+///
+/// Lives for one parse, used by one thread.
+class RequestBuilder {
+public:
+    RequestBuilder();
+    RequestBuilder(const RequestBuilder&) = delete;
+    RequestBuilder& operator=(const RequestBuilder&) = delete;
+    ~RequestBuilder();
+
+    /// @param size  at most the largest int
+    /// @throws RequestLimitException        on what is refused
+    /// @throws Poco::XML::XMLException      on what is not well-formed
+    /// @throws Poco::PoolOverflowException  on more different names than a request can have in good faith
+    Poco::AutoPtr<Poco::XML::Document> build(const char* xml, std::size_t size);
+
+private:
+    struct Callbacks;
+
+    /// A name as expat gives it, taken apart. Kept for the capacity of its strings.
+    struct QualifiedName {
+        std::string uri;
+        std::string local_name;
+        std::string name;
+
+        void assign(const char* expat_name);
+    };
+
+    /// Texts that adjoin become one node, as long as they are of one kind.
+    enum class TEXT_KIND { TEXT, CDATA };
+
+    /// Runs `action`, unless there was a failure before; keeps what it throws and stops the parse.
+    template <class Action>
+    void guard(Action action) noexcept;
+
+    void start_element(const char* name, const char** attributes);
+    void end_element();
+    void add_text(const char* text, std::size_t length);
+    void add_comment(const char* text);
+    void add_processing_instruction(const char* target, const char* data);
+
+    void append(Poco::XML::Node* node);
+    void flush_text();
+
+    Poco::AutoPtr<ArenaDocument> document_;
+    XML_ParserStruct* parser_ = nullptr;
+    std::exception_ptr failure_;
+    std::vector<ArenaElement*> open_elements_;
+    std::string text_;  // not yet in the document
+    TEXT_KIND text_kind_ = TEXT_KIND::TEXT;
+    bool in_cdata_ = false;
+    QualifiedName name_;
+};
+
+}  // namespace kx::information_model::opc

@@ -1,0 +1,183 @@
+#include "server/ReplyWriter.h"
+
+#include "server/markup.h"
+#include "server/reply_dom.h"
+#include "server/serialize.h"
+#include "support/reply_text.h"
+
+#include <Poco/DOM/DOMWriter.h>
+#include <Poco/DOM/Text.h>
+#include <Poco/Exception.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+#include <stdexcept>
+
+namespace kx::information_model::opc {
+namespace {
+
+using Poco::XML::Document;
+using Poco::XML::Element;
+using testing::to_text;
+
+const std::string DECLARATION = R"(<?xml version="1.0" encoding="utf-8"?>)";
+
+std::string write_with_dom_writer(const Document& document) {
+    std::ostringstream stream;
+    stream << DECLARATION;
+    Poco::XML::DOMWriter().writeNode(stream, &document);
+    return stream.str();
+}
+
+/// Builds the same content twice: as a reply, and of POCO's own nodes.
+class Generator {
+public:
+    explicit Generator(unsigned seed) : random_(seed) {
+        const std::string name = create_name();
+        auto root = create_element(*reply, name);
+        Poco::AutoPtr<Element> plain_root = plain->createElement(name);
+        reply->appendChild(root);
+        plain->appendChild(plain_root);
+        fill(*root, *plain_root, 0);
+    }
+
+    Poco::AutoPtr<Document> reply = create_reply_document();
+    Poco::AutoPtr<Document> plain = new Document;
+
+private:
+    std::size_t pick(std::size_t count) {
+        return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_);
+    }
+
+    std::string create_name() {
+        static const std::vector<std::string> NAMES = {
+            "a",  "b",   "Items", "soap:Body", "xsi:type", "xmlns", "xmlns:q", "ab",
+            "aB", "a-b", "a.b",   "_",         "\xC3\xA4", "a:",    "aa"};
+        return NAMES[pick(NAMES.size())];
+    }
+
+    std::string create_text() {
+        static const std::vector<std::string> PIECES = {"<",
+                                                        ">",
+                                                        "&",
+                                                        "\"",
+                                                        "'",
+                                                        "\t",
+                                                        "\n",
+                                                        "\r",
+                                                        "]]>",
+                                                        " ",
+                                                        "x",
+                                                        "a long plain text",
+                                                        "\x7F",
+                                                        "\xC3\xA4",
+                                                        "\xE2\x82\xAC",
+                                                        "\xF0\x9F\x98\x80",
+                                                        "&amp;",
+                                                        "<![CDATA[",
+                                                        "1234567"};
+        std::string text;
+        for (std::size_t count = pick(6); count > 0; --count) {
+            text += PIECES[pick(PIECES.size())];
+        }
+        return text;
+    }
+
+    void fill(Element& element, Element& plain_element, int depth) {
+        for (std::size_t count = pick(6); count > 0; --count) {
+            const std::string name = create_name();
+            const std::string value = create_text();
+            set_attribute(element, name, value);
+            plain_element.setAttribute(name, value);
+        }
+        if (pick(2) == 0) {
+            for (std::size_t count = pick(3); count > 0; --count) {
+                const std::string text = create_text();
+                append_text(element, text);
+                Poco::AutoPtr<Poco::XML::Text> node = plain->createTextNode(text);
+                plain_element.appendChild(node);
+            }
+            return;
+        }
+        for (std::size_t count = depth < 6 ? pick(4) : 0; count > 0; --count) {
+            const std::string name = create_name();
+            Poco::AutoPtr<Element> plain_child = plain->createElement(name);
+            plain_element.appendChild(plain_child);
+            fill(*append_element(element, name), *plain_child, depth + 1);
+        }
+    }
+
+    std::mt19937 random_;
+};
+
+TEST(ReplyWriter, WritesWhatDomWriterWrites) {
+    for (unsigned seed = 0; seed < 5000; ++seed) {
+        const Generator generator(seed);
+        ASSERT_EQ(serialize(generator.reply), write_with_dom_writer(*generator.plain)) << "seed " << seed;
+    }
+}
+
+TEST(ReplyWriter, WritesEachCharacterAsDomWriterDoes) {
+    for (unsigned byte = 0x20; byte < 0x100; ++byte) {
+        const std::string character = byte < 0x80 ? std::string(1, static_cast<char>(byte))
+                                                  : std::string{static_cast<char>(0xC0 | (byte >> 6U)),
+                                                                static_cast<char>(0x80 | (byte & 0x3FU))};
+        auto reply = create_reply_document();
+        auto root = create_element(*reply, "r");
+        reply->appendChild(root);
+        set_attribute(*root, "a", character);
+        append_text(*root, character);
+        Poco::AutoPtr<Document> plain = new Document;
+        Poco::AutoPtr<Element> plain_root = plain->createElement("r");
+        plain->appendChild(plain_root);
+        plain_root->setAttribute("a", character);
+        Poco::AutoPtr<Poco::XML::Text> text = plain->createTextNode(character);
+        plain_root->appendChild(text);
+        EXPECT_EQ(serialize(reply), write_with_dom_writer(*plain)) << byte;
+    }
+}
+
+TEST(ReplyWriter, WritesAnElementByItself) {
+    auto document = create_reply_document();
+    auto parent = create_element(*document, "parent");
+    auto child = append_element(*parent, "child");
+    append_element(*parent, "sibling");
+    append_text(*append_element(*child, "text"), "x");
+    EXPECT_EQ(to_text(*child), "<child><text>x</text></child>");
+}
+
+TEST(Serialize, ReservesWhatItNeeds) {
+    const Generator generator(7);
+    const std::string text = serialize(generator.reply);
+    const auto& reply = dynamic_cast<const ReplyDocument&>(*generator.reply);
+    EXPECT_LE(text.size(), DECLARATION.size() + reply.get_markup_size());
+}
+
+TEST(Serialize, RefusesNull) {
+    EXPECT_THROW(serialize(nullptr), Poco::NullPointerException);
+}
+
+TEST(Serialize, RefusesADocumentThatIsNoReply) {
+    Poco::AutoPtr<Document> plain = new Document;
+    EXPECT_THROW(serialize(plain), std::bad_cast);
+}
+
+TEST(IsPlainMarkup, KnowsEachByteAtEachPlace) {
+    for (std::size_t size = 1; size <= 17; ++size) {
+        for (std::size_t place = 0; place < size; ++place) {
+            for (unsigned byte = 0; byte < 0x100; ++byte) {
+                std::string text(size, 'x');
+                text[place] = static_cast<char>(byte);
+                const bool special =
+                    byte < 0x20 || byte >= 0x80 || byte == '<' || byte == '>' || byte == '&' || byte == '"';
+                ASSERT_EQ(is_plain_markup(text), !special) << size << ' ' << place << ' ' << byte;
+            }
+        }
+    }
+    EXPECT_TRUE(is_plain_markup(""));
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

@@ -2,6 +2,7 @@
 
 #include "codec/text_forms.h"
 #include "codec/type_names.h"
+#include "codec/value_content.h"
 #include "server/reply_dom.h"
 #include "server/xml_names.h"
 
@@ -14,15 +15,6 @@
 namespace kx::information_model::opc {
 
 namespace {
-
-template <class T>
-const T& get_content(const Value& value) {
-    try {
-        return std::get<T>(value);
-    } catch (const std::bad_variant_access&) {
-        throw BadValueTypeException();
-    }
-}
 
 template <class T>
 std::string to_member_string(const T& member) {

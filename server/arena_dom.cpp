@@ -47,6 +47,9 @@ void ArenaElement::append_attribute(const std::string& namespace_uri, const std:
     Poco::AutoPtr<ArenaAttr> attribute =
         new (document_) ArenaAttr(document_, namespace_uri, local_name, name, value, specified);
     last_attribute_ = addAttributeNodeNP(last_attribute_, attribute);
+    if (first_attribute_ == nullptr) {
+        first_attribute_ = last_attribute_;
+    }
 }
 
 }  // namespace kx::information_model::opc

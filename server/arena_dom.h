@@ -84,6 +84,9 @@ public:
     void append_attribute(const std::string& namespace_uri, const std::string& local_name,
                           const std::string& name, const std::string& value, bool specified);
 
+    /// The first of the attributes appended here, null if there is none; the others are its siblings.
+    const Poco::XML::Attr* get_first_attribute() const noexcept { return first_attribute_; }
+
     ArenaDocument& get_document() const noexcept { return document_; }
 
 protected:
@@ -92,6 +95,7 @@ protected:
 private:
     ArenaDocument& document_;
     Poco::XML::NodeAppender appender_;
+    Poco::XML::Attr* first_attribute_ = nullptr;
     Poco::XML::Attr* last_attribute_ = nullptr;
 };
 

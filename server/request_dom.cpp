@@ -1,9 +1,40 @@
 #include "server/request_dom.h"
 
+#include "server/arena_dom.h"
+
 #include <Poco/DOM/Attr.h>
+#include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Element.h>
+#include <Poco/DOM/NamedNodeMap.h>
+
+#include <string_view>
+#include <typeinfo>
 
 namespace kx::information_model::opc {
+
+namespace {
+
+// The others are its siblings. Only elements that are not the request parser's need a map to get there.
+const Poco::XML::Node* get_first_attribute(const Poco::XML::Element& element) {
+    if (typeid(element) == typeid(ArenaElement)) {
+        return static_cast<const ArenaElement&>(element).get_first_attribute();
+    }
+    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = element.attributes();
+    return attributes->item(0);
+}
+
+const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, std::string_view uri,
+                                      std::string_view local_name) {
+    const auto& element = static_cast<const Poco::XML::Element&>(node);
+    const Poco::XML::Node* attribute = get_first_attribute(element);
+    while (attribute != nullptr &&
+           (attribute->localName() != local_name || attribute->namespaceURI() != uri)) {
+        attribute = attribute->nextSibling();
+    }
+    return attribute;
+}
+
+}  // namespace
 
 ElementName::ElementName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces) {
     const auto colon = qualified_name.find(':');
@@ -28,23 +59,20 @@ const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::stri
 
 const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::string& qualified_name,
                                       const Poco::XML::NamespaceSupport& namespaces) {
-    if (node.nodeType() != Poco::XML::Node::ELEMENT_NODE) {
+    if (node.nodeType() != Poco::XML::Node::ELEMENT_NODE || !node.hasAttributes()) {
         return nullptr;
     }
-    const auto& element = static_cast<const Poco::XML::Element&>(node);
     const auto colon = qualified_name.find(':');
     if (colon == std::string::npos) {
-        return element.getAttributeNodeNS(std::string(), qualified_name);
+        return find_attribute(node, {}, qualified_name);
     }
     const std::string& uri = namespaces.getURI(qualified_name.substr(0, colon));
     if (uri.empty()) {
         return nullptr;
     }
-    const std::string local_name = qualified_name.substr(colon + 1);
-    if (const Poco::XML::Attr* attribute = element.getAttributeNodeNS(uri, local_name)) {
-        return attribute;
-    }
-    return element.getAttributeNode(local_name);
+    const std::string_view local_name = std::string_view(qualified_name).substr(colon + 1);
+    const Poco::XML::Node* attribute = find_attribute(node, uri, local_name);
+    return attribute != nullptr ? attribute : find_attribute(node, {}, local_name);
 }
 
 }  // namespace kx::information_model::opc

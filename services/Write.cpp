@@ -1,5 +1,6 @@
 #include "services/Write.h"
 
+#include "codec/value_content.h"
 #include "codec/value_reader.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
@@ -34,14 +35,6 @@ Variable* find_variable(Item& root, const Path& path, Diagnostics& diagnostics) 
         diagnostics.add("error not found", exception.what());
     }
     return nullptr;
-}
-
-template <class T>
-const T& get_content(const Value& value) {
-    if (const T* content = std::get_if<T>(&value)) {
-        return *content;
-    }
-    throw BadValueTypeException();
 }
 
 void store(Variable& variable, Value value) {

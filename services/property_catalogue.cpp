@@ -1,6 +1,7 @@
 #include "services/property_catalogue.h"
 
 #include "codec/type_names.h"
+#include "codec/value_content.h"
 
 #include <information_model/exceptions.h>
 
@@ -57,14 +58,6 @@ PropertyValue get_eu_type(const Variable& variable) {
         default:
             return Value(type_info.is_array() ? "noEnum" : "analog");
     }
-}
-
-template <class T>
-const T& get_content(const Value& value) {
-    if (const T* content = std::get_if<T>(&value)) {
-        return *content;
-    }
-    throw BadValueTypeException();
 }
 
 /// The symbol whose list describes an enumerated variable: of an array the first one.

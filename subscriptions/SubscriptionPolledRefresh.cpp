@@ -1,5 +1,6 @@
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
+#include "server/RequestBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -13,6 +14,8 @@
 #include <chrono>
 #include <shared_mutex>
 #include <span>
+#include <string_view>
+#include <unordered_set>
 
 namespace kx::information_model::opc {
 
@@ -28,6 +31,25 @@ std::optional<TimePoint> get_hold_time(const AMessage& message, const Poco::XML:
 std::span<const SubscriptionItem> get_items(const Subscription& subscription) {
     return subscription.items_complete ? std::span(subscription.items) : std::span<const SubscriptionItem>();
 }
+
+/// Counts what the repetitions of handles in one request ask for.
+class RepetitionLimit {
+public:
+    /// @param handle  must outlive this object
+    void add(const std::string& handle, const Subscription& subscription) {
+        if (handles_.insert(handle).second) {
+            return;
+        }
+        repeated_items_ += get_items(subscription).size();
+        if (repeated_items_ > MAXIMUM_REPEATED_ITEMS) {
+            throw RequestLimitException("too many items of repeated handles");
+        }
+    }
+
+private:
+    std::unordered_set<std::string_view> handles_;
+    std::size_t repeated_items_ = 0;
+};
 
 }  // namespace
 
@@ -58,9 +80,11 @@ Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
         hold_until(*hold_time_);
     }
     Diagnostics diagnostics;
+    RepetitionLimit repetitions;
     const std::shared_lock<const Tree> lock(get_model().get_information_tree());
     for (const std::string& handle : server_sub_handles_) {
         if (const auto subscription = handler_.find(handle)) {
+            repetitions.add(handle, *subscription);
             refresh(*subscription, list, diagnostics);
         } else {
             append_text(*append_element(*response, reply_names::INVALID_SERVER_SUB_HANDLES), handle);

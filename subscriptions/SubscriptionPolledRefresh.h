@@ -9,11 +9,16 @@
 #include <information_model/TimePoint.h>
 #include <information_model/Variable.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace kx::information_model::opc {
+
+/// How many items the repetitions of handles in one request may name together. To write a handle once more
+/// takes a few bytes and may ask for any number of items, so a small request could exhaust the process.
+inline constexpr std::size_t MAXIMUM_REPEATED_ITEMS = 100'000;
 
 /// The SubscriptionPolledRefresh service: for each subscription in the request, the variables that were
 /// modified since its previous poll and every domain, in the order of its items; then the subscription lives

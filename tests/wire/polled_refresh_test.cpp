@@ -421,6 +421,27 @@ TEST_F(PolledRefreshTest, ManyUnknownHandles) {
     EXPECT_TRUE(mask_times(reply.body) == create_reply(create_poll_response("", invalid)));
 }
 
+// A handle repeated n times and n domains in its subscription would make a reply of n times n elements.
+TEST_F(PolledRefreshTest, RepeatedHandlesCannotExhaustTheProcess) {
+    constexpr std::size_t ITEMS = 1000;
+    constexpr std::size_t REPETITIONS = 100;  // as many as name 100,000 items
+    std::string items;
+    std::string reported;
+    for (std::size_t item = 0; item < ITEMS; ++item) {
+        items += R"(<Items ItemName="/boiler"/>)";
+        reported += BOILER;
+    }
+    const std::string handle = subscribe(items);
+    std::string all_reported;
+    for (std::size_t mention = 0; mention < 1 + REPETITIONS; ++mention) {
+        all_reported += reported;
+    }
+    const Reply reply = server.call(create_poll_of(std::vector(1 + REPETITIONS, handle)));
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_TRUE(mask_times(reply.body) == create_reply(create_poll_response(all_reported)));
+    expect_bad_request(server.call(create_poll_of(std::vector(2 + REPETITIONS, handle))));
+}
+
 TEST_F(PolledRefreshTest, ExpiredSubscriptionIsInvalid) {
     const std::string handle = get_handle(server.call(create_subscribe(BOTH, "1")));
     const auto asked_for = steady_clock::now() + 1ms;

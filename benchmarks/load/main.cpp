@@ -14,6 +14,7 @@
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -35,22 +36,30 @@ void write_file(const std::string& name, const std::string& text) {
     }
 }
 
-void include(Report& report, const std::string& name) {
-    for (Section& section : from_json(read_file(name)).sections) {
+Report read_report(const std::string& file) {
+    try {
+        return from_json(read_file(file));
+    } catch (const std::exception& error) {
+        throw std::runtime_error(file + ": " + error.what());
+    }
+}
+
+void add(Report& report, const Report& other) {
+    for (const Section& section : other.sections) {
         if (Section* same = report.find(section.title)) {
             same->rows.insert(same->rows.end(), section.rows.begin(), section.rows.end());
         } else {
-            report.sections.push_back(std::move(section));
+            report.sections.push_back(section);
         }
     }
 }
 
-Report create_report(const Arguments& arguments) {
+Report measure(const Arguments& arguments) {
     const Suite suite(arguments.suite);
-    Report report{{suite.describe(), describe_circumstances()}, suite.run()};
-    report.sections.push_back(create_goals(report));
-    for (const std::string& file : arguments.include_files) {
-        include(report, file);
+    Report report{{suite.describe(), describe_circumstances()}, {}};
+    report.sections = suite.run();
+    if (Section goals = create_goals(report); !goals.rows.empty()) {
+        report.sections.push_back(std::move(goals));
     }
     return report;
 }
@@ -75,10 +84,14 @@ int main(int argc, char** argv) {
             print_help(std::cout);
             return 0;
         }
-        // Read first: what is wrong with it should not come up after minutes of measuring.
-        const Report before =
-            arguments.compare_file.empty() ? Report() : from_json(read_file(arguments.compare_file));
-        const Report report = create_report(arguments);
+        // Read first: what is wrong with a file should not come up after minutes of measuring.
+        const Report before = arguments.compare_file.empty() ? Report() : read_report(arguments.compare_file);
+        Report included;
+        for (const std::string& file : arguments.include_files) {
+            add(included, read_report(file));
+        }
+        Report report = measure(arguments);
+        add(report, included);
         publish(report, arguments);
         if (!arguments.compare_file.empty()) {
             std::cout << '\n';

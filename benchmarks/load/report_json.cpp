@@ -6,7 +6,9 @@
 #include <Poco/JSON/Object.h>
 #include <Poco/JSON/Parser.h>
 
+#include <algorithm>
 #include <map>
+#include <regex>
 #include <sstream>
 
 namespace kx::benchmarks {
@@ -92,19 +94,37 @@ double get_nanoseconds(const std::string& unit) {
     return units.at(unit);
 }
 
+/// Without what Google Benchmark adds to say how it measured.
+std::string get_short_name(const std::string& run_name) {
+    return run_name.substr(0, std::min({run_name.find("/min_time:"), run_name.find("/iterations:"),
+                                        run_name.find("/manual_time"), run_name.find("/real_time")}));
+}
+
+Row to_part(const Object& benchmark) {
+    const auto name = benchmark.getValue<std::string>("run_name");
+    const bool manual = name.find("/manual_time") != std::string::npos;
+    const double time = benchmark.getValue<double>(manual ? "real_time" : "cpu_time");
+    return {get_short_name(name),
+            {time * get_nanoseconds(benchmark.getValue<std::string>("time_unit")) / 1000}};
+}
+
 /// Of repeated benchmarks, the medians.
 Section to_parts(const Array& benchmarks) {
-    Section section{"The parts alone", "CPU us", {"CPU us"}, {}};
+    Section section{"The parts alone", "us", {"us"}, {}};
     for (unsigned int index = 0; index < benchmarks.size(); ++index) {
         const Object::Ptr benchmark = benchmarks.getObject(index);
         const auto aggregate = benchmark->optValue<std::string>("aggregate_name", "");
         if (benchmark->has("cpu_time") && (aggregate.empty() || aggregate == "median")) {
-            const double time = benchmark->getValue<double>("cpu_time") *
-                                get_nanoseconds(benchmark->getValue<std::string>("time_unit"));
-            section.rows.push_back({benchmark->getValue<std::string>("run_name"), {time / 1000}});
+            section.rows.push_back(to_part(*benchmark));
         }
     }
     return section;
+}
+
+/// Google Benchmark writes "NaN" and "Infinity", which are no JSON.
+std::string replace_odd_numbers(const std::string& text) {
+    static const std::regex odd_number(": -?(NaN|Infinity)");
+    return std::regex_replace(text, odd_number, ": null");
 }
 
 }  // namespace
@@ -123,7 +143,7 @@ std::string to_json(const Report& report) {
 }
 
 Report from_json(const std::string& text) {
-    const auto object = Poco::JSON::Parser().parse(text).extract<Object::Ptr>();
+    const auto object = Poco::JSON::Parser().parse(replace_odd_numbers(text)).extract<Object::Ptr>();
     if (object->has("benchmarks")) {
         return {{}, {to_parts(*object->getArray("benchmarks"))}};
     }

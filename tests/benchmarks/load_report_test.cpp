@@ -42,12 +42,17 @@ TEST(LoadReport, ComesBackFromJson) {
 
 TEST(LoadReport, TakesTheMediansOfGoogleBenchmark) {
     const Report report = from_json(R"({"context": {}, "benchmarks": [
-        {"name": "Parse/1000_mean", "run_name": "Parse/1000", "aggregate_name": "mean", "cpu_time": 7,
-         "time_unit": "ms"},
-        {"name": "Parse/1000_median", "run_name": "Parse/1000", "aggregate_name": "median", "cpu_time": 6,
-         "time_unit": "ms"}]})");
+        {"name": "a", "run_name": "parse/1000", "aggregate_name": "mean", "cpu_time": 7, "time_unit": "ms"},
+        {"name": "b", "run_name": "parse/1000", "aggregate_name": "median", "cpu_time": 6, "time_unit": "ms",
+         "allocations": NaN, "item": -Infinity}]})");
     EXPECT_EQ(report.sections.at(0).rows.size(), 1U);
-    EXPECT_EQ(report.find("The parts alone", "Parse/1000", "CPU us"), 6000);
+    EXPECT_EQ(report.find("The parts alone", "parse/1000", "us"), 6000);
+}
+
+TEST(LoadReport, TakesManualTimesOfGoogleBenchmark) {
+    const Report report = from_json(R"({"benchmarks": [{"run_name": "poll/100/manual_time", "real_time": 5,
+                                                        "cpu_time": 9, "time_unit": "us"}]})");
+    EXPECT_EQ(report.find("The parts alone", "poll/100", "us"), 5);
 }
 
 TEST(LoadReport, ComparesTimesAndTimesInFloors) {
@@ -73,9 +78,11 @@ TEST(LoadReport, PlotDataAreTimesPerItem) {
     EXPECT_THAT(create_plot_data(create_report(50, 10)), HasSubstr("\n100 0.500000 0.100000 ?\n"));
 }
 
-TEST(LoadReport, GoalsThatWereNotMeasuredHaveNoFigure) {
-    const Section goals = create_goals(create_report(50, 10));
-    EXPECT_EQ(goals.find("Read 1: us above the floor", "measured"), std::nullopt);
+TEST(LoadReport, GoalsAreThoseThatWereMeasured) {
+    const Report report{{}, {{std::string(SERVICES_TITLE), "CPU us", {"above us"}, {{"Read 1", {12}}}}}};
+    const Section goals = create_goals(report);
+    EXPECT_EQ(goals.rows.size(), 1U);
+    EXPECT_EQ(goals.find("Read 1: us above the floor", "measured"), 12);
     EXPECT_EQ(goals.find("Read 1: us above the floor", "at most"), 20);
 }
 

@@ -7,7 +7,6 @@ project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
   cmake:cmake
   g++:g++
-  libcli11-dev:/usr/include/CLI/CLI.hpp
   libpoco-dev:/usr/include/Poco/Net/HTTPServer.h
   libssl-dev:/usr/include/openssl/ssl.h
   ninja-build:ninja
@@ -18,6 +17,9 @@ test_packages=(
   libgmock-dev:/usr/include/gmock/gmock.h
   libgtest-dev:/usr/include/gtest/gtest.h
   openssl:openssl
+)
+tool_packages=(
+  libcli11-dev:/usr/include/CLI/CLI.hpp
 )
 bench_packages=(
   libbenchmark-dev:/usr/include/benchmark/benchmark.h

@@ -12,17 +12,19 @@
 
 namespace kx::information_model {
 
-struct Variable::Metadata {
-    std::string engineering_unit = {};
+struct Variable::Limits {
     Range range = {};
     std::optional<Value> delta = {};
-    std::optional<int> fractional_digits = {};
-    std::optional<symbol_list::HISTORY_KIND> history_kind = {};
 };
 
+// What most variables lack or have only in part. The limits stand apart because they are large: a unit alone
+// is what many variables have.
 struct Variable::Extension {
-    std::unique_ptr<const Metadata> metadata;  // null when none was given
-    detail::Observers observers;
+    std::string engineering_unit = {};
+    std::unique_ptr<const Limits> limits = {};  // null when none was given
+    std::optional<int> fractional_digits = {};
+    std::optional<symbol_list::HISTORY_KIND> history_kind = {};
+    detail::Observers observers = {};
 };
 
 namespace {
@@ -85,17 +87,21 @@ Variable::Variable(std::string name, Domain* parent, Value initial, VariableOpti
       modified_timestamp_(timestamp_),
       quality_(check_quality(options.quality)),
       writable_(encode_writable(options.writable)) {
-    if (options.engineering_unit.empty() && !options.range.lower && !options.range.upper && !options.delta &&
-        !options.fractional_digits && !options.history_kind) {
-        return;
-    }
     if (options.history_kind) {
         check_symbol(*options.history_kind);
     }
-    extension_ = std::make_unique<Extension>();
-    extension_->metadata = std::make_unique<const Metadata>(
-        Metadata{std::move(options.engineering_unit), std::move(options.range), std::move(options.delta),
-                 options.fractional_digits, options.history_kind});
+    const bool has_limits = options.range.lower || options.range.upper || options.delta;
+    if (has_limits || !options.engineering_unit.empty() || options.fractional_digits ||
+        options.history_kind) {
+        Extension& extension = get_extension();
+        extension.engineering_unit = std::move(options.engineering_unit);
+        extension.fractional_digits = options.fractional_digits;
+        extension.history_kind = options.history_kind;
+    }
+    if (has_limits) {
+        extension_->limits =
+            std::make_unique<const Limits>(Limits{std::move(options.range), std::move(options.delta)});
+    }
 }
 
 Variable::~Variable() = default;
@@ -149,24 +155,27 @@ void Variable::set_quality(symbol_list::QUALITY quality) {
 }
 
 const Range& Variable::get_range() const noexcept {
-    return get_metadata().range;
+    return get_limits().range;
 }
 
 const std::optional<Value>& Variable::get_delta() const noexcept {
-    return get_metadata().delta;
+    return get_limits().delta;
 }
 
 std::optional<int> Variable::get_fractional_digits() const noexcept {
-    return get_metadata().fractional_digits;
+    return extension_ ? extension_->fractional_digits : std::nullopt;
 }
 
 const std::string& Variable::get_engineering_unit() const noexcept {
-    return get_metadata().engineering_unit;
+    static const std::string EMPTY;
+    return extension_ ? extension_->engineering_unit : EMPTY;
 }
 
 std::optional<SymbolInfo> Variable::get_history_kind() const {
-    const auto history_kind = get_metadata().history_kind;
-    return history_kind ? std::optional<SymbolInfo>(*history_kind) : std::nullopt;
+    if (!extension_ || !extension_->history_kind) {
+        return std::nullopt;
+    }
+    return SymbolInfo(*extension_->history_kind);
 }
 
 Registration Variable::on_change(Callback callback) {
@@ -177,9 +186,9 @@ Registration Variable::on_write(Callback callback) {
     return Registration(get_extension().observers.add(detail::Observers::Kind::WRITTEN, std::move(callback)));
 }
 
-const Variable::Metadata& Variable::get_metadata() const noexcept {
-    static const Metadata NONE;
-    return extension_ && extension_->metadata ? *extension_->metadata : NONE;
+const Variable::Limits& Variable::get_limits() const noexcept {
+    static const Limits NONE;
+    return extension_ && extension_->limits ? *extension_->limits : NONE;
 }
 
 Variable::Extension& Variable::get_extension() {

@@ -202,7 +202,9 @@ TEST(FairSharedMutex, MixedUseLosesNobody) {
                     ++count;
                 } else if ((round + i) % 4 == 1) {
                     const std::unique_lock lock(mutex, std::try_to_lock);
-                    count += lock.owns_lock() ? 1 : 0;
+                    if (lock.owns_lock()) {
+                        ++count;
+                    }
                 } else {
                     const std::shared_lock lock(mutex);
                     EXPECT_GE(count, 0);

@@ -40,6 +40,8 @@ public:
     Domain& add_domain(std::string name, DomainOptions options = {});
 
     /// Adds a leaf, whose declared type is that of the initial value. As `add_domain` otherwise.
+    /// @throws std::invalid_argument  also if the options hold a quality or history kind that its list has
+    /// not
     Variable& add_variable(std::string name, Value initial, VariableOptions options = {});
 
     /// Removes and destroys the child with this name and all below it. Costs a step for each child that

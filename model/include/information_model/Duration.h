@@ -22,6 +22,7 @@ public:
     constexpr std::chrono::nanoseconds get_nanoseconds() const noexcept { return length_; }
 
     friend constexpr bool operator==(Duration, Duration) noexcept = default;
+    // NOLINTNEXTLINE(modernize-use-nullptr): the default is mistaken for a pointer
     friend constexpr auto operator<=>(Duration, Duration) noexcept = default;
 
 private:
@@ -34,8 +35,10 @@ KX_INFORMATION_MODEL_EXPORT std::string to_iso8601_string(Duration duration);
 
 /// Reads an `xsd:duration` text.
 ///
-/// A year counts as `std::chrono::years`, a month as `std::chrono::months` (their mean lengths). Fraction
-/// digits of the seconds beyond the ninth are cut.
+/// An optional "-", "P", then numbers with "Y", "M", "D" and, after a "T", "H", "M", "S": each at most once,
+/// in this order, at least one, and at least one after a "T". Only the seconds may have a fraction. A year
+/// counts as `std::chrono::years`, a month as `std::chrono::months` (their mean lengths). Fraction digits of
+/// the seconds beyond the ninth are cut.
 /// @throws std::invalid_argument  naming the text, if it is malformed or does not fit into 64 bits
 KX_INFORMATION_MODEL_EXPORT Duration duration_from_iso8601_string(const std::string& text);
 

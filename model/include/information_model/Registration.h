@@ -14,7 +14,8 @@ class Observer;
 ///
 /// It may outlive the variable. Ending it waits for a call of the observer that is under way on another
 /// thread, so that nothing of the observer runs afterwards; from inside the observer itself it does not
-/// wait. Requires: the tree's lock is not held by the thread that ends it if the observer takes that lock.
+/// wait. Requires: the thread that ends it holds nothing that the observer waits for, above all not the
+/// tree's lock if the observer takes that, and is not inside an observer that the other one is ending.
 class KX_INFORMATION_MODEL_EXPORT Registration {
 public:
     Registration() noexcept;

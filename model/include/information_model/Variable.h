@@ -77,7 +77,8 @@ public:
     std::optional<bool> get_writable() const noexcept;
 
     SymbolInfo get_quality() const;
-    /// A new quality counts as a modification; the old one again does not.
+    /// A new quality counts as a modification, though it calls no observer; the old one again does not.
+    /// @throws std::invalid_argument  if the list has no such quality; nothing is then changed
     void set_quality(symbol_list::QUALITY quality);
 
     TimePoint get_timestamp() const noexcept { return timestamp_; }
@@ -96,7 +97,8 @@ public:
     ///
     /// Observers run without the tree lock, so they may take it and write. An exception from one goes to
     /// the standard error stream and stops nothing. A write made by an observer is delivered after the
-    /// deliveries that were already due.
+    /// deliveries that were already due. Calls of one observer never overlap; when several threads write,
+    /// they may come in another order than the writes, because each thread makes the calls of its own writes.
     /// Requires: exclusive tree lock held once a server runs.
     /// @return the registration, which ends with its destruction
     [[nodiscard]] Registration on_change(Callback callback);
@@ -105,12 +107,12 @@ public:
 
 private:
     friend class Domain;
-    struct Metadata;
     struct Extension;
+    struct Limits;
 
     Variable(std::string name, Domain* parent, Value initial, VariableOptions options);
 
-    const Metadata& get_metadata() const noexcept;
+    const Limits& get_limits() const noexcept;
     Extension& get_extension();
 
     Value value_;

@@ -27,9 +27,13 @@ std::string to_opc_time(const TimePoint& time) {
     return text;
 }
 
-std::string to_xml_string(bool value) { return value ? "1" : "0"; }
+std::string to_xml_string(bool value) {
+    return value ? "1" : "0";
+}
 
-std::string to_xml_string(const std::string& value) { return value; }
+std::string to_xml_string(const std::string& value) {
+    return value;
+}
 
 std::string to_xml_string(double value) {
     // Sign, all integer digits of the largest double, the point, six digits.
@@ -39,22 +43,50 @@ std::string to_xml_string(double value) {
     return {text.data(), end};
 }
 
-std::string to_xml_string(float value) { return to_xml_string(static_cast<double>(value)); }
+std::string to_xml_string(float value) {
+    return to_xml_string(static_cast<double>(value));
+}
 
-std::string to_xml_string(long value) { return to_decimal(value); }
-std::string to_xml_string(int value) { return to_decimal(value); }
-std::string to_xml_string(short value) { return to_decimal(value); }
-std::string to_xml_string(const signed char& value) { return to_decimal(int{value}); }
-std::string to_xml_string(unsigned long value) { return to_decimal(value); }
-std::string to_xml_string(unsigned int value) { return to_decimal(value); }
-std::string to_xml_string(unsigned short value) { return to_decimal(value); }
-std::string to_xml_string(const unsigned char& value) { return to_decimal(int{value}); }
+std::string to_xml_string(long value) {
+    return to_decimal(value);
+}
+std::string to_xml_string(int value) {
+    return to_decimal(value);
+}
+std::string to_xml_string(short value) {
+    return to_decimal(value);
+}
+std::string to_xml_string(const signed char& value) {
+    return to_decimal(int{value});
+}
+std::string to_xml_string(unsigned long value) {
+    return to_decimal(value);
+}
+std::string to_xml_string(unsigned int value) {
+    return to_decimal(value);
+}
+std::string to_xml_string(unsigned short value) {
+    return to_decimal(value);
+}
+std::string to_xml_string(const unsigned char& value) {
+    return to_decimal(int{value});
+}
 
-std::string to_xml_string(const TimePoint& value) { return to_iso8601_string(value); }
-std::string to_xml_string(const Duration& value) { return to_iso8601_string(value); }
-std::string to_xml_string(const Path& value) { return value.as_string(); }
-std::string to_xml_string(const AbsolutePath& value) { return value.as_string(); }
-std::string to_xml_string(const SymbolInfo& value) { return to_decimal(value.get_value()); }
+std::string to_xml_string(const TimePoint& value) {
+    return to_iso8601_string(value);
+}
+std::string to_xml_string(const Duration& value) {
+    return to_iso8601_string(value);
+}
+std::string to_xml_string(const Path& value) {
+    return value.as_string();
+}
+std::string to_xml_string(const AbsolutePath& value) {
+    return value.as_string();
+}
+std::string to_xml_string(const SymbolInfo& value) {
+    return to_decimal(value.get_value());
+}
 
 template <>
 std::string from_xml_string<std::string>(const std::string& text) {

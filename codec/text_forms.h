@@ -16,23 +16,24 @@ std::string to_opc_time(const TimePoint& time);
 /// @name Text forms of scalars in replies
 /// Independent of the locale. Markup is escaped later, when the reply is written.
 /// @{
-std::string to_xml_string(bool value);  ///< "1" or "0"
+std::string to_xml_string(bool value);                ///< "1" or "0"
 std::string to_xml_string(const std::string& value);  ///< as it is
-std::string to_xml_string(double value);  ///< `printf` "%f": six digits after the point, "inf", "-inf", "nan", "-nan"
-std::string to_xml_string(float value);   ///< as the same value as a double
-std::string to_xml_string(long value);    ///< this and the other integers: decimal, "-" for negatives
+std::string to_xml_string(
+    double value);  ///< `printf` "%f": six digits after the point, "inf", "-inf", "nan", "-nan"
+std::string to_xml_string(float value);  ///< as the same value as a double
+std::string to_xml_string(long value);   ///< this and the other integers: decimal, "-" for negatives
 std::string to_xml_string(int value);
 std::string to_xml_string(short value);
 std::string to_xml_string(const signed char& value);  ///< a number, "-128" to "127"
 std::string to_xml_string(unsigned long value);
 std::string to_xml_string(unsigned int value);
 std::string to_xml_string(unsigned short value);
-std::string to_xml_string(const unsigned char& value);    ///< a number, "0" to "255"
-std::string to_xml_string(const TimePoint& value);        ///< ISO 8601, UTC, ending in "Z"
-std::string to_xml_string(const Duration& value);         ///< ISO 8601
-std::string to_xml_string(const Path& value);             ///< the path's text
-std::string to_xml_string(const AbsolutePath& value);     ///< the path's text
-std::string to_xml_string(const SymbolInfo& value);       ///< the value in decimal, not the name
+std::string to_xml_string(const unsigned char& value);  ///< a number, "0" to "255"
+std::string to_xml_string(const TimePoint& value);      ///< ISO 8601, UTC, ending in "Z"
+std::string to_xml_string(const Duration& value);       ///< ISO 8601
+std::string to_xml_string(const Path& value);           ///< the path's text
+std::string to_xml_string(const AbsolutePath& value);   ///< the path's text
+std::string to_xml_string(const SymbolInfo& value);     ///< the value in decimal, not the name
 /// @}
 
 /// Reads a scalar from a request's text. T is one of

@@ -16,26 +16,26 @@ struct TypeNames {
 
 // Indexed by VALUE_TYPE.
 constexpr std::array<TypeNames, 20> NAMES{{
-    {},                                                // none
-    {"xsd:boolean", "ArrayOfBoolean"},                 // BOOLEAN
-    {"xsd:string", "ArrayOfString"},                   // STRING
-    {"xsd:double", "ArrayOfDouble"},                   // DOUBLE
-    {"xsd:float", "ArrayOfFloat"},                     // FLOAT
-    {},                                                // DECIMAL
-    {"xsd:long", "ArrayOfLong"},                       // LONG
-    {"xsd:int", "ArrayOfInt"},                         // INT
-    {"xsd:short", "ArrayOfShort"},                     // SHORT
-    {"xsd:byte", "ArrayOfByte"},                       // BYTE
-    {"xsd:unsignedLong", "ArrayOfUnsignedLong"},       // UNSIGNED_LONG
-    {"xsd:unsignedInt", "ArrayOfUnsignedInt"},         // UNSIGNED_INT
-    {"xsd:unsignedShort", "ArrayOfUnsignedShort"},     // UNSIGNED_SHORT
-    {"xsd:unsignedByte", "ArrayOfByte"},               // UNSIGNED_BYTE: arrays look like signed ones
-    {"xsd:dateTime", "ArrayOfDateTime"},               // DATE_TIME
-    {"xsd:duration", "ArrayOfDuration"},               // DURATION
-    {"xsd:string", "ArrayOfString"},                   // PATH
-    {"xsd:string", "ArrayOfString"},                   // ABSOLUTE_PATH
-    {},                                                // ATTACHMENT
-    {"xsd:int", "ArrayOfInt"},                         // SYMBOL
+    {},                                             // none
+    {"xsd:boolean", "ArrayOfBoolean"},              // BOOLEAN
+    {"xsd:string", "ArrayOfString"},                // STRING
+    {"xsd:double", "ArrayOfDouble"},                // DOUBLE
+    {"xsd:float", "ArrayOfFloat"},                  // FLOAT
+    {},                                             // DECIMAL
+    {"xsd:long", "ArrayOfLong"},                    // LONG
+    {"xsd:int", "ArrayOfInt"},                      // INT
+    {"xsd:short", "ArrayOfShort"},                  // SHORT
+    {"xsd:byte", "ArrayOfByte"},                    // BYTE
+    {"xsd:unsignedLong", "ArrayOfUnsignedLong"},    // UNSIGNED_LONG
+    {"xsd:unsignedInt", "ArrayOfUnsignedInt"},      // UNSIGNED_INT
+    {"xsd:unsignedShort", "ArrayOfUnsignedShort"},  // UNSIGNED_SHORT
+    {"xsd:unsignedByte", "ArrayOfByte"},            // UNSIGNED_BYTE: arrays look like signed ones
+    {"xsd:dateTime", "ArrayOfDateTime"},            // DATE_TIME
+    {"xsd:duration", "ArrayOfDuration"},            // DURATION
+    {"xsd:string", "ArrayOfString"},                // PATH
+    {"xsd:string", "ArrayOfString"},                // ABSOLUTE_PATH
+    {},                                             // ATTACHMENT
+    {"xsd:int", "ArrayOfInt"},                      // SYMBOL
 }};
 
 const TypeNames& get_names(VALUE_TYPE type) {

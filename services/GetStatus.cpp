@@ -17,8 +17,9 @@ GetStatus::~GetStatus() = default;
 
 Poco::AutoPtr<Poco::XML::Element> GetStatus::process() {
     auto response = create_element(get_document(), reply_names::GET_STATUS_RESPONSE);
-    const utility::OnScopeExit result(
-        [this, response] { append_result(response, reply_names::GET_STATUS_RESULT, client_request_handle_); });
+    const utility::OnScopeExit result([this, response] {
+        append_result(response, reply_names::GET_STATUS_RESULT, client_request_handle_);
+    });
 
     auto status = create_element(get_document(), reply_names::STATUS);
     // Clients compare this text to detect a restart; it names no real time and never changes.

@@ -32,8 +32,9 @@ Read::~Read() = default;
 
 Poco::AutoPtr<Poco::XML::Element> Read::process() {
     auto response = create_element(get_document(), reply_names::READ_RESPONSE);
-    const utility::OnScopeExit result(
-        [this, response] { append_result(response, reply_names::READ_RESULT, options_.client_request_handle); });
+    const utility::OnScopeExit result([this, response] {
+        append_result(response, reply_names::READ_RESULT, options_.client_request_handle);
+    });
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;

@@ -11,7 +11,9 @@
 namespace kx::information_model::opc {
 
 /// The root, from which items are looked up.
-inline Item& get_root_item(InformationModel& model) { return dynamic_cast<Item&>(model.get_information_tree()); }
+inline Item& get_root_item(InformationModel& model) {
+    return dynamic_cast<Item&>(model.get_information_tree());
+}
 
 /// Calls `on_domain(const Domain&)` or `on_variable(const Variable&)`, whichever the item is.
 /// @throws std::invalid_argument  "Unknown item type" if it is neither

@@ -38,7 +38,9 @@ Poco::AutoPtr<Poco::XML::Element> create_item_value(const AMessage& message, Poc
                                                     const ItemValueParts& parts);
 
 /// Null for an empty handle: Read and Write leave those out.
-inline const std::string* get_if_not_empty(const std::string& handle) { return handle.empty() ? nullptr : &handle; }
+inline const std::string* get_if_not_empty(const std::string& handle) {
+    return handle.empty() ? nullptr : &handle;
+}
 
 /// Null for an absent handle: the subscription services write an empty one that is there.
 inline const std::string* get_if_present(const std::optional<std::string>& handle) {

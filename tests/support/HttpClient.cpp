@@ -33,8 +33,8 @@ HttpClient::HttpClient(Poco::Net::StreamSocket socket) : socket_(std::move(socke
 }
 
 Reply HttpClient::post(const std::string& body, const std::string& path, const std::string& extra_headers) {
-    send("POST " + path + " HTTP/1.1\r\nHost: localhost\r\nContent-Type: text/xml; charset=utf-8\r\n" + extra_headers +
-         "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    send("POST " + path + " HTTP/1.1\r\nHost: localhost\r\nContent-Type: text/xml; charset=utf-8\r\n" +
+         extra_headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
     return receive();
 }
 

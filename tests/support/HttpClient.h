@@ -31,7 +31,8 @@ public:
     /// Sends these bytes.
     void send(const std::string& bytes);
 
-    /// Reads one reply: status line, headers, and the body by its length, its chunks, or the connection's end.
+    /// Reads one reply: status line, headers, and the body by its length, its chunks, or the connection's
+    /// end.
     Reply receive();
 
     /// Whether the server has closed the connection; waits for it up to `seconds`.

@@ -6,7 +6,9 @@
 
 namespace kx::information_model::opc::testing {
 
-StderrCapture::StderrCapture() { ::testing::internal::CaptureStderr(); }
+StderrCapture::StderrCapture() {
+    ::testing::internal::CaptureStderr();
+}
 
 StderrCapture::~StderrCapture() {
     if (active_) {

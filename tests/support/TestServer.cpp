@@ -9,8 +9,12 @@ TestServer::TestServer()
       server_(std::make_unique<Server>("127.0.0.1", model_)),
       port_(server_->start()) {}
 
-Reply TestServer::post(const std::string& body) const { return HttpClient(port_).post(body); }
+Reply TestServer::post(const std::string& body) const {
+    return HttpClient(port_).post(body);
+}
 
-Reply TestServer::call(const std::string& request) const { return post(create_request(request)); }
+Reply TestServer::call(const std::string& request) const {
+    return post(create_request(request));
+}
 
 }  // namespace kx::information_model::opc::testing

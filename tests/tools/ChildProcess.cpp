@@ -21,7 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds PATIENCE(60);
+constexpr std::chrono::seconds PATIENCE(120);
 constexpr int POLL_TIME = 50;  // ms
 
 [[noreturn]] void throw_system_error(const char* what) {

@@ -32,7 +32,7 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
 
-    /// Waits until what it has printed so far satisfies the condition; the test fails after 60 seconds, or if
+    /// Waits until what it has printed so far satisfies the condition; the test fails after two minutes, or if
     /// the program ends before.
     void wait_for(const std::function<bool(const Outcome&)>& condition);
 
@@ -47,7 +47,7 @@ public:
     /// Nobody reads its standard output any more.
     void close_output();
 
-    /// Waits for its end; the test fails after 60 seconds.
+    /// Waits for its end; the test fails after two minutes.
     Outcome wait();
 
     const Outcome& get_outcome() const { return outcome_; }

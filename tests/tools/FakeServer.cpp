@@ -22,6 +22,7 @@ std::size_t get_content_length(const std::string& head) {
 
 const std::string FakeServer::CLOSE = "(close)";
 const std::string FakeServer::SILENCE = "(silence)";
+const std::string FakeServer::TRICKLE = "(trickle)";
 
 FakeServer::FakeServer(Answer answer)
     : answer_(std::move(answer)),
@@ -68,6 +69,9 @@ void FakeServer::serve(Poco::Net::StreamSocket socket) {
         if (reply == CLOSE) {
             return;
         }
+        if (reply == TRICKLE) {
+            return trickle(socket);
+        }
         std::string rest = reply == SILENCE ? "" : reply;
         while (!rest.empty()) {
             rest.erase(
@@ -87,6 +91,14 @@ std::string FakeServer::receive_request(Poco::Net::StreamSocket& socket) {
         head_size = end == std::string::npos ? 0 : end + 4;
     }
     return request;
+}
+
+void FakeServer::trickle(Poco::Net::StreamSocket& socket) {
+    const std::string head = "HTTP/1.1 200 OK\r\nX-Header: ";
+    socket.sendBytes(head.data(), static_cast<int>(head.size()));
+    while (!is_over_ && !socket.poll(SOME_TIME, Poco::Net::Socket::SELECT_READ)) {
+        socket.sendBytes("x", 1);
+    }
 }
 
 bool FakeServer::receive_some(Poco::Net::StreamSocket& socket, std::string& text) {

@@ -17,11 +17,12 @@ namespace xmlda::testing {
 class FakeServer {
 public:
     /// Gets the whole request, headers included, and returns the whole reply. CLOSE closes the connection
-    /// instead, SILENCE says nothing until the client closes it.
+    /// instead, SILENCE says nothing until the client closes it, TRICKLE a byte of a header now and then.
     using Answer = std::function<std::string(const std::string& request)>;
 
     static const std::string CLOSE;
     static const std::string SILENCE;
+    static const std::string TRICKLE;
 
     explicit FakeServer(Answer answer);
     FakeServer(const FakeServer&) = delete;
@@ -38,6 +39,7 @@ private:
     void serve(Poco::Net::StreamSocket socket);
     /// @return empty if the client has closed, or the test is over
     std::string receive_request(Poco::Net::StreamSocket& socket);
+    void trickle(Poco::Net::StreamSocket& socket);
     bool receive_some(Poco::Net::StreamSocket& socket, std::string& text);
 
     const Answer answer_;

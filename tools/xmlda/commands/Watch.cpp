@@ -15,6 +15,9 @@ using std::chrono::milliseconds;
 constexpr milliseconds SHORTEST_PING_RATE(30'000);
 constexpr int POLLS_PER_PING = 3;
 
+/// Between polls so far apart no connection is kept: it may hold a thread of the server.
+constexpr milliseconds LONG_INTERVAL(1000);
+
 /// How long a subscription lives without a poll. Polls may be late, and a request may time out.
 milliseconds get_ping_rate(const Arguments& arguments) {
     return std::max(SHORTEST_PING_RATE, POLLS_PER_PING * (arguments.interval + arguments.http.time_out));
@@ -100,6 +103,9 @@ void Watch::call_server() {
         subscribe();
     } else {
         poll();
+    }
+    if (arguments_.interval >= LONG_INTERVAL) {
+        client_.get_transport().disconnect();
     }
 }
 

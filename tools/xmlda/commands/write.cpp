@@ -79,6 +79,22 @@ std::string to_symbol_number(const ItemFacts& facts, const std::string& text) {
     return is_symbol ? std::to_string(found - facts.symbols.begin()) : text;
 }
 
+/// What is written when a person typed `text`.
+OutgoingValue to_outgoing_value(const ItemFacts& facts, const std::string& text) {
+    try {
+        return parse_outgoing_value(facts.type, to_symbol_number(facts, text));
+    } catch (const Failure& failure) {
+        if (facts.symbols.empty()) {
+            throw;
+        }
+        std::string message = failure.what() + std::string(", nor one of");
+        for (const std::string& symbol : facts.symbols) {
+            message += (&symbol == &facts.symbols.front() ? " " : ", ") + symbol;
+        }
+        throw Failure(failure.get_status(), message);
+    }
+}
+
 /// One run of the command.
 class Writer {
 public:
@@ -103,8 +119,7 @@ private:
         try {
             const ItemFacts facts = arguments_.type ? ItemFacts{*arguments_.type, "", {}}
                                                     : get_facts(client_, assignment.address);
-            const std::string text = to_symbol_number(facts, assignment.text);
-            items_.push_back({assignment.address, parse_outgoing_value(facts.type, text)});
+            items_.push_back({assignment.address, to_outgoing_value(facts, assignment.text)});
             access_rights_.push_back(facts.access_rights);
         } catch (const Failure& failure) {
             const bool is_about_item = failure.get_status() == ExitStatus::USAGE ||

@@ -92,33 +92,15 @@ Failure explain_tls(const Endpoint& endpoint, const TlsContext& tls, const std::
     return {ExitStatus::TLS_FAILURE, place + " failed: " + text};
 }
 
-StreamSocket begin_tls(StreamSocket plain, const Endpoint& endpoint, const TlsContext& tls,
-                       const Deadline& deadline) {
-    plain.setReceiveTimeout(to_timespan(deadline.get_remaining()));
-    plain.setSendTimeout(to_timespan(deadline.get_remaining()));
-    try {
-        return SecureStreamSocket::attach(plain, endpoint.host, tls.get());
-    } catch (const Poco::TimeoutException&) {
-        throw create_time_out("TLS with " + endpoint.get_authority() +
-                              " was not agreed on within the time-out");
-    } catch (const Poco::Net::CertificateValidationException&) {
-        throw Failure(ExitStatus::TLS_FAILURE,
-                      "TLS with " + endpoint.get_authority() +
-                          ": the certificate is for another host (--insecure takes any)");
-    } catch (const Poco::Exception& error) {
-        throw explain_tls(endpoint, tls, get_text(error));
-    }
-}
-
 }  // namespace
 
 Connection::Connection(const Endpoint& endpoint, const TlsContext* tls, const Deadline& deadline,
                        const Interruption* interruption)
     : socket_(connect_to_any(endpoint, deadline)), interruption_(interruption) {
-    if (tls != nullptr) {
-        socket_ = begin_tls(socket_, endpoint, *tls, deadline);
-    }
     socket_.setBlocking(false);
+    if (tls != nullptr) {
+        begin_tls(endpoint, *tls, deadline);
+    }
 }
 
 void Connection::send(std::string_view bytes, const Deadline& deadline) {
@@ -155,6 +137,26 @@ std::size_t Connection::receive(char* buffer, std::size_t size, const Deadline& 
 bool Connection::is_idle() {
     pollfd entry = {.fd = socket_.impl()->sockfd(), .events = POLLIN, .revents = 0};
     return ::poll(&entry, 1, 0) == 0;
+}
+
+void Connection::begin_tls(const Endpoint& endpoint, const TlsContext& tls, const Deadline& deadline) {
+    try {
+        SecureStreamSocket secure = SecureStreamSocket::attach(socket_, endpoint.host, tls.get());
+        socket_ = secure;
+        for (int result = secure.completeHandshake(); result != 1; result = secure.completeHandshake()) {
+            wait_for(get_needed_events(result, POLLIN), deadline);
+        }
+        secure.verifyPeerCertificate(endpoint.host);
+    } catch (const Failure&) {
+        throw create_time_out("TLS with " + endpoint.get_authority() +
+                              " was not agreed on within the time-out");
+    } catch (const Poco::Net::CertificateValidationException&) {
+        throw Failure(ExitStatus::TLS_FAILURE,
+                      "TLS with " + endpoint.get_authority() +
+                          ": the certificate is for another host (--insecure takes any)");
+    } catch (const Poco::Exception& error) {
+        throw explain_tls(endpoint, tls, get_text(error));
+    }
 }
 
 void Connection::wait_for(short events, const Deadline& deadline) const {

@@ -19,7 +19,8 @@ public:
     /// Resolves the host's name and connects to the first of its addresses that answers.
     /// @param tls           null for plain TCP; else outlives the connection
     /// @param interruption  null if nothing interrupts
-    /// @throws Failure  UNKNOWN_HOST, NO_CONNECTION, TLS_FAILURE or TIMED_OUT
+    /// @throws Failure      UNKNOWN_HOST, NO_CONNECTION, TLS_FAILURE or TIMED_OUT
+    /// @throws Interrupted  if a signal came while TLS was being agreed on
     Connection(const Endpoint& endpoint, const TlsContext* tls, const Deadline& deadline,
                const Interruption* interruption);
 
@@ -41,6 +42,8 @@ public:
     void set_interruption(const Interruption* interruption) { interruption_ = interruption; }
 
 private:
+    void begin_tls(const Endpoint& endpoint, const TlsContext& tls, const Deadline& deadline);
+
     /// Waits until the socket is ready for these events of `poll`.
     void wait_for(short events, const Deadline& deadline) const;
 

@@ -46,6 +46,9 @@ public:
     /// @throws Interrupted  if a signal came, see `set_interruption`
     HttpReply post(const std::string& action, const std::string& body, Repetition repetition);
 
+    /// Closes the connection; the next request opens another one.
+    void disconnect() { connection_.reset(); }
+
     /// From now on this ends waiting for a reply; null for nothing. Must outlive its use here.
     void set_interruption(const Interruption* interruption);
 

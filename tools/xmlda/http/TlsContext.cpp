@@ -28,8 +28,9 @@ Context::Ptr create_context(const TlsSettings& settings) {
     try {
         return new Context(Context::TLS_CLIENT_USE, create_parameters(settings));
     } catch (const Poco::Exception& error) {
-        throw Failure(ExitStatus::TLS_FAILURE,
-                      "TLS: a certificate or key file cannot be used: " + error.message());
+        // What OpenSSL adds behind this is for its developers.
+        const std::string reason = error.message().substr(0, error.message().find(": error:"));
+        throw Failure(ExitStatus::TLS_FAILURE, "TLS: a certificate or key file cannot be used: " + reason);
     }
 }
 

@@ -1,0 +1,178 @@
+#include "ChildProcess.h"
+#include "FakeServer.h"
+
+#include <gtest/gtest.h>
+
+#include <Poco/Net/ServerSocket.h>
+
+#include <cstdint>
+#include <string>
+
+namespace xmlda::testing {
+namespace {
+
+/// What the program says and how it ends when something is wrong with the server or the way to it.
+void expect_failure(const Outcome& outcome, int status, const std::string& message) {
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.errors, "xmlda: " + message + "\n");
+    EXPECT_EQ(outcome.status, status);
+}
+
+/// Asks a server that always gives the same answer for its status.
+Outcome ask(const std::string& answer, const std::vector<std::string>& options = {}) {
+    const FakeServer server([&answer](const std::string& /*request*/) { return answer; });
+    std::vector<std::string> arguments = {"status", server.get_url()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return run_xmlda(arguments);
+}
+
+std::string get_unused_address() {
+    return Poco::Net::ServerSocket(Poco::Net::SocketAddress("127.0.0.1", 0)).address().toString();
+}
+
+TEST(Failures, UnknownHost) {
+    expect_failure(run_xmlda({"status", "http://no..host:8080"}), 3, "unknown host 'no..host'");
+}
+
+TEST(Failures, ConnectionRefused) {
+    const std::string address = get_unused_address();
+
+    expect_failure(run_xmlda({"status", "http://" + address}), 4,
+                   "cannot connect to " + address + ": connection refused");
+}
+
+TEST(Failures, ClosedWithoutAnAnswer) {
+    expect_failure(ask(FakeServer::CLOSE), 4, "the server closed the connection without an answer");
+}
+
+TEST(Failures, TimeOut) {
+    expect_failure(ask(FakeServer::SILENCE, {"--timeout", "100ms"}), 6,
+                   "no complete reply within the time-out");
+}
+
+TEST(Failures, TimeOutInTheMiddle) {
+    expect_failure(ask("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc", {"--timeout", "100ms"}), 6,
+                   "no complete reply within the time-out");
+}
+
+TEST(Failures, FaultsWithAnyStatus) {
+    const std::string fault =
+        "<E:Fault><faultcode>da:E_FAIL</faultcode><faultstring>no luck</faultstring></E:Fault>";
+    for (const char* const status : {"500 Internal Server Error", "400 Bad Request", "200 OK"}) {
+        expect_failure(ask(to_soap_reply(fault, status)), 7,
+                       "the server refused the request: E_FAIL: no luck");
+    }
+}
+
+TEST(Failures, FaultsCannotObeyTheTerminal) {
+    const std::string fault =
+        "<E:Fault><faultcode>E_FAIL</faultcode><faultstring>a&#x9b;31m\nb</faultstring></E:Fault>";
+
+    expect_failure(ask(to_soap_reply(fault)), 7, "the server refused the request: E_FAIL: a\\x9b31m\\nb");
+}
+
+TEST(Failures, BadRequest) {
+    expect_failure(
+        ask("HTTP/1.1 400 Bad Request\r\nTransfer-Encoding: chunked\r\n\r\nB\r\nBad request\r\n0\r\n\r\n"), 8,
+        "the server answered 400 Bad Request \"Bad request\": it can make nothing of the request, "
+        "perhaps of an item name or a value in it");
+}
+
+TEST(Failures, OtherStatuses) {
+    expect_failure(ask(to_reply("<html><body>gone</body></html>", "404 Not Found", "text/html")), 9,
+                   "the server answered 404 Not Found");
+    expect_failure(ask(to_reply("try later\nmore", "503 Service Unavailable", "text/plain")), 9,
+                   "the server answered 503 Service Unavailable \"try later\"");
+    expect_failure(ask(to_reply("", "401 Unauthorized")), 9,
+                   "the server answered 401 Unauthorized: it wants to know who asks (--user, --certificate)");
+    expect_failure(ask(to_reply("", "302 Found")), 9, "the server answered 302 Found");
+}
+
+TEST(Failures, StatusLinesCannotObeyTheTerminal) {
+    expect_failure(ask(to_reply("", "500 \x1b[31mred")), 9, "the server answered 500 \\x1b[31mred");
+}
+
+TEST(Failures, UnexpectedContent) {
+    expect_failure(ask("220 mail.example ESMTP\r\n"), 10, "the answer is not HTTP");
+    expect_failure(ask(to_reply("hello")), 10,
+                   "the reply is not the XML it should be: syntax error in line 1");
+    expect_failure(ask(to_reply("")), 10,
+                   "the reply is not the XML it should be: no element found in line 1");
+    expect_failure(ask(to_reply("<html/>")), 10, "the reply is XML, but no SOAP envelope with a body");
+    expect_failure(ask(to_soap_reply("<da:ReadResponse/>")), 10,
+                   "the reply holds 'ReadResponse' instead of 'GetStatusResponse'");
+    expect_failure(ask(to_reply("<!DOCTYPE a [<!ENTITY b 'c'>]><a/>")), 10,
+                   "the reply is not the XML it should be: a document type declaration in line 1");
+}
+
+TEST(Failures, TooLargeReplies) {
+    const std::string message = "the reply is larger than 1 MiB (--max-reply allows more)";
+    const std::string large(2 * 1024 * 1024, ' ');
+    expect_failure(ask("HTTP/1.1 200 OK\r\nContent-Length: 99999999999\r\n\r\n", {"--max-reply", "1"}), 10,
+                   message);
+    expect_failure(ask(to_reply(large), {"--max-reply", "1"}), 10, message);
+}
+
+TEST(Failures, TlsWithAServerThatHasNone) {
+    const FakeServer server([](const std::string& /*request*/) { return FakeServer::CLOSE; });
+    const std::string address = server.get_url().substr(std::string("http://").size());
+    const Outcome outcome = run_xmlda({"status", "https://" + address, "--timeout", "200ms"});
+
+    // It waits for the end of a request in plain text, which never comes.
+    expect_failure(outcome, 6, "TLS with " + address + " was not agreed on within the time-out");
+}
+
+TEST(Failures, TimeOutWhileHeadersTrickle) {
+    expect_failure(ask(FakeServer::TRICKLE, {"--timeout", "200ms"}), 6,
+                   "no complete reply within the time-out");
+}
+
+TEST(Connections, AreUsedAgain) {
+    const FakeServer server([](const std::string& /*request*/) {
+        return to_soap_reply(
+            "<da:BrowseResponse><da:Elements Name='a' ItemName='a' HasChildren='0' IsItem='1'/>"
+            "</da:BrowseResponse>");
+    });
+
+    EXPECT_EQ(run_xmlda({"browse", server.get_url()}).status, 0);
+    const std::string request = server.get_requests().at(0);
+    EXPECT_TRUE(request.starts_with(
+        "POST / HTTP/1.1\r\nHost: " + server.get_url().substr(std::string("http://").size()) +
+        "\r\nUser-Agent: xmlda/"))
+        << request;
+    EXPECT_NE(request.find("\r\nContent-Type: text/xml; charset=utf-8\r\n"), std::string::npos);
+    EXPECT_NE(request.find("\r\nSOAPAction: \"http://opcfoundation.org/webservices/XMLDA/1.0/Browse\"\r\n"),
+              std::string::npos);
+    EXPECT_EQ(request.find("Authorization"), std::string::npos);
+}
+
+TEST(Connections, ThatAServerGivesUpAreOpenedAgain) {
+    int requests = 0;
+    const FakeServer server([&requests](const std::string& /*request*/) {
+        // Every second request meets a connection that has just been given up.
+        return ++requests % 2 == 0 ? FakeServer::CLOSE
+                                   : to_soap_reply("<da:BrowseResponse><da:Elements Name='a' ItemName='" +
+                                                   std::to_string(requests) + "' HasChildren='" +
+                                                   (requests < 5 ? "1" : "0") + "'/></da:BrowseResponse>");
+    });
+    const Outcome outcome = run_xmlda({"browse", server.get_url(), "--recursive", "--names"});
+
+    EXPECT_EQ(outcome.output, "1\n3\n5\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(Connections, CarryAUserAndThePathOfTheUrl) {
+    const FakeServer server(
+        [](const std::string& /*request*/) { return to_soap_reply("<da:GetStatusResponse/>"); });
+
+    EXPECT_EQ(
+        run_xmlda({"status", server.get_url() + "/a/b?c=d", "--user", "me"}, {{"XMLDA_PASSWORD", "secret"}})
+            .status,
+        0);
+    const std::string request = server.get_requests().at(0);
+    EXPECT_TRUE(request.starts_with("POST /a/b?c=d HTTP/1.1\r\n")) << request;
+    EXPECT_NE(request.find("\r\nAuthorization: Basic bWU6c2VjcmV0\r\n"), std::string::npos) << request;
+}
+
+}  // namespace
+}  // namespace xmlda::testing

@@ -1,0 +1,158 @@
+#include "ChildProcess.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace xmlda::testing {
+namespace {
+
+using ::testing::ContainsRegex;
+using ::testing::HasSubstr;
+
+/// The program beside the example that people try it with first.
+class Plant : public ::testing::Test {
+protected:
+    Plant() : process_({PLANT_PROGRAM, "--port", "0"}) {
+        const std::string announcement = "listening on ";
+        process_.wait_for_output(announcement);
+        process_.wait_for_output("\n");
+        const std::string& output = process_.get_outcome().output;
+        const std::size_t begin = output.find(announcement) + announcement.size();
+        url_ = output.substr(begin, output.find('\n', begin) - begin);
+    }
+
+    Outcome run(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin() + 1, url_);
+        Outcome outcome = run_xmlda(arguments);
+        EXPECT_EQ(outcome.errors, "");
+        EXPECT_EQ(outcome.status, 0);
+        return outcome;
+    }
+
+    ChildProcess process_;
+    std::string url_;
+};
+
+TEST_F(Plant, IsBrowsed) {
+    const std::string output = run({"browse", "--recursive"}).output;
+
+    EXPECT_THAT(output, HasSubstr("├── boiler/                   /boiler\n"
+                                  "│   ├── mode                  /boiler/mode\n"));
+    EXPECT_THAT(output, HasSubstr("    │   └── reading           /instruments/thermometer_4/reading\n"
+                                  "    └── thermometer_5         /instruments/thermometer_5\n"));
+}
+
+TEST_F(Plant, AllItemsAreReadByTheirNames) {
+    std::vector<std::string> arguments = {"read", "--json"};
+    std::string names = run({"browse", "--recursive", "--names"}).output;
+    std::size_t count = 0;
+    for (std::size_t end = names.find('\n'); end != std::string::npos; end = names.find('\n')) {
+        arguments.push_back(names.substr(0, end));
+        names.erase(0, end + 1);
+        ++count;
+    }
+    const std::string output = run(arguments).output;
+
+    EXPECT_GT(count, 40U);
+    EXPECT_THAT(output,
+                HasSubstr("\"item\": \"/maintenance/reminders\",\n    \"value\": [\n      \"P7D\",\n"));
+}
+
+TEST_F(Plant, IsWrittenTo) {
+    const std::string output =
+        run({"write", "/boiler/mode=manual", "/boiler/temperature_setpoint=190"}).output;
+
+    EXPECT_THAT(output, ContainsRegex("^/boiler/mode                  1           int     2[^ ]*Z\n"
+                                      "/boiler/temperature_setpoint  190.000000  double  2[^ ]*Z\n$"));
+    process_.wait_for_output("/boiler/mode");
+}
+
+TEST_F(Plant, IsWatched) {
+    const std::string output =
+        run({"watch", "/boiler/temperature", "--interval", "50ms", "--count", "3"}).output;
+
+    EXPECT_THAT(output, ContainsRegex("^(2[^ ]*Z  /boiler/temperature  1[0-9.]*\n){3}$"));
+}
+
+TEST_F(Plant, ItemsAreCompletedByTheShell) {
+    const std::string script = R"(
+        PATH=$(dirname "$1"):$PATH
+        source "$2"
+        complete_line() { COMP_LINE=$1 COMP_POINT=${#1}; _xmlda; printf '%s\n' "${COMPREPLY[*]}"; }
+        complete_line "xmlda re"
+        complete_line "xmlda read $3 /boiler/temp"
+        complete_line "xmlda write $3 /boiler/mo"
+        complete_line "xmlda watch $3 --in"
+        complete_line "xmlda write --type unsigned"
+    )";
+    const Outcome outcome =
+        ChildProcess({"/bin/bash", "-c", script, "bash", XMLDA_PROGRAM, XMLDA_COMPLETION, url_}).wait();
+
+    EXPECT_EQ(outcome.output,
+              "read\n"
+              "/boiler/temperature /boiler/temperature_setpoint\n"
+              "/boiler/mode=\n"
+              "--insecure --interval\n"
+              "unsignedLong unsignedInt unsignedShort unsignedByte\n");
+    EXPECT_EQ(outcome.errors, "");
+}
+
+/// A command of the documentation, and what it prints there.
+struct Example {
+    std::string command;
+    std::string output;
+};
+
+/// The commands behind "$ " in the console blocks of a page.
+std::vector<Example> read_examples(const std::string& file) {
+    std::vector<Example> examples;
+    std::ifstream stream(file);
+    bool is_console = false;
+    for (std::string line; std::getline(stream, line);) {
+        if (line.starts_with("```")) {
+            is_console = line == "```console";
+        } else if (is_console && line.starts_with("$ ")) {
+            examples.push_back({line.substr(2), ""});
+        } else if (is_console && !examples.empty()) {
+            examples.back().output += line + '\n';
+        }
+    }
+    return examples;
+}
+
+/// The text with times and numbers masked, and with single blanks: they depend on the moment.
+std::string mask(const std::string& text) {
+    const std::string without_times =
+        std::regex_replace(text, std::regex("2[0-9]{3}-[0-9T:.-]{15,}Z"), "(time)");
+    const std::string without_numbers =
+        std::regex_replace(without_times, std::regex("-?[0-9]+([.][0-9]+)?"), "(number)");
+    return std::regex_replace(without_numbers, std::regex(" +"), " ");
+}
+
+TEST_F(Plant, DocumentedCommandsPrintWhatTheDocumentationSays) {
+    const std::string folder = std::filesystem::path(XMLDA_PROGRAM).parent_path();
+    const std::string documented_url = "http://127.0.0.1:8080";
+    const std::vector<Example> examples = read_examples(XMLDA_DOCUMENTATION);
+    for (const Example& example : examples) {
+        std::string command = example.command;
+        if (const std::size_t begin = command.find(documented_url); begin != std::string::npos) {
+            command.replace(begin, documented_url.size(), url_);
+        }
+        const std::string path = folder + ':' + std::getenv("PATH");
+        const Outcome outcome = ChildProcess({"/bin/bash", "-c", "exec 2>&1; " + command},
+                                             ChildProcess::Place::PIPES, {{"PATH", path}})
+                                    .wait();
+        EXPECT_EQ(mask(outcome.output), mask(example.output)) << command;
+    }
+    EXPECT_GT(examples.size(), 15U);
+}
+
+}  // namespace
+}  // namespace xmlda::testing

@@ -7,6 +7,7 @@ project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(
   cmake:cmake
   g++:g++
+  libexpat1-dev:/usr/include/expat.h
   libpoco-dev:/usr/include/Poco/Net/HTTPServer.h
   libssl-dev:/usr/include/openssl/ssl.h
   ninja-build:ninja

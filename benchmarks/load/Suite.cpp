@@ -6,11 +6,14 @@
 
 #include <algorithm>
 #include <functional>
+#include <initializer_list>
 #include <iostream>
 
 namespace kx::benchmarks {
 
 namespace {
+
+using Sizes = std::initializer_list<std::size_t>;
 
 constexpr std::size_t VARIABLES = 100'000;
 
@@ -90,7 +93,7 @@ Section Suite::measure_types() const {
 
 Section Suite::measure_tree_sizes() const {
     Section section = create_section("Read by variables in the tree");
-    for (const std::size_t variables : {1'000, 10'000, 100'000, 1'000'000}) {
+    for (const std::size_t variables : Sizes{1'000, 10'000, 100'000, 1'000'000}) {
         if (options_.quick && variables > 100'000) {
             continue;
         }

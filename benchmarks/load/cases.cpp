@@ -3,9 +3,13 @@
 #include "load/requests.h"
 #include "load/tree.h"
 
+#include <initializer_list>
+
 namespace kx::benchmarks {
 
 namespace {
+
+using Sizes = std::initializer_list<std::size_t>;
 
 Case create_plain_case(const std::string& name, const std::string& body, std::size_t units = 1) {
     return {name, [body](const Stage& /*stage*/) { return body; }, units};
@@ -38,16 +42,16 @@ Case create_read_case(std::size_t items, std::size_t variables, const std::strin
 
 std::vector<Case> create_service_cases(std::size_t variables, bool quick) {
     std::vector<Case> cases{create_plain_case("GetStatus", create_status_request())};
-    for (const std::size_t items : {1, 10, 100, 1'000, 10'000, 100'000}) {
+    for (const std::size_t items : Sizes{1, 10, 100, 1'000, 10'000, 100'000}) {
         cases.push_back(create_read_case(items, variables));
     }
     if (!quick) {
         cases.push_back(create_read_case(1'000'000, variables));
     }
-    for (const std::size_t items : {1, 1'000, 10'000}) {
+    for (const std::size_t items : Sizes{1, 1'000, 10'000}) {
         cases.push_back(create_write_case(items, variables));
     }
-    for (const std::size_t items : {1, 10'000}) {
+    for (const std::size_t items : Sizes{1, 10'000}) {
         cases.push_back(create_poll_case(items, variables));
     }
     cases.push_back(create_plain_case("Browse " + std::to_string(WIDE_CHILDREN),
@@ -65,7 +69,7 @@ std::vector<Case> create_type_cases() {
 
 std::vector<Case> create_client_cases(std::size_t variables) {
     std::vector<Case> cases;
-    for (const std::size_t clients : {1, 2, 4, 8, 16}) {
+    for (const std::size_t clients : Sizes{1, 2, 4, 8, 16}) {
         Case one = create_read_case(100, variables,
                                     std::to_string(clients) + (clients == 1 ? " client" : " clients"));
         one.clients = clients;
@@ -76,7 +80,7 @@ std::vector<Case> create_client_cases(std::size_t variables) {
 
 std::vector<Case> create_tls_cases(std::size_t variables) {
     std::vector<Case> cases{create_plain_case("GetStatus", create_status_request())};
-    for (const std::size_t items : {1, 1'000, 10'000}) {
+    for (const std::size_t items : Sizes{1, 1'000, 10'000}) {
         cases.push_back(create_read_case(items, variables));
     }
     return cases;

@@ -16,7 +16,9 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
 namespace kx::information_model::opc {
 
@@ -79,6 +81,15 @@ private:
     const Poco::Timespan timeout_{60, 0};
 };
 
+/// Waits until the workers have put away their connections, which they do after `stopAll` has returned: a
+/// host that exits meanwhile destroys what they use. Not for ever: it is a matter of microseconds.
+void wait_for_workers(const Poco::Net::TCPServer& server) {
+    constexpr int MAXIMUM_ROUNDS = 2000;
+    for (int round = 0; round < MAXIMUM_ROUNDS && server.currentThreads() > 0; ++round) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 }  // namespace
 
 class Server::Implementation : public Poco::Net::HTTPServer {
@@ -115,6 +126,7 @@ Server::~Server() {
         Poco::Net::uninitializeSSL();
     }
     implementation_->stopAll(false);
+    wait_for_workers(*implementation_);
 }
 
 unsigned short Server::start() {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "model/AllocationControl.h"
+#include "model/numbered.h"
 
 namespace kx::information_model::detail {
 
@@ -35,7 +36,7 @@ std::vector<std::string> get_names(const ChildIndex& index) {
 }
 
 std::string get_name(int number) {
-    return "child" + std::to_string(number);
+    return testing::numbered("child", number);
 }
 
 /// Whether the index finds each of the names, and its own child.
@@ -119,7 +120,7 @@ TEST(ChildIndex, MixedChangesKeepOrderAndLookUp) {
 TEST(ChildIndex, LookUpAllocatesNothing) {
     ChildIndex index;
     for (int i = 0; i < 1'000; ++i) {
-        add(index, "a rather long name of a child " + std::to_string(i));
+        add(index, testing::numbered("a rather long name of a child ", i));
     }
     const std::string name = "a rather long name of a child 500";
     const testing::AllocationCounter counter;

@@ -9,20 +9,25 @@
 #include <thread>
 #include <vector>
 
+#include "model/numbered.h"
+
 namespace kx::information_model {
+
+using testing::numbered;
 
 namespace {
 
 constexpr int VARIABLES = 50;
 constexpr int READERS = 8;
 constexpr int WRITERS = 2;
+constexpr int ROUNDS = 50;
 
 class ConcurrencyTest : public ::testing::Test {
 protected:
     ConcurrencyTest() {
         for (int i = 0; i < VARIABLES; ++i) {
-            paths_.emplace_back("/bulk/v" + std::to_string(i));
-            bulk_.add_variable("v" + std::to_string(i), Value(0));
+            paths_.emplace_back(numbered("/bulk/v", i));
+            bulk_.add_variable(numbered("v", i), Value(0));
         }
     }
 
@@ -77,7 +82,7 @@ TEST_F(ConcurrencyTest, ReadersSeeWholeUpdatesOnly) {
     std::vector<std::thread> writers;
     for (int i = 0; i < WRITERS; ++i) {
         writers.emplace_back([this, i] {
-            for (int round = 0; round < 200; ++round) {
+            for (int round = 0; round < ROUNDS; ++round) {
                 update_all(round * WRITERS + i);
             }
         });
@@ -90,7 +95,7 @@ TEST_F(ConcurrencyTest, ReadersSeeWholeUpdatesOnly) {
         reader.join();
     }
     EXPECT_EQ(torn_reads, 0);
-    EXPECT_EQ(calls, WRITERS * 200);
+    EXPECT_EQ(calls, WRITERS * ROUNDS);
 }
 
 TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
@@ -107,11 +112,11 @@ TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
             }
         });
     }
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < ROUNDS; ++round) {
         const std::unique_lock lock(model_.get_information_tree());
-        bulk_.add_variable("passing" + std::to_string(round), Value("a text with memory of its own"));
+        bulk_.add_variable(numbered("passing", round), Value("a text with memory of its own"));
         if (round % 2 == 1) {
-            bulk_.remove("passing" + std::to_string(round - 1));
+            bulk_.remove(numbered("passing", round - 1));
         }
     }
     is_over = true;
@@ -119,7 +124,7 @@ TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
         reader.join();
     }
     EXPECT_EQ(finds, 0);
-    EXPECT_EQ(bulk_.get_children().size(), static_cast<std::size_t>(VARIABLES) + 100);
+    EXPECT_EQ(bulk_.get_children().size(), static_cast<std::size_t>(VARIABLES + ROUNDS / 2));
 }
 
 }  // namespace kx::information_model

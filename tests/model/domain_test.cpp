@@ -9,8 +9,11 @@
 #include <vector>
 
 #include "model/AllocationControl.h"
+#include "model/numbered.h"
 
 namespace kx::information_model {
+
+using testing::numbered;
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -192,10 +195,9 @@ TEST_F(DomainTest, DeepTreeIsDestroyedWithoutRecursion) {
 
 TEST_F(DomainTest, WideAndDeepTreeIsDestroyedWhole) {
     for (int i = 0; i < 20; ++i) {
-        Domain& domain = root_.add_domain("d" + std::to_string(i));
+        Domain& domain = root_.add_domain(numbered("d", i));
         for (int j = 0; j < 20; ++j) {
-            domain.add_domain("e" + std::to_string(j))
-                .add_variable("v", Value("a text that has its own memory"));
+            domain.add_domain(numbered("e", j)).add_variable("v", Value("a text that has its own memory"));
         }
     }
     EXPECT_EQ(root_.get_children().size(), 20U);

@@ -6,8 +6,11 @@
 #include <string>
 
 #include "model/AllocationControl.h"
+#include "model/numbered.h"
 
 namespace kx::information_model {
+
+using testing::numbered;
 
 namespace {
 
@@ -92,7 +95,7 @@ TEST_F(ItemTest, DescriptionIsEmptyUnlessGiven) {
 
 TEST_F(ItemTest, LookUpAllocatesNothing) {
     for (int i = 0; i < 100; ++i) {
-        drum_.add_variable("a variable with a long name " + std::to_string(i), Value(i));
+        drum_.add_variable(numbered("a variable with a long name ", i), Value(i));
     }
     const Path path("/boiler/drum/a variable with a long name 77");
     const testing::AllocationCounter counter;

@@ -32,8 +32,8 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
 
-    /// Waits until what it has printed so far satisfies the condition; the test fails after two minutes, or if
-    /// the program ends before.
+    /// Waits until what it has printed so far satisfies the condition; the test fails after two minutes, or
+    /// if the program ends before.
     void wait_for(const std::function<bool(const Outcome&)>& condition);
 
     /// Waits until the output holds this text.

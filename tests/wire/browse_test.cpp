@@ -10,7 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -272,19 +274,100 @@ TEST_F(BrowseWireTest, ValueThatCannotBeWrittenFailsTheListing) {
     expect_listing("", root_elements + element_text("odd", "/odd"));
 }
 
-std::vector<std::string> get_names(const std::string& body) {
+struct Listed {
+    std::string name;
+    std::string item_name;
+    bool has_children;
+};
+
+/// The elements of a listing as a parser other than ours finds them.
+std::vector<Listed> parse_listing(const std::string& body) {
     Poco::XML::DOMParser parser;
     const Poco::AutoPtr<Poco::XML::Document> document = parser.parseString(body);
     const auto* response = document->getNodeByPath("soap:Envelope/soap:Body/BrowseResponse");
-    std::vector<std::string> names;
+    std::vector<Listed> listing;
     for (const Poco::XML::Node* node = response->firstChild(); node != nullptr; node = node->nextSibling()) {
         const auto& element = dynamic_cast<const Poco::XML::Element&>(*node);
         if (element.tagName() == "Elements") {
-            EXPECT_EQ(element.getAttribute("ItemName"), "/" + element.getAttribute("Name"));
-            names.push_back(element.getAttribute("Name"));
+            listing.push_back({element.getAttribute("Name"), element.getAttribute("ItemName"),
+                               element.getAttribute("HasChildren") == "true"});
         }
     }
+    return listing;
+}
+
+std::vector<std::string> get_names(const std::string& body) {
+    std::vector<std::string> names;
+    for (const Listed& listed : parse_listing(body)) {
+        EXPECT_EQ(listed.item_name, "/" + listed.name);
+        names.push_back(listed.name);
+    }
     return names;
+}
+
+std::string escape(const std::string& text) {
+    std::string escaped;
+    for (const char letter : text) {
+        escaped += letter == '&'   ? "&amp;"
+                   : letter == '<' ? "&lt;"
+                   : letter == '"' ? "&quot;"
+                                   : std::string(1, letter);
+    }
+    return escaped;
+}
+
+/// Walks down from an item with nothing but what the server answers.
+void walk(const TestServer& server, const std::string& item_name, std::vector<std::string>& found) {
+    for (const Listed& listed :
+         parse_listing(server.call("<Browse ItemName=\"" + escape(item_name) + "\"/>").body)) {
+        found.push_back(listed.item_name);
+        if (listed.has_children) {
+            walk(server, listed.item_name, found);
+        }
+    }
+}
+
+TEST(BrowseTree, EveryItemIsFoundFromTheRoot) {
+    TestServer server;
+    server.get_root().add_variable("first", Value(1));
+    Domain& boiler = server.get_root().add_domain("boiler & \"drum\"");
+    boiler.add_domain("<a>").add_domain("b").add_variable("\xC3\xA4", Value(1));
+    boiler.add_domain("empty");
+    boiler.add_variable(" x ", Value(1));
+    server.get_root().add_domain("last");
+    std::vector<std::string> found;
+    walk(server, "", found);
+    EXPECT_EQ(found,
+              (std::vector<std::string>{"/first", "/boiler & \"drum\"", "/boiler & \"drum\"/<a>",
+                                        "/boiler & \"drum\"/<a>/b", "/boiler & \"drum\"/<a>/b/\xC3\xA4",
+                                        "/boiler & \"drum\"/empty", "/boiler & \"drum\"/ x ", "/last"}));
+}
+
+TEST(BrowseTree, ListingShowsTheTreeAtOneMoment) {
+    TestServer server;
+    Variable& first = server.get_root().add_variable("first", Value(0));
+    Variable& second = server.get_root().add_variable("second", Value(0));
+    std::atomic<bool> stop{false};
+    std::thread host([&] {
+        for (int number = 0; !stop; ++number) {
+            const std::unique_lock<Tree> lock(server.get_tree());
+            first = Value(number);
+            second = Value(number);
+        }
+    });
+    const std::string value_start = "<Value xsi:type=\"xsd:int\">";
+    for (int count = 0; count < 100; ++count) {
+        const std::string body =
+            server.call(R"(<Browse ReturnPropertyValues="1"><PropertyNames>value</PropertyNames></Browse>)")
+                .body;
+        const auto left = body.find(value_start);
+        const auto right = body.rfind(value_start);
+        EXPECT_NE(left, right) << body;
+        EXPECT_EQ(body.substr(left, body.find('/', left) - left),
+                  body.substr(right, body.find('/', right) - right));
+    }
+    stop = true;
+    host.join();
 }
 
 TEST(BrowseNames, AnyTextArrivesUnharmed) {

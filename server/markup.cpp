@@ -65,7 +65,9 @@ constexpr std::uint64_t find_special(std::uint64_t word) {
 
 std::uint64_t load(const char* bytes, std::size_t count) {
     std::uint64_t word = ONES * ' ';
-    std::memcpy(&word, bytes, count);
+    if (count > 0) {  // of an empty text there may be no bytes at all to point to
+        std::memcpy(&word, bytes, count);
+    }
     return word;
 }
 

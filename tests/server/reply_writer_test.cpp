@@ -177,6 +177,7 @@ TEST(IsPlainMarkup, KnowsEachByteAtEachPlace) {
         }
     }
     EXPECT_TRUE(is_plain_markup(""));
+    EXPECT_TRUE(is_plain_markup({}));  // a view of nothing at all
 }
 
 }  // namespace

@@ -32,6 +32,11 @@ const Node* find_attribute_by_path(const Node& node, const std::string& name,
     return node.getNodeByPath("[@" + name.substr(colon + 1) + "]");
 }
 
+class RequestDom : public ::testing::TestWithParam<testing::PARSER> {};
+
+INSTANTIATE_TEST_SUITE_P(BothParsers, RequestDom,
+                         ::testing::Values(testing::PARSER::REQUEST, testing::PARSER::POCO));
+
 class Picker {
 public:
     explicit Picker(unsigned seed) : random_(seed) {}
@@ -65,7 +70,7 @@ std::string create_random_element(Picker& picker) {
                                                      "AB='8'", "type='9'", "o:C='10'", "C='11'", "a='12'"}));
 }
 
-TEST(FindAttribute, FindsWhatAPathLookUpFinds) {
+TEST_P(RequestDom, FindsTheAttributeThatAPathLookUpFinds) {
     static const std::vector<std::string> NAMES = {
         "xmlda:A", "xmlda:B", "xmlda:C", "xmlda:type",   "xsi:type",  "A",      "B", "C",
         "type",    "soap:A",  "x:A",     "undeclared:A", "unknown:A", "xmlda:", "D"};
@@ -73,7 +78,7 @@ TEST(FindAttribute, FindsWhatAPathLookUpFinds) {
     for (unsigned seed = 0; seed < 3000; ++seed) {
         Picker picker(seed);
         const std::string xml = create_random_element(picker);
-        const ParsedRequest request(xml);
+        const ParsedRequest request(xml, GetParam());
         for (const std::string& name : NAMES) {
             const Node* expected =
                 find_attribute_by_path(*request.get_root(), name, request.get_namespaces());
@@ -141,11 +146,11 @@ std::string create_random_list(unsigned seed) {
     return create_element_text("ItemList", "", content);
 }
 
-TEST(FindChild, FindsWhatAPathLookUpFinds) {
+TEST_P(RequestDom, FindsTheChildThatAPathLookUpFinds) {
     std::size_t found = 0;
     for (unsigned seed = 0; seed < 3000; ++seed) {
         const std::string xml = create_random_list(seed);
-        const ParsedRequest request(xml);
+        const ParsedRequest request(xml, GetParam());
         for (const std::string name : {"xmlda:Items", "xmlda:Other", "soap:Items", "xmlda:Item"}) {
             const Node* expected = request.get_root()->getNodeByPathNS(name, request.get_namespaces());
             ASSERT_EQ(find_child(*request.get_root(), name, request.get_namespaces()), expected)
@@ -162,10 +167,10 @@ TEST(FindChild, FindsTheRootOfADocument) {
     EXPECT_EQ(find_child(request.get_document(), "xmlda:Write", request.get_namespaces()), nullptr);
 }
 
-TEST(ForEachChild, VisitsTheElementsOfThatNameInOrder) {
+TEST_P(RequestDom, VisitsTheElementsOfANameInOrder) {
     for (unsigned seed = 0; seed < 1000; ++seed) {
         const std::string xml = create_random_list(seed);
-        const ParsedRequest request(xml);
+        const ParsedRequest request(xml, GetParam());
         std::vector<const Node*> expected;
         for (const Node* node = request.get_root()->firstChild(); node != nullptr;
              node = node->nextSibling()) {

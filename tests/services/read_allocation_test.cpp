@@ -62,9 +62,8 @@ TEST(ReadAllocations, GrowWithTheNumberOfItemsAndNotFaster) {
     const double few = ReadOfMany(1000).get_allocations_per_item();
     const double many = ReadOfMany(10000).get_allocations_per_item();
     std::printf("allocations per item: %.2f of 1,000, %.2f of 10,000\n", few, many);
-    EXPECT_GT(few, 1.0);
+    EXPECT_GT(few, 0.0);
     EXPECT_LE(many, few * 1.05);
-    EXPECT_GE(many, few * 0.95);
 }
 
 }  // namespace

@@ -41,6 +41,14 @@ TEST(Failures, ConnectionRefused) {
                    "cannot connect to " + address + ": connection refused");
 }
 
+TEST(Failures, NumericAddressesNeedNoName) {
+    const std::string address = get_unused_address();
+    const std::string other = "127.0.0.2" + address.substr(address.find(':'));
+
+    expect_failure(run_xmlda({"status", "http://" + other}), 4,
+                   "cannot connect to " + other + ": connection refused");
+}
+
 TEST(Failures, ClosedWithoutAnAnswer) {
     expect_failure(ask(FakeServer::CLOSE), 4, "the server closed the connection without an answer");
 }

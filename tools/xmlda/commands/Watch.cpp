@@ -146,9 +146,10 @@ void Watch::poll() {
         if (reply.has_overflowed) {
             say("the server could not keep all changes: some are missing");
         }
-        take(reply.items);
         if (reply.is_subscription_lost) {
             renew();
+        } else {
+            take(reply.items);
         }
     } catch (const Fault& fault) {
         if (fault.get_code() == "E_NOSUBSCRIPTION") {

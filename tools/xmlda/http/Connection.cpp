@@ -38,15 +38,23 @@ std::string get_text(const Poco::Exception& error) {
     return error.message().empty() ? error.name() : error.message();
 }
 
+/// The addresses of a host's name; a numeric address is its own.
+std::vector<Poco::Net::IPAddress> look_up(const std::string& host) {
+    Poco::Net::IPAddress address;
+    if (Poco::Net::IPAddress::tryParse(host, address)) {
+        return {address};  // the name service would be asked for its name
+    }
+    try {
+        return Poco::Net::DNS::resolve(host).addresses();
+    } catch (const Poco::Exception&) {
+        return {};
+    }
+}
+
 std::vector<SocketAddress> resolve(const Endpoint& endpoint) {
     std::vector<SocketAddress> addresses;
-    try {
-        const Poco::Net::HostEntry host = Poco::Net::DNS::resolve(endpoint.host);
-        for (const Poco::Net::IPAddress& address : host.addresses()) {
-            addresses.emplace_back(address, endpoint.port);
-        }
-    } catch (const Poco::Exception&) {
-        addresses.clear();
+    for (const Poco::Net::IPAddress& address : look_up(endpoint.host)) {
+        addresses.emplace_back(address, endpoint.port);
     }
     if (addresses.empty()) {
         throw Failure(ExitStatus::UNKNOWN_HOST, "unknown host '" + endpoint.host + "'");

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "examples/ChildProcess.h"
+#include "support/ChildProcess.h"
 #include "support/HttpClient.h"
 
 #include <string>

@@ -98,10 +98,9 @@ private:
 
 /// What a shell command prints; nothing if curl is not installed.
 std::optional<std::string> run_shell(const std::string& command) {
-    ChildProcess shell({"/bin/sh", "-c", command});
-    const int status = shell.wait();
-    EXPECT_TRUE(status == 0 || status == 127) << shell.get_error_output();
-    return status == 127 ? std::nullopt : std::optional(shell.get_output());
+    const Outcome outcome = ChildProcess({"/bin/sh", "-c", command}).wait();
+    EXPECT_TRUE(outcome.status == 0 || outcome.status == 127) << outcome.errors;
+    return outcome.status == 127 ? std::nullopt : std::optional(outcome.output);
 }
 
 TEST(Readme, ShowsTheMinimalHost) {

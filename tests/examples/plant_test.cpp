@@ -1,6 +1,6 @@
 #include "examples/Plant.h"
+#include "support/TlsFiles.h"
 #include "support/replies.h"
-#include "wire/TlsFiles.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,8 +47,9 @@ TEST(Plant, ListensWithTlsWhenGivenBothFiles) {
     EXPECT_THAT(plant.get_url(), MatchesRegex("https://127\\.0\\.0\\.1:[0-9]+"));
     HttpClient silent(plant.get_port());  // never shakes hands
     plant.get_process().send_signal(SIGTERM);
-    EXPECT_EQ(plant.get_process().wait(), 0);
-    EXPECT_EQ(plant.get_process().get_error_output(), "");
+    const Outcome outcome = plant.get_process().wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
 }
 
 TEST(Plant, ServesItsVariables) {
@@ -154,9 +155,10 @@ class PlantSignals : public ::testing::TestWithParam<int> {};
 TEST_P(PlantSignals, EndItWithStatusZero) {
     Plant plant;
     plant.get_process().send_signal(GetParam());
-    EXPECT_EQ(plant.get_process().wait(), 0);
-    EXPECT_EQ(plant.get_process().get_output(), "stopped\n");
-    EXPECT_EQ(plant.get_process().get_error_output(), "");
+    const Outcome outcome = plant.get_process().wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "stopped\n");
+    EXPECT_EQ(outcome.errors, "");
 }
 
 TEST_P(PlantSignals, EndItWhileAClientHoldsAPoll) {
@@ -167,7 +169,7 @@ TEST_P(PlantSignals, EndItWhileAClientHoldsAPoll) {
     holding.send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
     plant.call("<GetStatus/>");  // accepted after the poll
     plant.get_process().send_signal(GetParam());
-    EXPECT_EQ(plant.get_process().wait(), 0);
+    EXPECT_EQ(plant.get_process().wait().status, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Plant, PlantSignals, ::testing::Values(SIGINT, SIGTERM),
@@ -187,10 +189,10 @@ struct WrongArguments {
 class PlantArguments : public ::testing::TestWithParam<WrongArguments> {};
 
 TEST_P(PlantArguments, AreRefusedWithOneLine) {
-    ChildProcess process(create_plant_command(GetParam().arguments));
-    EXPECT_EQ(process.wait(), 2);
-    EXPECT_EQ(process.get_output(), "");
-    EXPECT_EQ(process.get_error_output(), "kx-plant: " + GetParam().message + "\n");
+    const Outcome outcome = ChildProcess(create_plant_command(GetParam().arguments)).wait();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.errors, "kx-plant: " + GetParam().message + "\n");
 }
 
 const std::string NUMBER_RANGE = "--port takes a whole number from 0 to 65535, not ";
@@ -228,32 +230,32 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(PlantFailures, PortInUseGivesOneLine) {
     const Plant first;
     const std::string port = std::to_string(first.get_port());
-    ChildProcess second(create_plant_command({"--port", port}));
-    EXPECT_EQ(second.wait(), 1);
-    EXPECT_EQ(second.get_output(), "");
-    EXPECT_THAT(second.get_error_output(), MatchesRegex("kx-plant: cannot serve on 127\\.0\\.0\\.1 port " +
-                                                        port + ": .*Address already in use[^\n]*\n"));
+    const Outcome second = ChildProcess(create_plant_command({"--port", port})).wait();
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.output, "");
+    EXPECT_THAT(second.errors, MatchesRegex("kx-plant: cannot serve on 127\\.0\\.0\\.1 port " + port +
+                                            ": .*Address already in use[^\n]*\n"));
 }
 
 TEST(PlantFailures, UnusableCertificateGivesOneLine) {
-    ChildProcess process(create_plant_command({"--certificate", KX_README, "--private-key", KX_README}));
-    EXPECT_EQ(process.wait(), 1);
-    EXPECT_THAT(process.get_error_output(), MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
+    const Outcome outcome =
+        ChildProcess(create_plant_command({"--certificate", KX_README, "--private-key", KX_README})).wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
 }
 
 TEST(PlantFailures, AddressOfAnotherHostGivesOneLine) {
-    ChildProcess process(create_plant_command({"--address", "192.0.2.1"}));
-    EXPECT_EQ(process.wait(), 1);
-    EXPECT_THAT(process.get_error_output(), MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
+    const Outcome outcome = ChildProcess(create_plant_command({"--address", "192.0.2.1"})).wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
 }
 
 TEST(PlantHelp, NamesEveryOption) {
-    ChildProcess process(create_plant_command({"--help"}));
-    EXPECT_EQ(process.wait(), 0);
-    const std::string help = process.get_output();
+    const Outcome outcome = ChildProcess(create_plant_command({"--help"})).wait();
+    EXPECT_EQ(outcome.status, 0);
     for (const char* option :
          {"--address", "--port", "--certificate", "--private-key", "--bulk", "--threads", "--help"}) {
-        EXPECT_THAT(help, HasSubstr(option));
+        EXPECT_THAT(outcome.output, HasSubstr(option));
     }
 }
 

@@ -1,5 +1,5 @@
-#include "ChildProcess.h"
 #include "Host.h"
+#include "xmlda_program.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "ChildProcess.h"
 #include "FakeServer.h"
+#include "xmlda_program.h"
 
 #include <gtest/gtest.h>
 

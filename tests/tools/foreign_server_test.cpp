@@ -1,5 +1,5 @@
-#include "ChildProcess.h"
 #include "ForeignServer.h"
+#include "xmlda_program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "ChildProcess.h"
+#include "xmlda_program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "Certificate.h"
-#include "ChildProcess.h"
+#include "support/TlsFiles.h"
+#include "xmlda_program.h"
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
@@ -13,6 +13,7 @@
 namespace xmlda::testing {
 namespace {
 
+using kx::information_model::opc::testing::TlsFiles;
 using ::testing::StartsWith;
 
 /// A server of ours with TLS.
@@ -20,7 +21,7 @@ class Tls : public ::testing::Test {
 protected:
     explicit Tls(const std::string& names = "IP:127.0.0.1")
         : certificate(names),
-          server("127.0.0.1", certificate.get_certificate_file(), certificate.get_private_key_file(),
+          server("127.0.0.1", certificate.get_certificate(), certificate.get_private_key(),
                  std::make_shared<kx::information_model::InformationModel>("plant")),
           address("127.0.0.1:" + std::to_string(server.start())) {}
 
@@ -35,7 +36,7 @@ protected:
         EXPECT_EQ(outcome.status, 5);
     }
 
-    const Certificate certificate;
+    const TlsFiles certificate;
     kx::information_model::opc::Server server;
     const std::string address;
 };
@@ -47,7 +48,7 @@ protected:
 };
 
 TEST_F(Tls, TrustsTheAuthorityThatIsNamed) {
-    const Outcome outcome = ask({"--ca", certificate.get_certificate_file()});
+    const Outcome outcome = ask({"--ca", certificate.get_certificate()});
 
     EXPECT_THAT(outcome.output, StartsWith("State        running\n"));
     EXPECT_EQ(outcome.errors, "");
@@ -55,12 +56,12 @@ TEST_F(Tls, TrustsTheAuthorityThatIsNamed) {
 }
 
 TEST_F(Tls, TrustsNobodyElse) {
-    const Certificate other("IP:127.0.0.1");
+    const TlsFiles other("IP:127.0.0.1");
     const std::string message =
         "the certificate is not trusted: self-signed certificate (--ca names an authority to "
         "trust, --insecure takes any)";
     expect_failure(ask({}), message);
-    expect_failure(ask({"--ca", other.get_certificate_file()}), message);
+    expect_failure(ask({"--ca", other.get_certificate()}), message);
 }
 
 TEST_F(Tls, TrustsAnyIfToldSo) {
@@ -75,7 +76,7 @@ TEST_F(Tls, IsUsedForSeveralRequests) {
 }
 
 TEST_F(ForeignTls, ComparesTheHostsName) {
-    expect_failure(ask({"--ca", certificate.get_certificate_file()}),
+    expect_failure(ask({"--ca", certificate.get_certificate()}),
                    "the certificate is for another host (--insecure takes any)");
     EXPECT_EQ(ask({"--insecure"}).status, 0);
 }

@@ -1,6 +1,6 @@
-#include "ChildProcess.h"
 #include "ForeignServer.h"
 #include "Host.h"
+#include "xmlda_program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

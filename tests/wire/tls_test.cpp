@@ -1,6 +1,6 @@
-#include "TlsFiles.h"
 #include "support/HttpClient.h"
 #include "support/TestServer.h"
+#include "support/TlsFiles.h"
 #include "support/replies.h"
 
 #include <information_model/InformationModel.h>

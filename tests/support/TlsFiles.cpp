@@ -1,4 +1,4 @@
-#include "TlsFiles.h"
+#include "support/TlsFiles.h"
 
 #include <openssl/bio.h>
 #include <openssl/evp.h>
@@ -32,7 +32,14 @@ void check(bool succeeded) {
     }
 }
 
-Certificate create_certificate(EVP_PKEY* key) {
+void add_extension(X509* certificate, int kind, const std::string& text) {
+    X509V3_CTX context = {};
+    X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
+    const Extension extension(X509V3_EXT_conf_nid(nullptr, &context, kind, text.c_str()));
+    check(extension != nullptr && X509_add_ext(certificate, extension.get(), -1) == 1);
+}
+
+Certificate create_certificate(EVP_PKEY* key, const std::string& names) {
     Certificate certificate(X509_new());
     check(certificate != nullptr);
     check(X509_set_version(certificate.get(), 2) == 1);
@@ -41,11 +48,11 @@ Certificate create_certificate(EVP_PKEY* key) {
     check(X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 24L * 3600) != nullptr);
     check(X509_set_pubkey(certificate.get(), key) == 1);
     X509_NAME* name = X509_get_subject_name(certificate.get());
-    const auto* common_name = reinterpret_cast<const unsigned char*>("127.0.0.1");
+    const auto* common_name = reinterpret_cast<const unsigned char*>("test");
     check(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, common_name, -1, -1, 0) == 1);
     check(X509_set_issuer_name(certificate.get(), name) == 1);
-    const Extension names(X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1"));
-    check(names != nullptr && X509_add_ext(certificate.get(), names.get(), -1) == 1);
+    add_extension(certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
+    add_extension(certificate.get(), NID_subject_alt_name, names);
     check(X509_sign(certificate.get(), key, EVP_sha256()) > 0);
     return certificate;
 }
@@ -64,10 +71,10 @@ std::filesystem::path create_directory() {
 
 }  // namespace
 
-TlsFiles::TlsFiles() : directory_(create_directory()) {
+TlsFiles::TlsFiles(const std::string& names) : directory_(create_directory()) {
     const Key key(EVP_RSA_gen(2048));
     check(key != nullptr);
-    const Certificate certificate = create_certificate(key.get());
+    const Certificate certificate = create_certificate(key.get(), names);
     const Memory certificate_text(BIO_new(BIO_s_mem()));
     const Memory key_text(BIO_new(BIO_s_mem()));
     check(PEM_write_bio_X509(certificate_text.get(), certificate.get()) == 1);

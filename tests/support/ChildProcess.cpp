@@ -1,6 +1,4 @@
-#include "ChildProcess.h"
-
-#include <gtest/gtest.h>
+#include "support/ChildProcess.h"
 
 #include <array>
 #include <cerrno>
@@ -16,7 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace xmlda::testing {
+namespace kx::information_model::opc::testing {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -136,6 +134,22 @@ void ChildProcess::close_output() {
     streams_.erase(streams_.begin());
 }
 
+std::optional<std::string> ChildProcess::read_line() {
+    const auto deadline = Clock::now() + PATIENCE;
+    std::size_t end = std::string::npos;
+    while ((end = outcome_.output.find('\n')) == std::string::npos) {
+        if (!read_some() && outcome_.output.find('\n') == std::string::npos) {
+            return std::nullopt;
+        }
+        if (Clock::now() > deadline) {
+            throw std::runtime_error("no line came; output so far: " + outcome_.output + outcome_.errors);
+        }
+    }
+    std::string line = outcome_.output.substr(0, end);
+    outcome_.output.erase(0, end + 1);
+    return line;
+}
+
 Outcome ChildProcess::wait() {
     const auto deadline = Clock::now() + PATIENCE;
     while (read_some()) {
@@ -200,15 +214,4 @@ bool ChildProcess::read_stream(Stream& stream) {
     return count > 0;  // a terminal that nobody writes to any more ends with an error
 }
 
-Outcome run_xmlda(const std::vector<std::string>& arguments,
-                  const std::map<std::string, std::string>& variables) {
-    return ChildProcess(get_xmlda_command(arguments), ChildProcess::Place::PIPES, variables).wait();
-}
-
-std::vector<std::string> get_xmlda_command(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command = {XMLDA_PROGRAM};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-}
-
-}  // namespace xmlda::testing
+}  // namespace kx::information_model::opc::testing

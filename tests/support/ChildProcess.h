@@ -2,12 +2,13 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <sys/types.h>
 
-namespace xmlda::testing {
+namespace kx::information_model::opc::testing {
 
 /// What a program left behind.
 struct Outcome {
@@ -32,8 +33,8 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess();
 
-    /// Waits until what it has printed so far satisfies the condition; the test fails after two minutes, or
-    /// if the program ends before.
+    /// Waits until what it has printed so far satisfies the condition; fails with an exception after two
+    /// minutes, or if the program ends before.
     void wait_for(const std::function<bool(const Outcome&)>& condition);
 
     /// Waits until the output holds this text.
@@ -42,12 +43,19 @@ public:
     /// Waits until standard error holds this text.
     void wait_for_errors(const std::string& text);
 
+    /// Its process id. Requires: `wait` has not returned.
+    pid_t get_id() const { return process_; }
+
     void send_signal(int number) const;
 
     /// Nobody reads its standard output any more.
     void close_output();
 
-    /// Waits for its end; the test fails after two minutes.
+    /// Waits for the next line of its standard output and takes it out of what the outcome holds. Without
+    /// its line break; nothing at the end of the output.
+    std::optional<std::string> read_line();
+
+    /// Waits for its end; fails with an exception after two minutes.
     Outcome wait();
 
     const Outcome& get_outcome() const { return outcome_; }
@@ -69,11 +77,4 @@ private:
     Outcome outcome_;
 };
 
-/// Runs the client with these arguments until it ends.
-Outcome run_xmlda(const std::vector<std::string>& arguments,
-                  const std::map<std::string, std::string>& variables = {});
-
-/// The client's program and these arguments.
-std::vector<std::string> get_xmlda_command(const std::vector<std::string>& arguments);
-
-}  // namespace xmlda::testing
+}  // namespace kx::information_model::opc::testing

@@ -5,11 +5,12 @@
 
 namespace kx::information_model::opc::testing {
 
-/// A self-signed certificate for 127.0.0.1 and its private key, made anew, in files of a temporary directory
-/// that is removed with this object.
+/// A certificate that signed itself and its private key, made anew, in files of a temporary directory that is
+/// removed with this object.
 class TlsFiles {
 public:
-    TlsFiles();
+    /// @param names  whom it is for, as OpenSSL writes it: "IP:127.0.0.1" or "DNS:elsewhere.example"
+    explicit TlsFiles(const std::string& names = "IP:127.0.0.1");
     TlsFiles(const TlsFiles&) = delete;
     TlsFiles& operator=(const TlsFiles&) = delete;
     ~TlsFiles();

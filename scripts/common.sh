@@ -18,9 +18,14 @@ test_packages=(
   libgmock-dev:/usr/include/gmock/gmock.h
   libgtest-dev:/usr/include/gtest/gtest.h
   openssl:openssl
+  pkgconf:pkg-config
 )
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
+)
+package_packages=(
+  dpkg-dev:dpkg-shlibdeps
+  file:file
 )
 bench_packages=(
   libbenchmark-dev:/usr/include/benchmark/benchmark.h

@@ -8,8 +8,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 
 namespace kx::benchmarks {
@@ -67,6 +69,19 @@ std::size_t HostProcess::get_peak_resident_size() const {
 
 void HostProcess::reset_peak_resident_size() const {
     std::ofstream("/proc/" + std::to_string(pid_) + "/clear_refs") << "5";
+}
+
+std::size_t HostProcess::get_descriptor_count() const {
+    return count_entries("fd");
+}
+
+std::size_t HostProcess::get_thread_count() const {
+    return count_entries("task");
+}
+
+std::size_t HostProcess::count_entries(const std::string& folder) const {
+    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid_) + "/" + folder);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 std::size_t HostProcess::read_status(const std::string& field) const {

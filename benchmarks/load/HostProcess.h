@@ -36,8 +36,13 @@ public:
     std::size_t get_peak_resident_size() const;
     void reset_peak_resident_size() const;
 
+    /// How many file descriptors are open, and how many threads there are.
+    std::size_t get_descriptor_count() const;
+    std::size_t get_thread_count() const;
+
 private:
     std::size_t read_status(const std::string& field) const;
+    std::size_t count_entries(const std::string& folder) const;
 
     pid_t pid_ = -1;
     unsigned short port_ = 0;

@@ -26,10 +26,14 @@ std::string create_item(const std::string& name, std::size_t item, const std::st
     return "<Items ItemName=\"" + name + "\" ClientItemHandle=\"h" + std::to_string(item) + "\"" + content;
 }
 
+std::size_t get_stride(std::size_t items, std::size_t variables) {
+    return std::max<std::size_t>(1, variables / items);
+}
+
 std::string create_items(std::size_t items, std::size_t variables,
                          const std::function<std::string(std::size_t)>& create_content) {
     std::string list = "<ItemList>";
-    const std::size_t stride = std::max<std::size_t>(1, variables / items);
+    const std::size_t stride = get_stride(items, variables);
     for (std::size_t item = 0; item < items; ++item) {
         list += create_item(create_item_name(item * stride % variables), item, create_content(item));
     }
@@ -72,14 +76,36 @@ std::string create_write_request(std::size_t items, std::size_t variables) {
                 "</Write>");
 }
 
-std::string create_subscribe_request(std::size_t items, std::size_t variables) {
-    return wrap("<Subscribe ReturnValuesOnReply=\"true\" SubscriptionPingRate=\"3600000\">" +
-                create_items(items, variables) + "</Subscribe>");
+std::string create_properties_request(std::size_t items, std::size_t variables) {
+    std::string ids;
+    for (std::size_t item = 0; item < items; ++item) {
+        ids += "<ItemIDs ItemName=\"" + create_item_name(item * get_stride(items, variables) % variables) +
+               "\"/>";
+    }
+    return wrap(R"(<GetProperties ReturnAllProperties="true" ReturnPropertyValues="true">)" + ids +
+                "</GetProperties>");
+}
+
+std::string create_subscribe_request(std::size_t items, std::size_t variables,
+                                     std::chrono::milliseconds ping_rate) {
+    return wrap("<Subscribe ReturnValuesOnReply=\"true\" SubscriptionPingRate=\"" +
+                std::to_string(ping_rate.count()) + "\">" + create_items(items, variables) + "</Subscribe>");
 }
 
 std::string create_poll_request(const std::string& server_handle) {
-    return wrap("<SubscriptionPolledRefresh><ServerSubHandles>" + server_handle +
-                "</ServerSubHandles></SubscriptionPolledRefresh>");
+    return create_poll_request(std::vector<std::string>{server_handle});
+}
+
+std::string create_poll_request(const std::vector<std::string>& server_handles) {
+    std::string handles;
+    for (const std::string& handle : server_handles) {
+        handles += "<ServerSubHandles>" + handle + "</ServerSubHandles>";
+    }
+    return wrap("<SubscriptionPolledRefresh>" + handles + "</SubscriptionPolledRefresh>");
+}
+
+std::string create_cancel_request(const std::string& server_handle) {
+    return wrap("<SubscriptionCancel ServerSubHandle=\"" + server_handle + "\"/>");
 }
 
 std::string create_browse_request(const std::string& path) {

@@ -18,6 +18,9 @@
 
 #include <array>
 #include <exception>
+#include <ios>
+#include <ostream>
+#include <string_view>
 #include <type_traits>
 
 namespace kx::information_model::opc {
@@ -65,12 +68,22 @@ const Poco::XML::Node* find_soap_body(const Poco::XML::Document& document,
     return envelope == nullptr ? nullptr : find_child(*envelope, request_names::BODY, namespaces);
 }
 
+/// Sends a text, all of it now: at the end of its life the stream would send the rest and keep to itself
+/// whether that succeeded, and the client would wait for it.
+void send(Poco::Net::HTTPServerResponse& response, std::string_view text) {
+    std::ostream& stream = response.send();
+    stream << text << std::flush;
+    if (!stream) {
+        throw std::ios_base::failure("an answer was not sent");
+    }
+}
+
 void send_fault(Poco::Net::HTTPServerResponse& response, const Error& error) {
     const std::string text = serialize(generate_fault(error));
     response.setChunkedTransferEncoding(true);
     response.setContentType(CONTENT_TYPE);
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
-    response.send() << text;
+    send(response, text);
 }
 
 void send_reply(Poco::Net::HTTPServerResponse& response, const std::string& text) {
@@ -88,7 +101,7 @@ void send_reply(Poco::Net::HTTPServerResponse& response, const std::string& text
 
 void send_bad_request(Poco::Net::HTTPServerResponse& response) {
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
-    response.send() << "Bad request";
+    send(response, "Bad request");
 }
 
 }  // namespace
@@ -107,7 +120,7 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
         }
     } catch (const std::exception&) {
         if (response.sent()) {
-            throw;  // the connection broke while the answer went out: there is nobody to tell
+            throw;  // the answer broke off on its way out: closing the connection tells it
         }
         send_bad_request(response);
     }

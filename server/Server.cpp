@@ -50,21 +50,41 @@ Poco::Net::ServerSocket listen(Poco::Net::ServerSocket socket, const Poco::Net::
     return socket;
 }
 
+/// The TLS library, once a server has initialised it; given back unless the server was made.
+class TlsLibrary {
+public:
+    TlsLibrary() = default;
+    TlsLibrary(const TlsLibrary&) = delete;
+    TlsLibrary& operator=(const TlsLibrary&) = delete;
+
+    ~TlsLibrary() {
+        if (is_initialised_) {
+            Poco::Net::uninitializeSSL();
+        }
+    }
+
+    void initialise() {
+        Poco::Net::initializeSSL();
+        is_initialised_ = true;
+    }
+
+    /// Leaves it to the server to give it back.
+    void keep() noexcept { is_initialised_ = false; }
+
+private:
+    bool is_initialised_ = false;
+};
+
 Poco::Net::ServerSocket create_socket(const std::string& address, unsigned short port,
                                       const std::string& certificate_file,
-                                      const std::string& private_key_file) {
+                                      const std::string& private_key_file, TlsLibrary& tls) {
     const Poco::Net::SocketAddress socket_address(address, port);
     if (!is_tls_requested(certificate_file, private_key_file)) {
         return listen(Poco::Net::ServerSocket(), socket_address);
     }
-    Poco::Net::initializeSSL();
-    try {
-        install_tls_context(certificate_file, private_key_file);
-        return listen(Poco::Net::SecureServerSocket(), socket_address);
-    } catch (...) {
-        Poco::Net::uninitializeSSL();
-        throw;
-    }
+    tls.initialise();
+    install_tls_context(certificate_file, private_key_file);
+    return listen(Poco::Net::SecureServerSocket(), socket_address);
 }
 
 /// Bounds how long a peer that has stopped reading, or writing, can hold a worker.
@@ -81,12 +101,33 @@ private:
     const Poco::Timespan timeout_{60, 0};
 };
 
-/// Waits until the workers have put away their connections, which they do after `stopAll` has returned: a
-/// host that exits meanwhile destroys what they use. Not for ever: it is a matter of microseconds.
-void wait_for_workers(const Poco::Net::TCPServer& server) {
-    constexpr int MAXIMUM_ROUNDS = 2000;
-    for (int round = 0; round < MAXIMUM_ROUNDS && server.currentThreads() > 0; ++round) {
+bool has_no_workers_within(const Poco::Net::TCPServer& server, std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (server.currentThreads() > 0) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// Waits until the workers have put away their connections, which they do after `stopAll` has returned: a
+/// host that exits meanwhile destroys what they use, and they hold the model. It is a matter of microseconds,
+/// but for a worker that was about to wait for its next connection when the server stopped: it missed that,
+/// and goes on waiting for ten seconds. Stopping once more wakes it.
+void wait_for_workers(Poco::Net::TCPServer& server) {
+    constexpr int MAXIMUM_ROUNDS = 20;
+    for (int round = 0; round < MAXIMUM_ROUNDS; ++round) {
+        if (has_no_workers_within(server, std::chrono::milliseconds(100))) {
+            return;
+        }
+        try {
+            server.start();
+            server.stop();
+        } catch (const std::exception&) {
+            return;  // the machine has no thread to spare; the worker finds out by itself
+        }
     }
 }
 
@@ -96,18 +137,29 @@ class Server::Implementation : public Poco::Net::HTTPServer {
 public:
     Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory, const std::string& address,
                    unsigned short port, const std::string& certificate_file,
-                   const std::string& private_key_file)
-        : Poco::Net::HTTPServer(factory, create_socket(address, port, certificate_file, private_key_file),
+                   const std::string& private_key_file, TlsLibrary& tls)
+        : Poco::Net::HTTPServer(factory,
+                                create_socket(address, port, certificate_file, private_key_file, tls),
                                 new Poco::Net::HTTPServerParams) {
         setConnectionFilter(new TimeoutFilter);
+    }
+
+    static std::unique_ptr<Implementation> create(const std::string& address, unsigned short port,
+                                                  const std::string& certificate_file,
+                                                  const std::string& private_key_file,
+                                                  const std::shared_ptr<InformationModel>& model) {
+        TlsLibrary tls;  // outlives what uses it, should the construction fail
+        const Poco::Net::HTTPRequestHandlerFactory::Ptr factory(new QueryHandlerFactory(model));
+        auto implementation =
+            std::make_unique<Implementation>(factory, address, port, certificate_file, private_key_file, tls);
+        tls.keep();
+        return implementation;
     }
 };
 
 Server::Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
                const std::string& private_key_file, const std::shared_ptr<InformationModel>& model)
-    : implementation_(std::make_unique<Implementation>(
-          Poco::Net::HTTPRequestHandlerFactory::Ptr(new QueryHandlerFactory(model)), address, port,
-          certificate_file, private_key_file)),
+    : implementation_(Implementation::create(address, port, certificate_file, private_key_file, model)),
       tls_enabled_(is_tls_requested(certificate_file, private_key_file)) {}
 
 Server::Server(const std::string& address, const unsigned short& port,

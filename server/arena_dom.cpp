@@ -8,13 +8,7 @@ ArenaDocument::ArenaDocument(Poco::XML::NamePool& names) : Poco::XML::Document(&
     suspendEvents();
 }
 
-ArenaDocument::~ArenaDocument() {
-    // The base would release the nodes after their memory is gone.
-    while (Poco::XML::Node* child = firstChild()) {
-        removeChild(child);  // into the pool of those to be released
-    }
-    collectGarbage();
-}
+ArenaDocument::~ArenaDocument() = default;
 
 ArenaAttr::ArenaAttr(ArenaDocument& document, const std::string& namespace_uri, const std::string& local_name,
                      const std::string& name, const std::string& value, bool specified)

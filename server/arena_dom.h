@@ -22,8 +22,14 @@
 /// A document and its nodes are used by one thread, and no node outlives its document.
 namespace kx::information_model::opc {
 
+/// The memory of a document's nodes: a base class, since it must outlive the one that releases the nodes.
+class Arena {
+protected:
+    std::pmr::monotonic_buffer_resource memory_{4096};
+};
+
 /// A document, and the memory of its nodes. Held in a `Poco::AutoPtr`.
-class ArenaDocument : public Poco::XML::Document {
+class ArenaDocument : private Arena, public Poco::XML::Document {
 public:
     /// @param names  where the nodes' names are kept; used by this thread alone
     explicit ArenaDocument(Poco::XML::NamePool& names);
@@ -32,9 +38,6 @@ public:
 
 protected:
     ~ArenaDocument() override;
-
-private:
-    std::pmr::monotonic_buffer_resource memory_{4096};
 };
 
 /// Gives a node class of POCO's the memory of its document.

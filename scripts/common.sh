@@ -27,6 +27,10 @@ package_packages=(
   dpkg-dev:dpkg-shlibdeps
   file:file
 )
+try_packages=(
+  iproute2:ip
+  mmdebstrap:mmdebstrap
+)
 bench_packages=(
   libbenchmark-dev:/usr/include/benchmark/benchmark.h
   openssl:openssl

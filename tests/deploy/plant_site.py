@@ -1,0 +1,258 @@
+"""A site as an operator would set it up: two plants behind an nginx with the configuration of deploy/, with its own
+ports, certificates and passwords."""
+
+import atexit
+import base64
+import http.client
+import os
+import re
+import shutil
+import signal
+import socket
+import ssl
+import subprocess
+import tempfile
+import time
+
+DEADLINE = 30  # seconds, for whatever is waited for
+PASSWORD = "correct horse"
+USERS = {"historian": "reader", "operator": "full", "nobody": None}
+USERS.update({f"station{number}": "full" for number in range(20)})
+HOLDERS = {"dashboard": "reader", "control-room": "full", "visitor": None}
+
+
+def wait_for(condition, what):
+    deadline = time.monotonic() + DEADLINE
+    while time.monotonic() < deadline:
+        result = condition()
+        if result:
+            return result
+        time.sleep(0.02)
+    raise TimeoutError(f"waited in vain: {what}")
+
+
+def find_free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def run(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+class Plant:
+    """A server of its own process, with as many worker threads as it has by default."""
+
+    def __init__(self, program, directory, port=0):
+        self.output = os.path.join(directory, f"plant-{time.monotonic_ns()}.txt")
+        with open(self.output, "w", encoding="utf-8") as output:
+            self.process = subprocess.Popen([program, "--port", str(port)], stdout=output, stderr=subprocess.DEVNULL)
+        atexit.register(self.kill)
+        self.port = wait_for(self.read_port, "the plant listens")
+
+    def read_port(self):
+        if self.process.poll() is not None:
+            raise RuntimeError(f"the plant ended with {self.process.returncode}")
+        with open(self.output, encoding="utf-8") as output:
+            found = re.search(r"^listening on http://127\.0\.0\.1:(\d+)$", output.read(), re.MULTILINE)
+        return found and int(found[1])
+
+    def kill(self):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+
+    def post(self, body, headers=()):
+        """Sends a request to the server itself; gives status and body."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=DEADLINE)
+        try:
+            connection.request("POST", "/", body, {"Connection": "close", **dict(headers)})
+            reply = connection.getresponse()
+            return reply.status, reply.read()
+        finally:
+            connection.close()
+
+
+class Certificates:
+    """An authority, a server's certificate, those of clients, and one that another authority signed."""
+
+    def __init__(self, directory):
+        self.directory = directory
+        self.make_authority("clients-ca")
+        self.make_authority("other-ca")
+        self.sign("server", "/CN=localhost", "clients-ca", "subjectAltName=IP:127.0.0.1,DNS:localhost")
+        for name in HOLDERS:
+            self.sign(name, f"/O=Plant/CN={name}", "clients-ca", "extendedKeyUsage=clientAuth")
+        self.sign("stranger", "/O=Plant/CN=control-room", "other-ca", "extendedKeyUsage=clientAuth")
+
+    def path(self, name):
+        return os.path.join(self.directory, name)
+
+    def make_authority(self, name):
+        run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", f"/CN={name}",
+            "-keyout", self.path(f"{name}.key"), "-out", self.path(f"{name}.pem"))
+
+    def sign(self, name, subject, authority, extension):
+        run("openssl", "req", "-newkey", "rsa:2048", "-nodes", "-subj", subject,
+            "-keyout", self.path(f"{name}.key"), "-out", self.path(f"{name}.csr"))
+        with open(self.path("extension"), "w", encoding="utf-8") as file:
+            file.write(extension + "\n")
+        run("openssl", "x509", "-req", "-in", self.path(f"{name}.csr"), "-days", "2", "-CAcreateserial",
+            "-CA", self.path(f"{authority}.pem"), "-CAkey", self.path(f"{authority}.key"),
+            "-extfile", self.path("extension"), "-out", self.path(f"{name}.pem"))
+
+    def subject(self, name):
+        text = run("openssl", "x509", "-in", self.path(f"{name}.pem"), "-noout", "-subject", "-nameopt", "RFC2253")
+        return text.strip().removeprefix("subject=")
+
+
+class Site:
+    """Two plants and nginx. `close()` ends all of them."""
+
+    def __init__(self, plant_program, sources, nginx, module):
+        self.directory = tempfile.mkdtemp(prefix="kx-deploy-")
+        atexit.register(shutil.rmtree, self.directory, ignore_errors=True)
+        self.plant_program = plant_program
+        self.plants = [Plant(plant_program, self.directory) for _ in range(2)]
+        self.settings = os.path.join(self.directory, "kx-xmlda")
+        os.mkdir(self.settings)
+        self.certificates = Certificates(self.settings)
+        shutil.copy(os.path.join(sources, "nginx", "kx-xmlda", "gate.js"), self.settings)
+        self.write_users()
+        with open(os.path.join(sources, "nginx", "kx-xmlda.conf"), encoding="utf-8") as file:
+            self.deployed = file.read()
+        self.start_nginx(nginx, module)
+
+    def write_users(self):
+        lines = [f'"user {name}" {group};\n' for name, group in USERS.items() if group]
+        lines += [f'"certificate {self.certificates.subject(name)}" {group};\n'
+                  for name, group in HOLDERS.items() if group]
+        self.write(os.path.join(self.settings, "groups.conf"), "".join(lines))
+        password = run("openssl", "passwd", "-apr1", PASSWORD).strip()
+        self.write(os.path.join(self.settings, "passwords"), "".join(f"{name}:{password}\n" for name in USERS))
+
+    def write(self, path, text):
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def adapt(self, port):
+        """The configuration as it is deployed, but for ports and paths."""
+        text = self.deployed
+        replacements = [("listen 443 ssl;", f"listen 127.0.0.1:{port} ssl;"), ("listen [::]:443 ssl;", ""),
+                        ("127.0.0.1:8081", f"127.0.0.1:{self.plants[0].port}"),
+                        ("127.0.0.1:8082", f"127.0.0.1:{self.plants[1].port}"),
+                        ("/etc/nginx/kx-xmlda/", self.settings + "/"), ("/var/log/nginx/", self.directory + "/")]
+        for old, new in replacements:
+            if old not in text:
+                raise AssertionError(f"the configuration has no '{old}'")
+            text = text.replace(old, new)
+        return text
+
+    def start_nginx(self, nginx, module):
+        self.write(os.path.join(self.directory, "nginx.conf"), f"""
+            {"user root;" if os.geteuid() == 0 else ""}
+            load_module {module};
+            daemon off;
+            worker_processes 2;
+            pid {self.directory}/nginx.pid;
+            error_log {self.directory}/error.log info;
+            events {{ worker_connections 1024; }}
+            http {{
+                access_log off;
+                client_body_temp_path {self.directory}/body;
+                proxy_temp_path {self.directory}/proxy;
+                fastcgi_temp_path {self.directory}/fastcgi;
+                uwsgi_temp_path {self.directory}/uwsgi;
+                scgi_temp_path {self.directory}/scgi;
+                include {self.directory}/kx-xmlda.conf;
+            }}
+            """)
+        for _ in range(5):  # another program may take a free port first
+            self.port = find_free_port()
+            self.write(os.path.join(self.directory, "kx-xmlda.conf"), self.adapt(self.port))
+            self.nginx = subprocess.Popen([nginx, "-p", self.directory, "-c", f"{self.directory}/nginx.conf"],
+                                          stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+            atexit.register(self.close)
+            wait_for(lambda: self.nginx.poll() is not None or self.is_listening(), "nginx listens")
+            if self.nginx.poll() is None:
+                return
+        raise RuntimeError("nginx does not start: " + self.nginx.stderr.read().decode())
+
+    def is_listening(self):
+        try:
+            socket.create_connection(("127.0.0.1", self.port), timeout=DEADLINE).close()
+        except ConnectionRefusedError:
+            return False
+        return True
+
+    def read_log(self):
+        with open(os.path.join(self.directory, "kx-xmlda.log"), encoding="utf-8") as file:
+            return file.read()
+
+    def revive(self, index):
+        self.plants[index] = Plant(self.plant_program, self.directory, self.plants[index].port)
+
+    def close(self):
+        if self.nginx.poll() is None:
+            self.nginx.send_signal(signal.SIGTERM)
+            self.nginx.wait()
+        for plant in self.plants:
+            plant.kill()
+
+    def make_context(self, certificate=None):
+        context = ssl.create_default_context(cafile=self.certificates.path("clients-ca.pem"))
+        if certificate:
+            context.load_cert_chain(self.certificates.path(f"{certificate}.pem"),
+                                    self.certificates.path(f"{certificate}.key"))
+        return context
+
+    def connect(self, certificate=None, source=None):
+        """A connection through TLS, for bytes."""
+        plain = socket.create_connection(("127.0.0.1", self.port), DEADLINE, source and (source, 0))
+        return self.make_context(certificate).wrap_socket(plain, server_hostname="127.0.0.1")
+
+    def client(self, user=None, certificate=None, password=PASSWORD, source="127.0.0.1"):
+        return Client(self, user, certificate, password, source)
+
+
+class Client:
+    """Someone who comes through nginx."""
+
+    def __init__(self, site, user, certificate, password, source):
+        self.site = site
+        self.source = source
+        self.certificate = certificate
+        self.headers = {"Content-Type": "text/xml; charset=utf-8"}
+        if user is not None:
+            self.headers["Authorization"] = authorize(user, password)
+
+    def send(self, body, headers=(), method="POST", path="/", chunked=False):
+        """Sends a request on a connection of its own; gives status and body."""
+        connection = http.client.HTTPSConnection("127.0.0.1", self.site.port, timeout=4 * DEADLINE,
+                                                 context=self.site.make_context(self.certificate),
+                                                 source_address=(self.source, 0))
+        try:
+            connection.request(method, path, body, {**self.headers, **dict(headers)}, encode_chunked=chunked)
+            reply = connection.getresponse()
+            return reply.status, reply.read()
+        finally:
+            connection.close()
+
+    def call(self, content, **arguments):
+        status, body = self.send(envelope(content), **arguments)
+        if status != 200:
+            raise AssertionError(f"{status}: {body[:300]!r}")
+        return body.decode()
+
+
+def authorize(user, password=PASSWORD):
+    return "Basic " + base64.b64encode(f"{user}:{password}".encode()).decode()
+
+
+def envelope(content):
+    return ('<?xml version="1.0" encoding="utf-8"?>'
+            '<soap:Envelope xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/"'
+            ' xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns:xsd="http://www.w3.org/2001/XMLSchema"'
+            ' xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/">'
+            f'<soap:Body>{content}</soap:Body></soap:Envelope>').encode()

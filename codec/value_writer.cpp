@@ -39,7 +39,7 @@ void convert(Poco::AutoPtr<Poco::XML::Document> document, Poco::AutoPtr<Poco::XM
     }
     const std::string member_name = get_type_name(value.get_type_info());
     for (const T& member : get_content<std::vector<T>>(value)) {
-        append_text(*append_element(*element, member_name), to_member_string(member));
+        append_text_element(*element, member_name, to_member_string(member));
     }
 }
 

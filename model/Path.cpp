@@ -21,8 +21,17 @@ bool is_control_character(char32_t code_point) noexcept {
     return code_point < 0x20U || (code_point >= 0x7FU && code_point <= 0x9FU);
 }
 
+/// Most characters of most paths, told without a look at what follows.
+bool is_ordinary(char character) noexcept {
+    return character >= ' ' && character <= '~' && character != '/';
+}
+
 std::optional<Defect> find_bad_character(std::string_view segment) noexcept {
     for (std::size_t offset = 0; offset < segment.size();) {
+        if (is_ordinary(segment[offset])) {
+            ++offset;
+            continue;
+        }
         const auto [code_point, length] = detail::read_utf8(segment, offset);
         if (length == 0) {
             return Defect{"not UTF-8", offset};

@@ -37,37 +37,38 @@ struct Fields {
     std::int64_t offset_minutes = 0;
 };
 
-void append_number(std::string& text, std::int64_t number, std::size_t width) {
-    std::array<char, 9> digits{};
+/// Puts the digits of a number behind each other, with leading zeros.
+/// @return the end
+char* write_number(char* text, std::uint64_t number, std::size_t width) {
     for (std::size_t i = width; i-- > 0; number /= 10) {
-        digits[i] = static_cast<char>('0' + number % 10);
+        text[i] = static_cast<char>('0' + number % 10);
     }
-    text.append(digits.data(), width);
+    return text + width;
 }
 
 /// Writes the shortest of 0, 3, 6 and 9 digits that loses nothing.
-void append_fraction(std::string& text, std::int64_t nanosecond) {
+char* write_fraction(char* text, std::uint64_t nanosecond) {
     if (nanosecond == 0) {
-        return;
+        return text;
     }
-    text += '.';
+    *text++ = '.';
     if (nanosecond % 1'000'000 == 0) {
-        append_number(text, nanosecond / 1'000'000, 3);
-    } else if (nanosecond % 1'000 == 0) {
-        append_number(text, nanosecond / 1'000, 6);
-    } else {
-        append_number(text, nanosecond, 9);
+        return write_number(text, nanosecond / 1'000'000, 3);
     }
+    if (nanosecond % 1'000 == 0) {
+        return write_number(text, nanosecond / 1'000, 6);
+    }
+    return write_number(text, nanosecond, 9);
 }
 
-void append_date(std::string& text, std::int64_t days_since_epoch) {
+char* write_date(char* text, std::int64_t days_since_epoch) {
     const std::chrono::year_month_day date(
         std::chrono::sys_days(std::chrono::days(static_cast<int>(days_since_epoch))));
-    append_number(text, static_cast<int>(date.year()), 4);
-    text += '-';
-    append_number(text, static_cast<unsigned int>(date.month()), 2);
-    text += '-';
-    append_number(text, static_cast<unsigned int>(date.day()), 2);
+    text = write_number(text, static_cast<std::uint64_t>(static_cast<int>(date.year())), 4);
+    *text++ = '-';
+    text = write_number(text, static_cast<unsigned int>(date.month()), 2);
+    *text++ = '-';
+    return write_number(text, static_cast<unsigned int>(date.day()), 2);
 }
 
 /// Takes the year. It has at least four digits, and no leading zeros when it has more; there is no year 0000.
@@ -161,18 +162,18 @@ bool combine(std::int64_t seconds, std::int64_t nanosecond, std::int64_t& result
 std::string to_iso8601_string(TimePoint time) {
     const Division since_epoch = divide(time.time_since_epoch().count(), NANOSECONDS_PER_SECOND);
     const Division days = divide(since_epoch.quotient, SECONDS_PER_DAY);
-    std::string text;
-    text.reserve(30);
-    append_date(text, days.quotient);
-    text += 'T';
-    append_number(text, days.remainder / 3600, 2);
-    text += ':';
-    append_number(text, days.remainder / 60 % 60, 2);
-    text += ':';
-    append_number(text, days.remainder % 60, 2);
-    append_fraction(text, since_epoch.remainder);
-    text += 'Z';
-    return text;
+    const auto second_of_day = static_cast<std::uint64_t>(days.remainder);
+    std::array<char, 30> text;  // as in "2026-11-21T10:11:12.123456789Z"; no time point needs more
+    char* end = write_date(text.data(), days.quotient);
+    *end++ = 'T';
+    end = write_number(end, second_of_day / 3600, 2);
+    *end++ = ':';
+    end = write_number(end, second_of_day / 60 % 60, 2);
+    *end++ = ':';
+    end = write_number(end, second_of_day % 60, 2);
+    end = write_fraction(end, static_cast<std::uint64_t>(since_epoch.remainder));
+    *end++ = 'Z';
+    return {text.data(), end};
 }
 
 TimePoint date_time_from_iso8601_string(const std::string& text) {

@@ -18,7 +18,7 @@ namespace kx::information_model::opc {
 namespace {
 
 template <class T>
-T convert_attribute(const std::string& text) {
+T convert_attribute(std::string text) {
     if constexpr (std::is_same_v<T, bool>) {
         return Poco::NumberParser::parseBool(text);
     } else if constexpr (std::is_same_v<T, int>) {
@@ -85,8 +85,8 @@ const Poco::XML::Node* AMessage::get_attribute(const Poco::XML::Node* node, cons
 template <class T>
 T AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name,
                           const std::optional<T>& default_value) const {
-    if (const Poco::XML::Node* attribute = get_attribute(node, name)) {
-        return convert_attribute<T>(attribute->getNodeValue());
+    if (const auto text = find_attribute_text(*node, name, *namespaces_)) {
+        return convert_attribute<T>(std::string(*text));
     }
     if (default_value) {
         return *default_value;
@@ -107,10 +107,7 @@ template std::string AMessage::get_attribute(const Poco::XML::Node*, const std::
 
 std::optional<std::string> AMessage::get_optional_attribute(const Poco::XML::Node* node,
                                                             const std::string& name) const {
-    if (const Poco::XML::Node* attribute = get_attribute(node, name)) {
-        return attribute->getNodeValue();
-    }
-    return std::nullopt;
+    return std::optional<std::string>(find_attribute_text(*node, name, *namespaces_));
 }
 
 Poco::AutoPtr<Poco::XML::Element> AMessage::create_value(const Value& value) const {

@@ -26,7 +26,7 @@ class AMessage {
 public:
     /// Stamps the receive time. Reads nothing from the request.
     /// @param model       the tree to work on, not null
-    /// @param request     the request element; must outlive the message
+    /// @param request     the request element; may be gone once the message is constructed
     /// @param namespaces  declares "soap", "xmlda" and "xsi"; must outlive the message
     AMessage(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
              const Poco::XML::NamespaceSupport& namespaces);
@@ -82,6 +82,7 @@ protected:
     /// lock that it needs itself and releases it on every way out.
     virtual Poco::AutoPtr<Poco::XML::Element> process() = 0;
 
+    /// For constructors: `process()` works with what they read.
     const Poco::XML::Node* get_request() const noexcept { return request_; }
     const Poco::XML::NamespaceSupport& get_namespaces() const noexcept { return *namespaces_; }
     InformationModel& get_model() const noexcept { return *model_; }

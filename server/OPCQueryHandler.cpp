@@ -14,9 +14,15 @@
 #include "subscriptions/SubscriptionCancel.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
+#include <Poco/Exception.h>
+#include <Poco/Net/HTTPServerRequestImpl.h>
+#include <Poco/Net/NetException.h>
+#include <Poco/Net/StreamSocket.h>
 #include <Poco/SAX/NamespaceSupport.h>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <exception>
 #include <ios>
 #include <ostream>
@@ -86,14 +92,47 @@ void send_fault(Poco::Net::HTTPServerResponse& response, const Error& error) {
     send(response, text);
 }
 
-void send_reply(Poco::Net::HTTPServerResponse& response, const std::string& text) {
+// Replies up to this size go through the HTTP server's stream, which sends them together with the header.
+constexpr std::size_t STREAMED_REPLY_SIZE = 2048;
+
+// What goes out in one call. A client that takes nothing of it for the time of the send time-out is given up.
+constexpr std::size_t SENT_PIECE_SIZE = std::size_t{1} << 20U;
+
+void send_all(Poco::Net::StreamSocket& socket, std::string_view text) {
+    while (!text.empty()) {
+        const auto piece = static_cast<int>(std::min(text.size(), SENT_PIECE_SIZE));
+        const int sent = socket.sendBytes(text.data(), piece);
+        if (sent <= 0) {
+            throw Poco::Net::ConnectionAbortedException();
+        }
+        text.remove_prefix(static_cast<std::size_t>(sent));
+    }
+}
+
+// The stream would send a large body in pieces of 4 KB, at the price of a system call each.
+void send_body(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
+               const std::string& text) {
+    auto* const connection = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
+    if (connection == nullptr || text.size() <= STREAMED_REPLY_SIZE ||
+        request.getMethod() == Poco::Net::HTTPRequest::HTTP_HEAD) {
+        response.sendBuffer(text.data(), text.size());
+        return;
+    }
+    response.setChunkedTransferEncoding(false);
+    response.setContentLength64(static_cast<Poco::Int64>(text.size()));
+    response.send().flush();
+    send_all(connection->socket(), text);
+}
+
+void send_reply(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
+                const std::string& text) {
     response.setChunkedTransferEncoding(true);
     response.setContentType(CONTENT_TYPE);
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
     const bool keep_alive = response.getKeepAlive();
     // Clients of old expect no Connection header on success, whatever they asked for.
     response.erase("connection");
-    response.sendBuffer(text.data(), text.size());
+    send_body(request, response, text);
     if (!keep_alive) {
         response.setKeepAlive(false);  // too late for the wire; the HTTP server reads it and closes
     }
@@ -114,7 +153,7 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
                                     Poco::Net::HTTPServerResponse& response) {
     try {
         try {
-            send_reply(response, process(request.stream()));
+            send_reply(request, response, process(request.stream()));
         } catch (const Error& error) {
             send_fault(response, error);
         }
@@ -127,25 +166,28 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
 }
 
 std::string OPCQueryHandler::process(std::istream& body) const {
-    const auto document = parse_request(read_body(body));
     Poco::XML::NamespaceSupport namespaces;
     namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
     namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
     namespaces.declarePrefix(xml_namespaces::XSI_PREFIX, xml_namespaces::XSI);
+    // The request is freed before the reply is made: both can be large, and one uses the other's memory.
+    const auto message = create_message(parse_request(read_body(body)), namespaces);
+    if (message == nullptr) {
+        throw Poco::NotFoundException("no known request");
+    }
+    return serialize(message->generate());
+}
 
-    const Poco::XML::Node* soap_body = find_soap_body(*document, namespaces);
+std::unique_ptr<AMessage> OPCQueryHandler::create_message(
+    Poco::AutoPtr<Poco::XML::Document> request, const Poco::XML::NamespaceSupport& namespaces) const {
+    const Poco::XML::Node* soap_body = find_soap_body(*request, namespaces);
     if (soap_body == nullptr) {
         throw Error(Error::E_SOAP);
     }
-    return serialize(dispatch(*soap_body, namespaces));
-}
-
-Poco::AutoPtr<Poco::XML::Document> OPCQueryHandler::dispatch(
-    const Poco::XML::Node& soap_body, const Poco::XML::NamespaceSupport& namespaces) const {
     subscriptions_->remove_expired();
     for (const Service& service : SERVICES) {
-        if (const Poco::XML::Node* request = find_child(soap_body, service.request_name, namespaces)) {
-            return service.create(model_, request, namespaces, *subscriptions_)->generate();
+        if (const Poco::XML::Node* node = find_child(*soap_body, service.request_name, namespaces)) {
+            return service.create(model_, node, namespaces, *subscriptions_);
         }
     }
     return nullptr;

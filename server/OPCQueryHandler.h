@@ -1,5 +1,6 @@
 #pragma once
 
+#include "server/AMessage.h"
 #include "subscriptions/SubscriptionHandler.h"
 
 #include <information_model/InformationModel.h>
@@ -37,10 +38,11 @@ private:
     /// Serves the request in `body` and returns the reply's text.
     std::string process(std::istream& body) const;
 
-    /// Sweeps expired subscriptions and runs the service that the first known child of `soap_body` asks for.
-    /// @return null if there is no such child
-    Poco::AutoPtr<Poco::XML::Document> dispatch(const Poco::XML::Node& soap_body,
-                                                const Poco::XML::NamespaceSupport& namespaces) const;
+    /// Sweeps expired subscriptions and makes the message that the request asks for.
+    /// @return null if there is no known request
+    /// @throws Error  if there is no envelope or body, and what the message's constructor throws
+    std::unique_ptr<AMessage> create_message(Poco::AutoPtr<Poco::XML::Document> request,
+                                             const Poco::XML::NamespaceSupport& namespaces) const;
 
     std::shared_ptr<InformationModel> model_;
     std::shared_ptr<SubscriptionHandler> subscriptions_;

@@ -1,9 +1,11 @@
 #include "server/ReplyElement.h"
 
+#include "server/ReplyWriter.h"
 #include "server/markup.h"
 #include "server/xml_text.h"
 
 #include <algorithm>
+#include <new>
 #include <stdexcept>
 
 namespace kx::information_model::opc {
@@ -25,21 +27,35 @@ std::string to_markup(std::string_view text, AppendEscaped append_escaped) {
     return markup;
 }
 
+/// Calls `use` with the markup of a text, which lives no longer than the call.
+template <class Use>
+void use_text_markup(std::string_view text, Use use) {
+    if (is_plain_markup(text)) {
+        use(text);
+    } else {
+        use(std::string_view(to_markup(text, append_escaped_text)));
+    }
+}
+
 }  // namespace
 
 ReplyDocument::~ReplyDocument() = default;
 
-ReplyElement::ReplyElement(ReplyDocument& document, const std::string& name)
-    : ArenaElement(document, std::string(), std::string(), name) {
-    document.markup_size_ += 2 * name.size() + TAGS_SIZE;
+Poco::AutoPtr<ReplyElement> ReplyElement::create(ReplyDocument& document, const std::string& name) {
+    std::pmr::memory_resource& memory =
+        document.open_lists_ == 0 ? document.get_memory() : document.get_passing_memory();
+    return new (memory) ReplyElement(document, memory, name);
 }
 
-ReplyElement::~ReplyElement() = default;
+ReplyElement::ReplyElement(ReplyDocument& document, std::pmr::memory_resource& memory,
+                           const std::string& name)
+    : ArenaElement(document, std::string(), std::string(), name), shared_(document), memory_(memory) {
+    shared_.markup_size_ += 2 * name.size() + TAGS_SIZE;
+    shared_.passing_elements_ += is_passing() ? 1 : 0;
+}
 
-char* ReplyElement::allocate(std::size_t size) const {
-    ReplyDocument& document = get_reply_document();
-    document.markup_size_ += size;
-    return static_cast<char*>(document.get_memory().allocate(size, 1));
+ReplyElement::~ReplyElement() {
+    shared_.passing_elements_ -= is_passing() ? 1 : 0;
 }
 
 void ReplyElement::set_attribute(std::string_view name, std::string_view value) {
@@ -52,7 +68,9 @@ void ReplyElement::set_attribute(std::string_view name, std::string_view value) 
 
 void ReplyElement::set_markup(std::string_view name, std::string_view escaped_value) {
     const std::size_t size = name.size() + escaped_value.size() + 4;
-    char* const markup = allocate(size);
+    shared_.markup_size_ += size;
+    void* const place = memory_.allocate(sizeof(Attribute) + size, alignof(Attribute));
+    char* const markup = static_cast<char*>(place) + sizeof(Attribute);
     char* end = markup;
     *end++ = ' ';
     const std::string_view own_name(end, name.size());
@@ -62,35 +80,88 @@ void ReplyElement::set_markup(std::string_view name, std::string_view escaped_va
     end = append(end, escaped_value);
     *end++ = '"';
 
-    Attribute** place = &first_attribute_;
-    while (*place != nullptr && (*place)->name < name) {
-        place = &(*place)->next;
+    Attribute** position = &first_attribute_;
+    while (*position != nullptr && (*position)->name < name) {
+        position = &(*position)->next;
     }
-    if (*place != nullptr && (*place)->name == name) {
-        (*place)->markup = {markup, size};
+    if (*position != nullptr && (*position)->name == name) {
+        (*position)->markup = {markup, size};
         return;
     }
-    void* const memory = get_document().get_memory().allocate(sizeof(Attribute), alignof(Attribute));
-    *place = new (memory) Attribute{own_name, {markup, size}, *place};
+    *position = new (place) Attribute{own_name, {markup, size}, *position};
 }
 
 void ReplyElement::append_text(std::string_view text) {
-    if (firstChild() != nullptr) {
-        throw std::logic_error("An element of a reply has either text or children.");
+    require(firstChild() == nullptr && list_ == nullptr);
+    use_text_markup(text, [this](std::string_view markup) {
+        auto* const place = static_cast<char*>(memory_.allocate(text_.size() + markup.size(), 1));
+        append(append(place, text_), markup);
+        text_ = {place, text_.size() + markup.size()};
+        shared_.markup_size_ += text_.size();
+    });
+}
+
+void ReplyElement::append_text_child(std::string_view name, std::string_view text) {
+    require(text_.empty() && firstChild() == nullptr);
+    std::string& output = get_list().get_end();
+    const std::size_t start = output.size();
+    output.append(1, '<').append(name);
+    if (text.empty()) {
+        output += "/>";
+    } else {
+        output += '>';
+        use_text_markup(text, [&](std::string_view markup) { output += markup; });
+        output.append("</").append(name).append(1, '>');
     }
-    std::string escaped;
-    if (!is_plain_markup(text)) {
-        escaped = to_markup(text, append_escaped_text);
-        text = escaped;
+    shared_.markup_size_ += output.size() - start;
+}
+
+Poco::XML::Node* ReplyElement::appendChild(Poco::XML::Node* child) {
+    if (!is_open_list_) {
+        return ArenaElement::appendChild(child);
     }
-    char* const markup = allocate(text_.size() + text.size());
-    append(append(markup, text_), text);
-    text_ = {markup, text_.size() + text.size()};
+    ReplyWriter(get_list().get_end()).write(static_cast<const ReplyElement&>(*child));
+    return child;
+}
+
+void ReplyElement::open_list() {
+    require(text_.empty() && firstChild() == nullptr && !is_open_list_);
+    ++shared_.open_lists_;
+    is_open_list_ = true;
+}
+
+void ReplyElement::close_list() noexcept {
+    --shared_.open_lists_;
+    is_open_list_ = false;
+}
+
+bool ReplyElement::is_empty() const noexcept {
+    return text_.empty() && (list_ == nullptr || list_->is_empty()) && firstChild() == nullptr;
 }
 
 void ReplyElement::write_attributes(std::string& output) const {
     for (const Attribute* attribute = first_attribute_; attribute != nullptr; attribute = attribute->next) {
         output += attribute->markup;
+    }
+}
+
+void ReplyElement::write_content(std::string& output) const {
+    output += text_;
+    if (list_ != nullptr) {
+        list_->write(output);
+    }
+}
+
+MarkupRope& ReplyElement::get_list() {
+    if (list_ == nullptr) {
+        list_ = std::make_unique<MarkupRope>();
+    }
+    return *list_;
+}
+
+void ReplyElement::require(bool condition) const {
+    if (!condition) {
+        throw std::logic_error("An element of a reply has either text or children, those of a list first.");
     }
 }
 

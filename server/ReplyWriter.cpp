@@ -38,12 +38,12 @@ bool ReplyWriter::write_start(const ReplyElement& element) {
     output_ += '<';
     output_ += element.tagName();
     element.write_attributes(output_);
-    if (element.get_text().empty() && element.firstChild() == nullptr) {
+    if (element.is_empty()) {
         output_ += "/>";
         return false;
     }
     output_ += '>';
-    output_ += element.get_text();
+    element.write_content(output_);
     return true;
 }
 

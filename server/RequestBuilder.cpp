@@ -13,16 +13,11 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <random>
 
 namespace kx::information_model::opc {
 
 namespace {
-
-// Separates namespace, local name and prefix in expat's names. No name holds it.
-constexpr XML_Char NAME_SEPARATOR = '\t';
-
-// A request has some twenty different names.
-constexpr unsigned long NAME_POOL_SIZE = 127;
 
 int convert_character(void* encoding, const char* bytes) {
     return static_cast<const Poco::TextEncoding*>(encoding)->convert(
@@ -44,6 +39,15 @@ int handle_unknown_encoding(void* /*user_data*/, const XML_Char* name, XML_Encod
     } catch (...) {
         return XML_STATUS_ERROR;
     }
+}
+
+// Against clients that choose names which collide. Expat would ask the system for a salt each time.
+unsigned long get_hash_salt() {
+    static const unsigned long salt = [] {
+        std::random_device random;
+        return (static_cast<unsigned long>(random()) << 32U | random()) | 1U;  // zero means none
+    }();
+    return salt;
 }
 
 }  // namespace
@@ -87,30 +91,7 @@ struct RequestBuilder::Callbacks {
     }
 };
 
-void RequestBuilder::QualifiedName::assign(const char* expat_name) {
-    const char* const separator = std::strchr(expat_name, NAME_SEPARATOR);
-    if (separator == nullptr) {
-        uri.clear();
-        local_name = expat_name;
-        name = local_name;
-        return;
-    }
-    uri.assign(expat_name, separator);
-    const char* const local = separator + 1;
-    const char* const prefix_separator = std::strchr(local, NAME_SEPARATOR);
-    if (prefix_separator == nullptr) {
-        local_name = local;
-        name = local_name;
-        return;
-    }
-    local_name.assign(local, prefix_separator);
-    name.assign(prefix_separator + 1).append(1, ':').append(local_name);
-}
-
-RequestBuilder::RequestBuilder() {
-    const Poco::AutoPtr<Poco::XML::NamePool> names = new Poco::XML::NamePool(NAME_POOL_SIZE);
-    document_ = new ArenaDocument(const_cast<Poco::XML::NamePool&>(*names));
-}
+RequestBuilder::RequestBuilder() : document_(new RequestDocument(NameTable::get_for_thread())) {}
 
 RequestBuilder::~RequestBuilder() = default;
 
@@ -124,6 +105,7 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(const char* xml, std::s
         throw std::bad_alloc();
     }
     parser_ = parser.get();
+    XML_SetHashSalt(parser_, get_hash_salt());
     XML_SetUserData(parser_, this);
     XML_SetReturnNSTriplet(parser_, XML_TRUE);
     XML_SetElementHandler(parser_, Callbacks::start_element, Callbacks::end_element);
@@ -162,14 +144,11 @@ void RequestBuilder::start_element(const char* name, const char** attributes) {
         throw RequestLimitException("elements nest too deep");
     }
     flush_text();
-    name_.assign(name);
-    Poco::AutoPtr<ArenaElement> element =
-        new (*document_) ArenaElement(*document_, name_.uri, name_.local_name, name_.name);
-    const int specified = XML_GetSpecifiedAttributeCount(parser_);
-    for (int index = 0; attributes[index] != nullptr; index += 2) {
-        name_.assign(attributes[index]);
-        element->append_attribute(name_.uri, name_.local_name, name_.name, attributes[index + 1],
-                                  index < specified);
+    NameTable& names = document_->get_names();
+    Poco::AutoPtr<RequestElement> element =
+        new (document_->get_memory()) RequestElement(*document_, names.get(name));
+    for (; *attributes != nullptr; attributes += 2) {
+        element->append_attribute(names.get(attributes[0]), attributes[1]);
     }
     append(element);
     open_elements_.push_back(element);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/arena_dom.h"
+#include "server/RequestElement.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Document.h>
@@ -45,20 +45,12 @@ public:
     /// @param size  at most the largest int
     /// @throws RequestLimitException        on what is refused
     /// @throws Poco::XML::XMLException      on what is not well-formed
-    /// @throws Poco::PoolOverflowException  on more different names than a request can have in good faith
+    /// @throws Poco::PoolOverflowException  on more than `NameTable::MAXIMUM_REQUEST_NAMES` different names,
+    ///                                      if there is no room for them from requests before
     Poco::AutoPtr<Poco::XML::Document> build(const char* xml, std::size_t size);
 
 private:
     struct Callbacks;
-
-    /// A name as expat gives it, taken apart. Kept for the capacity of its strings.
-    struct QualifiedName {
-        std::string uri;
-        std::string local_name;
-        std::string name;
-
-        void assign(const char* expat_name);
-    };
 
     /// Texts that adjoin become one node, as long as they are of one kind.
     enum class TEXT_KIND { TEXT, CDATA };
@@ -76,14 +68,13 @@ private:
     void append(Poco::XML::Node* node);
     void flush_text();
 
-    Poco::AutoPtr<ArenaDocument> document_;
+    Poco::AutoPtr<RequestDocument> document_;
     XML_ParserStruct* parser_ = nullptr;
     std::exception_ptr failure_;
-    std::vector<ArenaElement*> open_elements_;
+    std::vector<RequestElement*> open_elements_;
     std::string text_;  // not yet in the document
     TEXT_KIND text_kind_ = TEXT_KIND::TEXT;
     bool in_cdata_ = false;
-    QualifiedName name_;
 };
 
 }  // namespace kx::information_model::opc

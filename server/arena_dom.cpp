@@ -11,8 +11,8 @@ ArenaDocument::ArenaDocument(Poco::XML::NamePool& names) : Poco::XML::Document(&
 ArenaDocument::~ArenaDocument() = default;
 
 ArenaAttr::ArenaAttr(ArenaDocument& document, const std::string& namespace_uri, const std::string& local_name,
-                     const std::string& name, const std::string& value, bool specified)
-    : InArena(&document, nullptr, namespace_uri, local_name, name, value, specified) {}
+                     const std::string& name, const std::string& value)
+    : InArena(&document, nullptr, namespace_uri, local_name, name, value, true) {}
 
 ArenaAttr::~ArenaAttr() = default;
 
@@ -22,28 +22,20 @@ ArenaText::~ArenaText() = default;
 
 ArenaElement::ArenaElement(ArenaDocument& document, const std::string& namespace_uri,
                            const std::string& local_name, const std::string& name)
-    : InArena(&document, namespace_uri, local_name, name), document_(document), appender_(this) {}
+    : InArena(&document, namespace_uri, local_name, name), appender_(this) {}
 
 ArenaElement::~ArenaElement() = default;
 
 Poco::XML::Node* ArenaElement::appendChild(Poco::XML::Node* child) {
     appender_.appendChild(child);
+    ++child_count_;
     return child;
 }
 
 void ArenaElement::append_text_node(const std::string& text) {
-    Poco::AutoPtr<ArenaText> node = new (document_) ArenaText(document_, text);
+    ArenaDocument& document = get_document();
+    Poco::AutoPtr<ArenaText> node = new (document.get_memory()) ArenaText(document, text);
     appendChild(node);
-}
-
-void ArenaElement::append_attribute(const std::string& namespace_uri, const std::string& local_name,
-                                    const std::string& name, const std::string& value, bool specified) {
-    Poco::AutoPtr<ArenaAttr> attribute =
-        new (document_) ArenaAttr(document_, namespace_uri, local_name, name, value, specified);
-    last_attribute_ = addAttributeNodeNP(last_attribute_, attribute);
-    if (first_attribute_ == nullptr) {
-        first_attribute_ = last_attribute_;
-    }
 }
 
 }  // namespace kx::information_model::opc

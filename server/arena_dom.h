@@ -40,25 +40,26 @@ protected:
     ~ArenaDocument() override;
 };
 
-/// Gives a node class of POCO's the memory of its document.
+/// Makes a node class of POCO's lie in memory that is given back without it.
 template <class Node>
 class InArena : public Node {
 public:
-    static void* operator new(std::size_t size, ArenaDocument& document) {
-        return document.get_memory().allocate(size);
+    static void* operator new(std::size_t size, std::pmr::memory_resource& memory) {
+        return memory.allocate(size);
     }
-    static void operator delete(void* /*node*/, ArenaDocument& /*document*/) noexcept {}
-    static void operator delete(void* /*node*/) noexcept {}  // the document gives it back
+    static void operator delete(void* /*node*/, std::pmr::memory_resource& /*memory*/) noexcept {}
+    static void operator delete(void* /*node*/) noexcept {}
 
 protected:
     using Node::Node;
     ~InArena() override = default;
 };
 
+/// An attribute that stands in the text.
 class ArenaAttr final : public InArena<Poco::XML::Attr> {
 public:
     ArenaAttr(ArenaDocument& document, const std::string& namespace_uri, const std::string& local_name,
-              const std::string& name, const std::string& value, bool specified);
+              const std::string& name, const std::string& value);
 
 protected:
     ~ArenaAttr() override;
@@ -72,7 +73,7 @@ protected:
     ~ArenaText() override;
 };
 
-/// Requires: children and attributes are only appended; nothing is inserted, replaced or removed.
+/// Requires: children are only appended; nothing is inserted, replaced or removed.
 class ArenaElement : public InArena<Poco::XML::Element> {
 public:
     ArenaElement(ArenaDocument& document, const std::string& namespace_uri, const std::string& local_name,
@@ -83,23 +84,17 @@ public:
     /// Appends a text node.
     void append_text_node(const std::string& text);
 
-    /// Appends an attribute that the element does not have yet.
-    void append_attribute(const std::string& namespace_uri, const std::string& local_name,
-                          const std::string& name, const std::string& value, bool specified);
+    /// How many nodes were appended.
+    std::size_t get_child_count() const noexcept { return child_count_; }
 
-    /// The first of the attributes appended here, null if there is none; the others are its siblings.
-    const Poco::XML::Attr* get_first_attribute() const noexcept { return first_attribute_; }
-
-    ArenaDocument& get_document() const noexcept { return document_; }
+    ArenaDocument& get_document() const noexcept { return static_cast<ArenaDocument&>(*ownerDocument()); }
 
 protected:
     ~ArenaElement() override;
 
 private:
-    ArenaDocument& document_;
     Poco::XML::NodeAppender appender_;
-    Poco::XML::Attr* first_attribute_ = nullptr;
-    Poco::XML::Attr* last_attribute_ = nullptr;
+    std::size_t child_count_ = 0;
 };
 
 }  // namespace kx::information_model::opc

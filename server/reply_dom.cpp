@@ -4,6 +4,8 @@
 
 #include <Poco/XML/NamePool.h>
 
+#include <stdexcept>
+
 namespace kx::information_model::opc {
 
 namespace {
@@ -30,10 +32,13 @@ Poco::AutoPtr<Poco::XML::Document> create_reply_document() {
 Poco::AutoPtr<Poco::XML::Element> create_element(const Poco::XML::Document& document,
                                                  const std::string& name) {
     auto& reply = static_cast<ReplyDocument&>(const_cast<Poco::XML::Document&>(document));
-    return new (reply) ReplyElement(reply, name);
+    return ReplyElement::create(reply, name);
 }
 
 Poco::AutoPtr<Poco::XML::Element> append_element(Poco::XML::Element& parent, const std::string& name) {
+    if (as_reply_element(parent).is_open_list()) {
+        throw std::logic_error("What is appended to an open list has to be complete.");
+    }
     auto element = create_element(*parent.ownerDocument(), name);
     parent.appendChild(element);
     return element;
@@ -41,6 +46,10 @@ Poco::AutoPtr<Poco::XML::Element> append_element(Poco::XML::Element& parent, con
 
 void set_attribute(Poco::XML::Element& element, std::string_view name, std::string_view value) {
     as_reply_element(element).set_attribute(name, value);
+}
+
+void append_text_element(Poco::XML::Element& parent, std::string_view name, std::string_view text) {
+    as_reply_element(parent).append_text_child(name, text);
 }
 
 void append_text(Poco::XML::Element& element, std::string_view text) {

@@ -25,7 +25,12 @@ Poco::AutoPtr<Poco::XML::Element> create_element(const Poco::XML::Document& docu
 
 /// Makes an element in the parent's document and appends it.
 /// @param parent  made by one of these functions, as in all below
+/// @throws std::logic_error  if the parent is an open list: see `ListBuilder`
 Poco::AutoPtr<Poco::XML::Element> append_element(Poco::XML::Element& parent, const std::string& name);
+
+/// Appends an element that has nothing but text. Cheaper than `append_element`, since it cannot be changed.
+/// @throws std::logic_error  if the parent has text, or children that were appended otherwise
+void append_text_element(Poco::XML::Element& parent, std::string_view name, std::string_view text);
 
 /// Sets an attribute. Characters that XML cannot carry become U+FFFD.
 void set_attribute(Poco::XML::Element& element, std::string_view name, std::string_view value);

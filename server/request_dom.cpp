@@ -1,10 +1,8 @@
 #include "server/request_dom.h"
 
-#include "server/arena_dom.h"
+#include "server/RequestElement.h"
 
-#include <Poco/DOM/Attr.h>
 #include <Poco/DOM/AutoPtr.h>
-#include <Poco/DOM/Element.h>
 #include <Poco/DOM/NamedNodeMap.h>
 
 #include <string_view>
@@ -14,24 +12,40 @@ namespace kx::information_model::opc {
 
 namespace {
 
-// The others are its siblings. Only elements that are not the request parser's need a map to get there.
-const Poco::XML::Node* get_first_attribute(const Poco::XML::Element& element) {
-    if (typeid(element) == typeid(ArenaElement)) {
-        return static_cast<const ArenaElement&>(element).get_first_attribute();
-    }
-    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = element.attributes();
-    return attributes->item(0);
+const RequestElement* as_request_element(const Poco::XML::Node& node) {
+    return typeid(node) == typeid(RequestElement) ? static_cast<const RequestElement*>(&node) : nullptr;
 }
 
-const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, std::string_view uri,
-                                      std::string_view local_name) {
-    const auto& element = static_cast<const Poco::XML::Element&>(node);
-    const Poco::XML::Node* attribute = get_first_attribute(element);
+// Null if there is none.
+const Poco::XML::Node* find_attribute_node(const Poco::XML::Node& node, std::string_view uri,
+                                           std::string_view local_name) {
+    if (node.nodeType() != Poco::XML::Node::ELEMENT_NODE || !node.hasAttributes()) {
+        return nullptr;
+    }
+    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = node.attributes();
+    const Poco::XML::Node* attribute = attributes->item(0);
     while (attribute != nullptr &&
            (attribute->localName() != local_name || attribute->namespaceURI() != uri)) {
         attribute = attribute->nextSibling();
     }
     return attribute;
+}
+
+// What `find(uri, local_name)` finds for the first of the names that a qualified name stands for.
+template <class Find>
+auto find_by_name(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces, Find find)
+    -> decltype(find(std::string_view(), std::string_view())) {
+    const auto colon = qualified_name.find(':');
+    if (colon == std::string::npos) {
+        return find({}, qualified_name);
+    }
+    const std::string& uri = namespaces.getURI(qualified_name.substr(0, colon));
+    if (uri.empty()) {
+        return {};
+    }
+    const std::string_view local_name = std::string_view(qualified_name).substr(colon + 1);
+    const auto attribute = find(uri, local_name);
+    return attribute ? attribute : find({}, local_name);
 }
 
 }  // namespace
@@ -59,20 +73,33 @@ const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::stri
 
 const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::string& qualified_name,
                                       const Poco::XML::NamespaceSupport& namespaces) {
-    if (node.nodeType() != Poco::XML::Node::ELEMENT_NODE || !node.hasAttributes()) {
-        return nullptr;
+    return find_by_name(qualified_name, namespaces, [&](std::string_view uri, std::string_view local_name) {
+        return find_attribute_node(node, uri, local_name);
+    });
+}
+
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node,
+                                                    const std::string& qualified_name,
+                                                    const Poco::XML::NamespaceSupport& namespaces) {
+    return find_by_name(qualified_name, namespaces, [&](std::string_view uri, std::string_view local_name) {
+        return find_attribute_text(node, uri, local_name);
+    });
+}
+
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node, std::string_view uri,
+                                                    std::string_view local_name) {
+    if (const RequestElement* element = as_request_element(node)) {
+        return element->find_attribute_text(uri, local_name);
     }
-    const auto colon = qualified_name.find(':');
-    if (colon == std::string::npos) {
-        return find_attribute(node, {}, qualified_name);
+    if (const Poco::XML::Node* attribute = find_attribute_node(node, uri, local_name)) {
+        return attribute->getNodeValue();
     }
-    const std::string& uri = namespaces.getURI(qualified_name.substr(0, colon));
-    if (uri.empty()) {
-        return nullptr;
-    }
-    const std::string_view local_name = std::string_view(qualified_name).substr(colon + 1);
-    const Poco::XML::Node* attribute = find_attribute(node, uri, local_name);
-    return attribute != nullptr ? attribute : find_attribute(node, {}, local_name);
+    return std::nullopt;
+}
+
+std::size_t get_child_count(const Poco::XML::Node& parent) {
+    const RequestElement* element = as_request_element(parent);
+    return element == nullptr ? 0 : element->get_child_count();
 }
 
 }  // namespace kx::information_model::opc

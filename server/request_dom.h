@@ -3,7 +3,10 @@
 #include <Poco/DOM/Node.h>
 #include <Poco/SAX/NamespaceSupport.h>
 
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 
 /// Look-ups in a parsed request, by namespace URI and local name. They find what a path look-up would find,
 /// without building and parsing a path text each time.
@@ -49,5 +52,19 @@ void for_each_child(const Poco::XML::Node& parent, const std::string& qualified_
 /// @return borrowed, null if there is none
 const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::string& qualified_name,
                                       const Poco::XML::NamespaceSupport& namespaces);
+
+/// The text of the attribute that `find_attribute` finds; valid as long as the document. Of a request's own
+/// elements it costs no node.
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node,
+                                                    const std::string& qualified_name,
+                                                    const Poco::XML::NamespaceSupport& namespaces);
+
+/// The text of the attribute that has exactly this namespace, none if `uri` is empty.
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node, std::string_view uri,
+                                                    std::string_view local_name);
+
+/// How many nodes `parent` has as children, to reserve memory for what becomes of them. Zero if counting
+/// would take a walk.
+std::size_t get_child_count(const Poco::XML::Node& parent);
 
 }  // namespace kx::information_model::opc

@@ -1,6 +1,7 @@
 #include "services/Browse.h"
 
 #include "server/Error.h"
+#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/xml_names.h"
 #include "services/item_lookup.h"
@@ -68,6 +69,7 @@ Poco::AutoPtr<Poco::XML::Element> Browse::process() {
     const utility::OnScopeExit result(
         [this, response] { append_result(response, reply_names::BROWSE_RESULT, client_request_handle_); });
     const Item& root = get_root_item(get_model());
+    const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);
     const Item& item = find_item(root, path_);
     switch (item.get_item_type()) {

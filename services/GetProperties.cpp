@@ -1,5 +1,6 @@
 #include "services/GetProperties.h"
 
+#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -30,6 +31,7 @@ Poco::AutoPtr<Poco::XML::Element> GetProperties::process() {
     });
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
+    const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);
     for (const Path& path : item_paths_) {
         try {

@@ -1,5 +1,6 @@
 #include "services/Read.h"
 
+#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -21,6 +22,7 @@ Read::Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* reque
     if (list == nullptr) {
         return;
     }
+    items_.reserve(get_child_count(*list));
     for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
         Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, "."));
         items_.emplace_back(std::move(path),
@@ -38,6 +40,7 @@ Poco::AutoPtr<Poco::XML::Element> Read::process() {
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
+    const ListBuilder builder(*list);
     const std::shared_lock<const Tree> lock(root);
     for (const RequestItem& request_item : items_) {
         const Path& path = std::get<Path>(request_item);

@@ -2,6 +2,7 @@
 
 #include "codec/value_content.h"
 #include "codec/value_reader.h"
+#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -97,6 +98,7 @@ Write::Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* req
     if (list == nullptr) {
         return;
     }
+    items_.reserve(get_child_count(*list));
     for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
         Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, ""));
         auto handle = get_attribute<std::string>(&node, request_names::CLIENT_ITEM_HANDLE, "");
@@ -112,9 +114,8 @@ Write::~Write() = default;
 
 Value Write::get_value(const Poco::XML::Node* node) const {
     // Unlike other attributes this one needs its namespace: a plain "type" is somebody else's.
-    const auto& element = static_cast<const Poco::XML::Element&>(*node);
-    const Poco::XML::Attr* type = element.getAttributeNodeNS(xml_namespaces::XSI, "type");
-    const ValueReader read = type == nullptr ? nullptr : find_value_reader(type->nodeValue());
+    const auto type = find_attribute_text(*node, xml_namespaces::XSI, "type");
+    const ValueReader read = type ? find_value_reader(std::string(*type)) : nullptr;
     if (read == nullptr) {
         throw std::invalid_argument("Unsupported type.");
     }
@@ -129,6 +130,7 @@ Poco::AutoPtr<Poco::XML::Element> Write::process() {
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
+    const ListBuilder builder(*list);
     std::unique_lock<Tree> lock(root);
     for (RequestItem& item : items_) {
         Variable* const variable = find_variable(root, std::get<Path>(item), diagnostics);

@@ -1,5 +1,6 @@
 #include "subscriptions/Subscribe.h"
 
+#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -56,6 +57,7 @@ Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
+    const ListBuilder builder(*list);
     const std::shared_lock<const Tree> lock(root);
     for (const SubscriptionItem& item : subscription_->items) {
         try {
@@ -87,7 +89,9 @@ void Subscribe::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& v
 }
 
 void Subscribe::append_item(Poco::XML::Element& list, Poco::AutoPtr<Poco::XML::Element> item_value) const {
-    append_element(list, reply_names::ITEMS)->appendChild(item_value);
+    auto items = create_element(get_document(), reply_names::ITEMS);
+    items->appendChild(item_value);
+    list.appendChild(items);
 }
 
 }  // namespace kx::information_model::opc

@@ -1,5 +1,6 @@
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
+#include "server/ListBuilder.h"
 #include "server/RequestBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
@@ -94,11 +95,11 @@ Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
     return response;
 }
 
-void SubscriptionPolledRefresh::refresh(Subscription& subscription,
-                                        const Poco::AutoPtr<Poco::XML::Element>& list,
+void SubscriptionPolledRefresh::refresh(Subscription& subscription, Poco::AutoPtr<Poco::XML::Element> list,
                                         Diagnostics& diagnostics) const {
     const Item& root = get_root_item(get_model());
     const TimePoint last_poll = subscription.last_poll;
+    const ListBuilder builder(*list);
     for (const SubscriptionItem& item : get_items(subscription)) {
         try {
             visit_item(

@@ -41,7 +41,7 @@ protected:
 private:
     /// Reports one subscription.
     /// Requires: tree lock held.
-    void refresh(Subscription& subscription, const Poco::AutoPtr<Poco::XML::Element>& list,
+    void refresh(Subscription& subscription, Poco::AutoPtr<Poco::XML::Element> list,
                  Diagnostics& diagnostics) const;
 
     void to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Domain& domain, const SubscriptionItem& item,

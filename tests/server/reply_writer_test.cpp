@@ -1,5 +1,6 @@
 #include "server/ReplyWriter.h"
 
+#include "server/ListBuilder.h"
 #include "server/markup.h"
 #include "server/reply_dom.h"
 #include "server/serialize.h"
@@ -101,11 +102,41 @@ private:
             }
             return;
         }
+        if (pick(4) == 0) {
+            append_text_children(element, plain_element);
+        }
+        if (element.firstChild() == nullptr && pick(2) == 0) {
+            const ListBuilder builder(element);
+            for (std::size_t count = depth < 6 ? pick(5) : 0; count > 0; --count) {
+                auto child = create_child(*reply, plain_element, depth);
+                element.appendChild(child);
+            }
+        }
         for (std::size_t count = depth < 6 ? pick(4) : 0; count > 0; --count) {
+            element.appendChild(create_child(*reply, plain_element, depth));
+        }
+    }
+
+    Poco::AutoPtr<Element> create_child(const Document& document, Element& plain_parent, int depth) {
+        const std::string name = create_name();
+        Poco::AutoPtr<Element> plain_child = plain->createElement(name);
+        plain_parent.appendChild(plain_child);
+        auto child = create_element(document, name);
+        fill(*child, *plain_child, depth + 1);
+        return child;
+    }
+
+    void append_text_children(Element& element, Element& plain_element) {
+        for (std::size_t count = pick(4); count > 0; --count) {
             const std::string name = create_name();
+            const std::string text = create_text();
+            append_text_element(element, name, text);
             Poco::AutoPtr<Element> plain_child = plain->createElement(name);
             plain_element.appendChild(plain_child);
-            fill(*append_element(element, name), *plain_child, depth + 1);
+            if (!text.empty()) {
+                Poco::AutoPtr<Poco::XML::Text> node = plain->createTextNode(text);
+                plain_child->appendChild(node);
+            }
         }
     }
 
@@ -115,7 +146,10 @@ private:
 TEST(ReplyWriter, WritesWhatDomWriterWrites) {
     for (unsigned seed = 0; seed < 5000; ++seed) {
         const Generator generator(seed);
-        ASSERT_EQ(serialize(generator.reply), write_with_dom_writer(*generator.plain)) << "seed " << seed;
+        const std::string text = serialize(generator.reply);
+        ASSERT_EQ(text, write_with_dom_writer(*generator.plain)) << "seed " << seed;
+        const auto& reply = static_cast<const ReplyDocument&>(*generator.reply);
+        ASSERT_GE(DECLARATION.size() + reply.get_markup_size(), text.size()) << "seed " << seed;
     }
 }
 

@@ -1,4 +1,5 @@
 #include "server/RequestParser.h"
+#include "server/request_dom.h"
 
 #include <Poco/DOM/Attr.h>
 #include <Poco/DOM/DOMParser.h>
@@ -361,7 +362,8 @@ TEST(ParseRequest, GivesExpatTheWholeBodyAtOnce) {
 
 TEST(ParseRequest, TakesLargeTokens) {
     const std::string large(std::size_t{8} << 20U, 'x');
-    EXPECT_EQ(parse_request("<a x='" + large + "'/>")->documentElement()->getAttribute("x"), large);
+    const auto document = parse_request("<a x='" + large + "'/>");
+    EXPECT_EQ(find_attribute_text(*document->documentElement(), "", "x"), large);
     EXPECT_EQ(parse_request("<a><![CDATA[" + large + "]]></a>")->documentElement()->innerText(), large);
     EXPECT_EQ(parse_request("<a><!--" + large + "--></a>")->documentElement()->firstChild()->getNodeValue(),
               large);

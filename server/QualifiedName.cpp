@@ -1,0 +1,61 @@
+#include "server/QualifiedName.h"
+
+#include <Poco/Exception.h>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+constexpr std::size_t MAXIMUM_KEPT_NAMES = 64;
+constexpr std::size_t MAXIMUM_KEPT_SIZE = 8 * 1024;
+
+// A hash table with room to spare, in size a prime number.
+constexpr unsigned long POOL_SIZE = 251;
+static_assert(POOL_SIZE > MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES);
+
+}  // namespace
+
+QualifiedName::QualifiedName(std::string_view expat_name) {
+    const std::size_t separator = expat_name.find(NAME_SEPARATOR);
+    if (separator == std::string_view::npos) {
+        local_name = expat_name;
+        name = local_name;
+        return;
+    }
+    uri = expat_name.substr(0, separator);
+    expat_name.remove_prefix(separator + 1);
+    const std::size_t prefix_separator = expat_name.find(NAME_SEPARATOR);
+    local_name = expat_name.substr(0, prefix_separator);
+    if (prefix_separator != std::string_view::npos) {
+        name.append(expat_name, prefix_separator + 1).append(1, ':');
+    }
+    name += local_name;
+}
+
+NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}
+
+std::shared_ptr<NameTable> NameTable::get_for_thread() {
+    static thread_local std::shared_ptr<NameTable> table;
+    if (table == nullptr || !table->is_worth_keeping()) {
+        table = std::make_shared<NameTable>();
+    }
+    return table;
+}
+
+const QualifiedName& NameTable::get(std::string_view expat_name) {
+    const auto known = names_.find(expat_name);
+    if (known != names_.end()) {
+        return known->second;
+    }
+    if (names_.size() == MAXIMUM_KEPT_NAMES + MAXIMUM_REQUEST_NAMES) {
+        throw Poco::PoolOverflowException("names of a request");
+    }
+    size_ += expat_name.size();
+    return names_.try_emplace(std::string(expat_name), expat_name).first->second;
+}
+
+bool NameTable::is_worth_keeping() const noexcept {
+    return names_.size() <= MAXIMUM_KEPT_NAMES && size_ <= MAXIMUM_KEPT_SIZE;
+}
+
+}  // namespace kx::information_model::opc

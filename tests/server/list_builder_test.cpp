@@ -1,0 +1,127 @@
+#include "server/ListBuilder.h"
+
+#include "server/MarkupRope.h"
+#include "server/reply_dom.h"
+#include "support/allocation_count.h"
+#include "support/reply_text.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace kx::information_model::opc {
+namespace {
+
+using testing::to_text;
+
+class ListBuilding : public ::testing::Test {
+protected:
+    void append_item(int number) {
+        auto item = create_element(*document, "Item");
+        set_attribute(*item, "number", std::to_string(number));
+        append_text(*append_element(*item, "Value"), "text");
+        list->appendChild(item);
+    }
+
+    Poco::AutoPtr<Poco::XML::Document> document = create_reply_document();
+    Poco::AutoPtr<Poco::XML::Element> list = create_element(*document, "List");
+};
+
+TEST_F(ListBuilding, WritesWhatIsAppended) {
+    {
+        const ListBuilder builder(*list);
+        append_item(1);
+        append_item(2);
+    }
+    EXPECT_EQ(
+        to_text(*list),
+        R"(<List><Item number="1"><Value>text</Value></Item><Item number="2"><Value>text</Value></Item></List>)");
+}
+
+TEST_F(ListBuilding, LeavesAnEmptyListEmpty) {
+    { const ListBuilder builder(*list); }
+    EXPECT_EQ(to_text(*list), "<List/>");
+}
+
+TEST_F(ListBuilding, GoesOnWithAnotherBuilderAndWithOrdinaryChildren) {
+    set_attribute(*list, "before", "1");
+    {
+        const ListBuilder builder(*list);
+        list->appendChild(create_element(*document, "a"));
+        set_attribute(*list, "meanwhile", "2");
+    }
+    {
+        const ListBuilder builder(*list);
+        list->appendChild(create_element(*document, "b"));
+    }
+    append_text_element(*list, "c", "<");
+    append_element(*list, "d");
+    set_attribute(*list, "after", "3");
+    EXPECT_EQ(to_text(*list), R"(<List after="3" before="1" meanwhile="2"><a/><b/><c>&lt;</c><d/></List>)");
+}
+
+TEST_F(ListBuilding, KeepsWhatWasMadeMeanwhileAndNotAppendedToTheList) {
+    auto root = create_element(*document, "root");
+    Poco::AutoPtr<Poco::XML::Element> kept;
+    {
+        const ListBuilder builder(*list);
+        append_item(1);
+        kept = create_element(*document, "kept");
+        root->appendChild(kept);
+        for (int number = 0; number < 1000; ++number) {
+            append_item(number);
+        }
+    }
+    set_attribute(*kept, "a", "b");
+    EXPECT_EQ(to_text(*root), R"(<root><kept a="b"/></root>)");
+}
+
+TEST_F(ListBuilding, TakesNoMemoryForEachItem) {
+    const ListBuilder builder(*list);
+    for (int number = 0; number < 10'000; ++number) {
+        append_item(number);  // the list's text has grown to pieces of the largest size
+    }
+    const std::size_t before = testing::get_allocation_count();
+    for (int number = 0; number < 1000; ++number) {
+        append_item(number);
+    }
+    EXPECT_LT(testing::get_allocation_count() - before, 20U);
+}
+
+TEST_F(ListBuilding, RefusesWhatHasTextOrChildren) {
+    append_text(*list, "text");
+    EXPECT_THROW(ListBuilder{*list}, std::logic_error);
+    auto other = create_element(*document, "other");
+    append_element(*other, "child");
+    EXPECT_THROW(ListBuilder{*other}, std::logic_error);
+    EXPECT_THROW(append_text_element(*other, "late", ""), std::logic_error);
+    EXPECT_EQ(to_text(*other), "<other><child/></other>");
+}
+
+TEST_F(ListBuilding, RefusesTextAndIncompleteChildren) {
+    const ListBuilder builder(*list);
+    EXPECT_THROW(append_element(*list, "incomplete"), std::logic_error);
+    EXPECT_THROW(ListBuilder{*list}, std::logic_error);
+    append_item(1);
+    EXPECT_THROW(append_text(*list, "text"), std::logic_error);
+}
+
+TEST(MarkupRope, HoldsWhatWasAppended) {
+    MarkupRope rope;
+    EXPECT_TRUE(rope.is_empty());
+    std::string expected;
+    for (int number = 0; number < 20'000; ++number) {
+        const std::string text =
+            std::to_string(number) + (number % 1000 == 0 ? std::string(100'000, 'x') : " ");
+        rope.get_end() += text;
+        expected += text;
+    }
+    EXPECT_FALSE(rope.is_empty());
+    std::string text = "start ";
+    rope.write(text);
+    EXPECT_EQ(text, "start " + expected);
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

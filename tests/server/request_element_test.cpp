@@ -1,0 +1,119 @@
+#include "server/RequestElement.h"
+
+#include "ParsedRequest.h"
+#include "server/request_dom.h"
+
+#include <Poco/DOM/Attr.h>
+#include <Poco/DOM/Element.h>
+#include <Poco/Exception.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace kx::information_model::opc {
+namespace {
+
+using testing::create_element_text;
+using testing::ParsedRequest;
+
+TEST(QualifiedName, IsTakenApart) {
+    const QualifiedName plain("local");
+    EXPECT_EQ(plain.uri, "");
+    EXPECT_EQ(plain.local_name, "local");
+    EXPECT_EQ(plain.name, "local");
+
+    const QualifiedName by_default("urn:a\tlocal");
+    EXPECT_EQ(by_default.uri, "urn:a");
+    EXPECT_EQ(by_default.local_name, "local");
+    EXPECT_EQ(by_default.name, "local");
+
+    const QualifiedName prefixed("urn:a\tlocal\tp");
+    EXPECT_EQ(prefixed.uri, "urn:a");
+    EXPECT_EQ(prefixed.local_name, "local");
+    EXPECT_EQ(prefixed.name, "p:local");
+}
+
+TEST(NameTable, GivesTheSameObjectForTheSameName) {
+    NameTable table;
+    const QualifiedName& name = table.get("urn:a\tlocal");
+    for (int number = 0; number < 100; ++number) {
+        table.get("other" + std::to_string(number));
+    }
+    EXPECT_EQ(&table.get("urn:a\tlocal"), &name);
+    EXPECT_NE(&table.get("urn:a\tlocal\tp"), &name);
+}
+
+TEST(NameTable, IsKeptForTheThread) {
+    const auto table = NameTable::get_for_thread();
+    table->get("kept");
+    EXPECT_EQ(NameTable::get_for_thread(), table);
+}
+
+TEST(NameTable, HasRoomForARequestWhenItIsKept) {
+    auto table = NameTable::get_for_thread();
+    for (int number = 0; number < 64; ++number) {
+        table->get("kept" + std::to_string(number));
+    }
+    table = NameTable::get_for_thread();
+    for (std::size_t number = 0; number < NameTable::MAXIMUM_REQUEST_NAMES; ++number) {
+        EXPECT_NO_THROW(table->get("new" + std::to_string(number)));
+    }
+}
+
+TEST(NameTable, IsNotKeptWithManyNames) {
+    const auto table = NameTable::get_for_thread();
+    for (int number = 0; number < 65; ++number) {
+        table->get("many" + std::to_string(number));
+    }
+    EXPECT_NE(NameTable::get_for_thread(), table);
+}
+
+TEST(NameTable, IsNotKeptWithLongNames) {
+    const auto table = NameTable::get_for_thread();
+    table->get(std::string(100'000, 'n'));
+    EXPECT_NE(NameTable::get_for_thread(), table);
+}
+
+TEST(NameTable, RefusesEndlessNames) {
+    NameTable table;
+    const auto add_thousand = [&] {
+        for (int number = 0; number < 1000; ++number) {
+            table.get("n" + std::to_string(number));
+        }
+    };
+    EXPECT_THROW(add_thousand(), Poco::PoolOverflowException);
+    EXPECT_EQ(table.get("n0").name, "n0");
+}
+
+TEST(RequestElement, ShowsItsAttributesToPocoOnceTheyWereAskedFor) {
+    const ParsedRequest request(create_element_text("E", "A='1' x:B='2'"));
+    const Poco::XML::Element& element = *request.get_root();
+    EXPECT_TRUE(element.hasAttributes());
+    for (int times = 0; times < 2; ++times) {
+        const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = element.attributes();
+        EXPECT_EQ(attributes->length(), 2U);
+        EXPECT_EQ(element.getAttribute("A"), "1");
+        EXPECT_EQ(element.getAttributeNS("urn:foreign", "B"), "2");
+        EXPECT_EQ(element.getAttributeNode("A")->ownerElement(), &element);
+    }
+}
+
+TEST(RequestElement, FindsTextsByNamespaceAndLocalName) {
+    const ParsedRequest request(create_element_text("E", "A='1' x:B='2'"));
+    const auto& element = dynamic_cast<const RequestElement&>(*request.get_root());
+    EXPECT_EQ(element.find_attribute_text("", "A"), "1");
+    EXPECT_EQ(element.find_attribute_text("urn:foreign", "B"), "2");
+    EXPECT_EQ(element.find_attribute_text("", "B"), std::nullopt);
+    EXPECT_EQ(element.find_attribute_text("urn:foreign", "A"), std::nullopt);
+}
+
+TEST(RequestElement, KnowsItsChildCount) {
+    const ParsedRequest request(create_element_text("E", "", "<a/>text<b/><!--c-->"));
+    EXPECT_EQ(get_child_count(*request.get_root()), 4U);
+    const ParsedRequest other(create_element_text("E", "", "<a/>"), testing::PARSER::POCO);
+    EXPECT_EQ(get_child_count(*other.get_root()), 0U);
+}
+
+}  // namespace
+}  // namespace kx::information_model::opc

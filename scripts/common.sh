@@ -19,6 +19,7 @@ test_packages=(
   libgtest-dev:/usr/include/gtest/gtest.h
   openssl:openssl
   pkgconf:pkg-config
+  python3:python3
 )
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp

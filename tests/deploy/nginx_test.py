@@ -26,6 +26,7 @@ READ = f'<Read><ItemList><Items ItemName="{SETPOINT}"/></ItemList></Read>'
 BODY_LIMIT = 1024 * 1024
 IDLE_CLIENTS = 200
 POLLS_OF_ONE_CLIENT = 4
+KEPT_CONNECTIONS = 8  # to the plants: 4 for each of two worker processes
 
 
 def write(value, element="Write"):
@@ -385,8 +386,8 @@ class Limits(SiteTest):
         clients = [self.site.client(f"station{number}") for number in range(20)]
         wait_for(lambda: self.count_connections() == 0, "connections of before are closed")
         with concurrent.futures.ThreadPoolExecutor(len(clients)) as pool:
-            answers = [pool.submit(client.call, poll("1", in_seconds(5)[1])) for client in clients]
-            wait_for(lambda: self.count_connections() == len(clients), "each poll has a connection")
+            answers = [pool.submit(client.call, poll("1", in_seconds(10)[1])) for client in clients]
+            wait_for(lambda: self.count_connections() > 2 * KEPT_CONNECTIONS, "the polls are held")
             for answer in answers:
                 answer.result()
 
@@ -406,8 +407,9 @@ class Limits(SiteTest):
             self.assertTrue(received.startswith(b"HTTP/1.1 200"), received[:200])
             idle.append(connection)
 
-        upstream_keepalive, worker_processes = 4, 2
-        self.assertLessEqual(self.count_connections(), upstream_keepalive * worker_processes)
+        # nginx answers, and only then closes a connection that it does not keep. Those it keeps live for 10 s.
+        wait_for(lambda: self.count_connections() <= KEPT_CONNECTIONS,
+                 "few connections to the plants are kept", seconds=5)
         self.assertIsNotNone(get_value(self.site.client("operator").call(READ)))
         for connection in idle:
             connection.setblocking(False)

@@ -21,8 +21,8 @@ USERS.update({f"station{number}": "full" for number in range(20)})
 HOLDERS = {"dashboard": "reader", "control-room": "full", "visitor": None}
 
 
-def wait_for(condition, what):
-    deadline = time.monotonic() + DEADLINE
+def wait_for(condition, what, seconds=DEADLINE):
+    deadline = time.monotonic() + seconds
     while time.monotonic() < deadline:
         result = condition()
         if result:

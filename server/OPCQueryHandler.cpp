@@ -92,6 +92,12 @@ void send_fault(Poco::Net::HTTPServerResponse& response, const Error& error) {
     send(response, text);
 }
 
+Poco::AutoPtr<Poco::XML::Document> parse_body(Poco::Net::HTTPServerRequest& request) {
+    const auto expected_size = std::max<Poco::Int64>(0, request.getContentLength64());
+    return parse_request(
+        read_body(request.stream(), MAXIMUM_BODY_SIZE, static_cast<std::size_t>(expected_size)));
+}
+
 // Replies up to this size go through the HTTP server's stream, which sends them together with the header.
 constexpr std::size_t STREAMED_REPLY_SIZE = 2048;
 
@@ -153,7 +159,7 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
                                     Poco::Net::HTTPServerResponse& response) {
     try {
         try {
-            send_reply(request, response, process(request.stream()));
+            send_reply(request, response, process(request));
         } catch (const Error& error) {
             send_fault(response, error);
         }
@@ -165,13 +171,13 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
     }
 }
 
-std::string OPCQueryHandler::process(std::istream& body) const {
+std::string OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
     Poco::XML::NamespaceSupport namespaces;
     namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
     namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
     namespaces.declarePrefix(xml_namespaces::XSI_PREFIX, xml_namespaces::XSI);
     // The request is freed before the reply is made: both can be large, and one uses the other's memory.
-    const auto message = create_message(parse_request(read_body(body)), namespaces);
+    const auto message = create_message(parse_body(request), namespaces);
     if (message == nullptr) {
         throw Poco::NotFoundException("no known request");
     }

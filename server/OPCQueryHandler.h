@@ -11,7 +11,6 @@
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
 
-#include <istream>
 #include <memory>
 #include <string>
 
@@ -35,8 +34,8 @@ public:
                        Poco::Net::HTTPServerResponse& response) override;
 
 private:
-    /// Serves the request in `body` and returns the reply's text.
-    std::string process(std::istream& body) const;
+    /// Serves a request and returns the reply's text.
+    std::string process(Poco::Net::HTTPServerRequest& request) const;
 
     /// Sweeps expired subscriptions and makes the message that the request asks for.
     /// @return null if there is no known request

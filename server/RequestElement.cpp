@@ -13,9 +13,14 @@ RequestDocument::RequestDocument(std::shared_ptr<NameTable> names)
 RequestDocument::~RequestDocument() = default;
 
 RequestElement::RequestElement(RequestDocument& document, const QualifiedName& name)
-    : ArenaElement(document, name.uri, name.local_name, name.name) {}
+    : ArenaElement(document, std::string(), std::string(), name.name), name_(name) {}
 
 RequestElement::~RequestElement() = default;
+
+std::string RequestElement::prefix() const {
+    const std::size_t prefixed = name_.name.size() - name_.local_name.size();
+    return prefixed == 0 ? std::string() : name_.name.substr(0, prefixed - 1);
+}
 
 void RequestElement::append_attribute(const QualifiedName& name, std::string_view value) {
     std::pmr::memory_resource& memory = get_document().get_memory();

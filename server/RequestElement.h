@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace kx::information_model::opc {
@@ -29,6 +30,8 @@ private:
 /// An element of a request. Its attributes are kept as what they are, a name and a text: nodes of POCO's take
 /// several times the memory and the time, and a service asks each for its text, once. They become nodes when
 /// somebody asks for `attributes()`; POCO's other functions for attributes see them only after that.
+/// Namespace and local name come from the document's table: POCO's pool hashes all that it is given, for each
+/// element.
 class RequestElement final : public ArenaElement {
 public:
     RequestElement(RequestDocument& document, const QualifiedName& name);
@@ -42,6 +45,9 @@ public:
     std::optional<std::string_view> find_attribute_text(std::string_view uri,
                                                         std::string_view local_name) const noexcept;
 
+    const std::string& namespaceURI() const override { return name_.uri; }
+    const std::string& localName() const override { return name_.local_name; }
+    std::string prefix() const override;
     bool hasAttributes() const override { return first_attribute_ != nullptr; }
     Poco::XML::NamedNodeMap* attributes() const override;
 
@@ -57,6 +63,7 @@ private:
 
     void make_attribute_nodes();
 
+    const QualifiedName& name_;
     Attribute* first_attribute_ = nullptr;
     Attribute* last_attribute_ = nullptr;
     bool has_attribute_nodes_ = false;

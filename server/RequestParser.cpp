@@ -1,11 +1,13 @@
 #include "server/RequestParser.h"
 
+#include <algorithm>
 #include <array>
 
 namespace kx::information_model::opc {
 
-std::string read_body(std::istream& stream, std::size_t maximum_size) {
+std::string read_body(std::istream& stream, std::size_t maximum_size, std::size_t expected_size) {
     std::string body;
+    body.reserve(std::min(maximum_size, expected_size));
     std::array<char, 16 * 1024> chunk;
     while (stream.read(chunk.data(), chunk.size()), stream.gcount() > 0) {
         const auto count = static_cast<std::size_t>(stream.gcount());

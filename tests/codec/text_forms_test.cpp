@@ -115,6 +115,20 @@ TEST(ToXmlString, WritesEverydayDoublesAsPrintf) {
     }
 }
 
+// Millionths that end close to a half, where rounding is decided far behind the sixth digit.
+TEST(ToXmlString, RoundsAsPrintf) {
+    std::mt19937_64 random(4);
+    for (int round = 0; round < 100000; ++round) {
+        const auto millionths = static_cast<double>(random() % (std::uint64_t{1} << (random() % 44)));
+        double value = (millionths + 0.5 + static_cast<double>(random() % 5) * 0.0005 - 0.001) / 1e6;
+        for (std::uint64_t steps = random() % 4; steps > 0; --steps) {
+            value = std::nextafter(value, random() % 2 == 0 ? 0.0 : 1e9);
+        }
+        ASSERT_EQ(to_xml_string(value), print(value)) << std::hexfloat << value;
+        ASSERT_EQ(to_xml_string(-value), print(-value)) << std::hexfloat << value;
+    }
+}
+
 TEST(ToXmlString, WritesAnyFloatAsPrintf) {
     std::mt19937 random(3);
     for (int round = 0; round < 100000; ++round) {

@@ -24,6 +24,16 @@ test_packages=(
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
 )
+# Clients that others made, and the proxy of deploy/: what tests of them need. Tests are skipped without.
+client_packages=(
+  gsoap:soapcpp2
+  libgsoap-dev:/usr/include/stdsoap2.h
+  python3-zeep:/usr/lib/python3/dist-packages/zeep
+)
+deploy_packages=(
+  libnginx-mod-http-js:/usr/lib/nginx/modules/ngx_http_js_module.so
+  nginx-light:/usr/sbin/nginx
+)
 package_packages=(
   dpkg-dev:dpkg-shlibdeps
   file:file

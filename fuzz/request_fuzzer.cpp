@@ -55,11 +55,17 @@ const std::string XML_DECLARATION = R"(<?xml version="1.0" encoding="utf-8"?>)";
 /// Diagnostics are made, but nobody reads them.
 class SilentDiagnostics : public std::streambuf {
 public:
-    SilentDiagnostics() { std::cerr.rdbuf(this); }
+    SilentDiagnostics() : original_(std::cerr.rdbuf(this)) {}
+    SilentDiagnostics(const SilentDiagnostics&) = delete;
+    SilentDiagnostics& operator=(const SilentDiagnostics&) = delete;
+    ~SilentDiagnostics() override { std::cerr.rdbuf(original_); }  // the stream is flushed after that
 
 protected:
     int_type overflow(int_type character) override { return traits_type::not_eof(character); }
     std::streamsize xsputn(const char* /*text*/, std::streamsize size) override { return size; }
+
+private:
+    std::streambuf* original_;
 };
 
 std::string create_body(std::string_view text) {

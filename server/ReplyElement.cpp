@@ -50,7 +50,7 @@ Poco::AutoPtr<ReplyElement> ReplyElement::create(ReplyDocument& document, const 
 ReplyElement::ReplyElement(ReplyDocument& document, std::pmr::memory_resource& memory,
                            const std::string& name)
     : ArenaElement(document, std::string(), std::string(), name), shared_(document), memory_(memory) {
-    shared_.markup_size_ += 2 * name.size() + TAGS_SIZE;
+    shared_.count(2 * name.size() + TAGS_SIZE);
     shared_.passing_elements_ += is_passing() ? 1 : 0;
 }
 
@@ -68,7 +68,7 @@ void ReplyElement::set_attribute(std::string_view name, std::string_view value) 
 
 void ReplyElement::set_markup(std::string_view name, std::string_view escaped_value) {
     const std::size_t size = name.size() + escaped_value.size() + 4;
-    shared_.markup_size_ += size;
+    shared_.count(size);
     void* const place = memory_.allocate(sizeof(Attribute) + size, alignof(Attribute));
     char* const markup = static_cast<char*>(place) + sizeof(Attribute);
     char* end = markup;
@@ -94,10 +94,10 @@ void ReplyElement::set_markup(std::string_view name, std::string_view escaped_va
 void ReplyElement::append_text(std::string_view text) {
     require(firstChild() == nullptr && list_ == nullptr);
     use_text_markup(text, [this](std::string_view markup) {
+        shared_.count(markup.size());
         auto* const place = static_cast<char*>(memory_.allocate(text_.size() + markup.size(), 1));
         append(append(place, text_), markup);
         text_ = {place, text_.size() + markup.size()};
-        shared_.markup_size_ += text_.size();
     });
 }
 
@@ -113,7 +113,7 @@ void ReplyElement::append_text_child(std::string_view name, std::string_view tex
         use_text_markup(text, [&](std::string_view markup) { output += markup; });
         output.append("</").append(name).append(1, '>');
     }
-    shared_.markup_size_ += output.size() - start;
+    shared_.count(output.size() - start);
 }
 
 Poco::XML::Node* ReplyElement::appendChild(Poco::XML::Node* child) {

@@ -11,10 +11,21 @@
 #include <cstddef>
 #include <memory>
 #include <memory_resource>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace kx::information_model::opc {
+
+/// A reply exceeds what this server makes for anybody.
+class ReplyLimitException : public std::length_error {
+public:
+    using std::length_error::length_error;
+};
+
+/// Largest reply in bytes. The largest request that asks for each item once stays far below; but a small one
+/// can ask for a large array again and again.
+inline constexpr std::size_t MAXIMUM_REPLY_SIZE = std::size_t{512} * 1024 * 1024;
 
 /// What the elements of a reply share: the count of the bytes that they will take, so that they are written
 /// into memory that was reserved once, and memory for those that pass through a list.
@@ -31,6 +42,15 @@ class ReplyMemory {
         return passing_memory_;
     }
 
+    /// @throws ReplyLimitException
+    void count(std::size_t size) {
+        markup_size_ += size;
+        if (markup_size_ > maximum_size_) {
+            throw ReplyLimitException("the reply is too large");
+        }
+    }
+
+    std::size_t maximum_size_ = MAXIMUM_REPLY_SIZE;
     std::size_t markup_size_ = 0;
     std::size_t open_lists_ = 0;
     std::size_t passing_elements_ = 0;  // in `passing_memory_`
@@ -43,6 +63,9 @@ class ReplyMemory {
 class ReplyDocument final : private ReplyMemory, public ArenaDocument {
 public:
     using ArenaDocument::ArenaDocument;
+
+    /// @param maximum_size  instead of `MAXIMUM_REPLY_SIZE`
+    void limit(std::size_t maximum_size) noexcept { maximum_size_ = maximum_size; }
 
     std::size_t get_markup_size() const noexcept { return markup_size_; }
 
@@ -58,6 +81,8 @@ private:
 /// own would cost more than all else that a service does. POCO's functions therefore see its name and those
 /// of its children that are no text and passed through no list, but neither attributes nor text; to look at
 /// them, write the element.
+///
+/// Whatever makes a reply longer throws `ReplyLimitException` once it is too long.
 class ReplyElement final : public ArenaElement {
 public:
     static Poco::AutoPtr<ReplyElement> create(ReplyDocument& document, const std::string& name);

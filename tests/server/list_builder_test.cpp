@@ -107,6 +107,36 @@ TEST_F(ListBuilding, RefusesTextAndIncompleteChildren) {
     EXPECT_THROW(append_text(*list, "text"), std::logic_error);
 }
 
+class ReplyLimit : public ListBuilding {
+protected:
+    ReplyLimit() { static_cast<ReplyDocument&>(*document).limit(100'000); }
+};
+
+TEST_F(ReplyLimit, HoldsForAttributes) {
+    set_attribute(*list, "a", std::string(90'000, 'x'));
+    EXPECT_THROW(set_attribute(*list, "b", std::string(20'000, 'x')), ReplyLimitException);
+}
+
+TEST_F(ReplyLimit, HoldsForText) {
+    append_text(*list, std::string(90'000, 'x'));
+    EXPECT_THROW(append_text(*list, std::string(20'000, '<')), ReplyLimitException);
+}
+
+TEST_F(ReplyLimit, HoldsForElementsOfText) {
+    append_text_element(*list, "a", std::string(90'000, 'x'));
+    EXPECT_THROW(append_text_element(*list, "b", std::string(20'000, 'x')), ReplyLimitException);
+}
+
+TEST_F(ReplyLimit, HoldsForItemsOfAList) {
+    const ListBuilder builder(*list);
+    const auto append_many = [this] {
+        for (int number = 0; number < 10'000; ++number) {
+            append_item(number);
+        }
+    };
+    EXPECT_THROW(append_many(), ReplyLimitException);
+}
+
 TEST(MarkupRope, HoldsWhatWasAppended) {
     MarkupRope rope;
     EXPECT_TRUE(rope.is_empty());

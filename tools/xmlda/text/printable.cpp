@@ -68,8 +68,8 @@ std::string to_quoted(std::string_view text) {
                                     if (is_unsafe(character)) {
                                         return escape(character);
                                     }
-                                    return (character == U'"' || character == U'\\' ? "\\" : "") +
-                                           std::string(part);
+                                    const bool has_meaning = character == U'"' || character == U'\\';
+                                    return std::string(has_meaning ? "\\" : "").append(part);
                                 }) +
            '"';
 }

@@ -129,7 +129,7 @@ class Site:
         lines += [f'"certificate {self.certificates.subject(name)}" {group};\n'
                   for name, group in HOLDERS.items() if group]
         self.write(os.path.join(self.settings, "groups.conf"), "".join(lines))
-        password = run("openssl", "passwd", "-apr1", PASSWORD).strip()
+        password = run("openssl", "passwd", "-6", PASSWORD).strip()
         self.write(os.path.join(self.settings, "passwords"), "".join(f"{name}:{password}\n" for name in USERS))
 
     def write(self, path, text):

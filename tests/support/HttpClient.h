@@ -18,7 +18,8 @@ struct Reply {
 };
 
 /// One connection to 127.0.0.1 on which a test decides every byte. Sends a request when told, reads a reply
-/// when told; fails with an exception after 30 seconds of silence.
+/// when told; fails with an exception after two minutes of silence, which an emulated processor may need for
+/// a large reply.
 class HttpClient {
 public:
     explicit HttpClient(unsigned short port);

@@ -77,20 +77,29 @@ void SoakClient::run_round() {
         call_and_count("Read", create_type_read_request(types[rounds_ / 100 % types.size()]), "<Items ",
                        TYPE_VARIABLES);
     }
-    follow_subscription();
+    if (rounds_ % ROUNDS_PER_ABANDONED == 0) {
+        abandon_subscription();
+    } else {
+        follow_subscription();
+    }
     ++rounds_;
 }
 
+std::string SoakClient::subscribe(std::chrono::milliseconds ping_rate) {
+    return get_server_handle(call("Subscribe", create_subscribe_request(ITEMS, variables_, ping_rate)));
+}
+
 void SoakClient::follow_subscription() {
-    const std::string handle =
-        get_server_handle(call("Subscribe", create_subscribe_request(ITEMS, variables_, ping_rate_)));
+    const std::string handle = subscribe(std::chrono::hours(1));
     call_and_count("SubscriptionPolledRefresh", create_poll_request(handle), "<Items ", ITEMS);
     call_and_count("SubscriptionPolledRefresh", create_poll_request(handle), "<InvalidServerSubHandles>", 0);
-    if (rounds_ % ROUNDS_PER_ABANDONED == 0) {
-        abandoned_.push_back(handle);
-    } else {
-        call("SubscriptionCancel", create_cancel_request(handle));
-    }
+    call("SubscriptionCancel", create_cancel_request(handle));
+}
+
+// Nothing is expected of the poll: it may come too late.
+void SoakClient::abandon_subscription() {
+    abandoned_.push_back(subscribe(ping_rate_));
+    call("SubscriptionPolledRefresh", create_poll_request(abandoned_.back()));
 }
 
 std::size_t SoakClient::count_survivors() {

@@ -24,8 +24,7 @@ using ServiceCounts = std::array<std::size_t, SERVICE_NAMES.size()>;
 class SoakClient {
 public:
     /// @param variables  of the tree, made by `build_tree`
-    /// @param ping_rate  how long a subscription that was left behind lives; what is still to be polled must
-    ///                   not be that slow
+    /// @param ping_rate  of the subscriptions that are left behind: how long they live
     SoakClient(unsigned short port, std::size_t variables, std::chrono::milliseconds ping_rate);
 
     /// Makes a dozen requests.
@@ -45,7 +44,9 @@ private:
     const std::string& call(std::string_view service, const std::string& body);
     void call_and_count(std::string_view service, const std::string& body, std::string_view mark,
                         std::size_t count);
+    std::string subscribe(std::chrono::milliseconds ping_rate);
     void follow_subscription();
+    void abandon_subscription();
 
     Connection connection_;
     std::size_t variables_;

@@ -3,6 +3,7 @@
 
 #include "InputReader.h"
 #include "require.h"
+#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/serialize.h"
 #include "server/xml_text.h"
@@ -22,6 +23,7 @@
 #include <cstring>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -100,36 +102,112 @@ public:
     Poco::AutoPtr<Poco::XML::Document> plain = new Poco::XML::Document;
 
 private:
+    /// What an element has already, which decides what may still come.
+    struct Content {
+        bool text = false;
+        bool list = false;
+        bool children = false;
+    };
+
     void fill(Element& element, Element& plain_element, std::size_t depth) {
-        for (unsigned count = input_.take_byte() % 8; count > 0; --count) {
-            const std::string& name = take_name(input_);
-            const std::string value = input_.take_text();
-            set_attribute(element, name, value);
-            plain_element.setAttribute(name, to_plain_text(value));
-        }
-        if (input_.take_byte() % 2 == 0) {
-            add_texts(element, plain_element);
-        } else {
-            add_children(element, plain_element, depth);
+        Content content;
+        for (unsigned count = input_.take_byte() % 8; count > 0 && !input_.is_at_end(); --count) {
+            add(element, plain_element, content, depth);
         }
     }
 
-    void add_texts(Element& element, Element& plain_element) {
-        for (unsigned count = input_.take_byte() % 4; count > 0; --count) {
-            const std::string value = input_.take_text();
-            append_text(element, value);
+    void add(Element& element, Element& plain_element, Content& content, std::size_t depth) {
+        switch (input_.take_byte() % 8) {
+            case 0:
+                add_text(element, plain_element, content);
+                break;
+            case 1:
+                add_text_element(element, plain_element, content);
+                break;
+            case 2:
+                add_list(element, plain_element, content, depth);
+                break;
+            case 3:
+            case 4:
+                add_child(element, plain_element, content, depth);
+                break;
+            default:
+                add_attribute(element, plain_element);
+        }
+    }
+
+    void add_attribute(Element& element, Element& plain_element) {
+        const std::string& name = take_name(input_);
+        const std::string value = input_.take_text();
+        set_attribute(element, name, value);
+        plain_element.setAttribute(name, to_plain_text(value));
+    }
+
+    /// Runs `action` if it is allowed, and otherwise checks that it refuses.
+    template <class Action>
+    bool attempt(bool is_allowed, Action action) {
+        try {
+            action();
+        } catch (const std::logic_error&) {
+            require(!is_allowed, "what is allowed is done");
+            return false;
+        }
+        require(is_allowed, "what is not allowed is refused");
+        return true;
+    }
+
+    void add_text(Element& element, Element& plain_element, Content& content) {
+        const std::string value = input_.take_text();
+        if (attempt(!content.list && !content.children, [&] { append_text(element, value); })) {
+            append_plain_text(plain_element, value);
+            content.text = content.text || !value.empty();
+        }
+    }
+
+    void add_text_element(Element& element, Element& plain_element, Content& content) {
+        const std::string& name = take_name(input_);
+        const std::string value = input_.take_text();
+        if (attempt(!content.text && !content.children, [&] { append_text_element(element, name, value); })) {
+            append_plain_text(*append_plain_element(plain_element, name), value);
+            content.list = true;
+        }
+    }
+
+    void add_list(Element& element, Element& plain_element, Content& content, std::size_t depth) {
+        attempt(!content.text && !content.children, [&] {
+            const ListBuilder list(element);
+            unsigned count = depth < MAXIMUM_DEPTH ? input_.take_byte() % 4 : 0;
+            for (; count > 0; --count) {
+                element.appendChild(create_child(plain_element, depth));
+                content.list = true;
+            }
+        });
+    }
+
+    void add_child(Element& element, Element& plain_element, Content& content, std::size_t depth) {
+        if (!content.text && depth < MAXIMUM_DEPTH) {
+            element.appendChild(create_child(plain_element, depth));
+            content.children = true;
+        }
+    }
+
+    Poco::AutoPtr<Element> create_child(Element& plain_parent, std::size_t depth) {
+        const std::string& name = take_name(input_);
+        auto child = create_element(*reply, name);
+        fill(*child, *append_plain_element(plain_parent, name), depth + 1);
+        return child;
+    }
+
+    Poco::AutoPtr<Element> append_plain_element(Element& plain_parent, const std::string& name) {
+        Poco::AutoPtr<Element> child = plain->createElement(name);
+        plain_parent.appendChild(child);
+        return child;
+    }
+
+    void append_plain_text(Element& plain_element, const std::string& value) {
+        if (!value.empty()) {
             Poco::AutoPtr<Poco::XML::Text> text = plain->createTextNode(to_plain_text(value));
             plain_element.appendChild(text);
-        }
-    }
-
-    void add_children(Element& element, Element& plain_element, std::size_t depth) {
-        unsigned count = depth < MAXIMUM_DEPTH ? input_.take_byte() % 8 : 0;
-        for (; count > 0 && !input_.is_at_end(); --count) {
-            const std::string& name = take_name(input_);
-            Poco::AutoPtr<Element> plain_child = plain->createElement(name);
-            plain_element.appendChild(plain_child);
-            fill(*append_element(element, name), *plain_child, depth + 1);
         }
     }
 

@@ -126,7 +126,7 @@ void send_body(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerRespo
     }
     response.setChunkedTransferEncoding(false);
     response.setContentLength64(static_cast<Poco::Int64>(text.size()));
-    response.send().flush();
+    send(response, {});  // the header
     send_all(connection->socket(), text);
 }
 

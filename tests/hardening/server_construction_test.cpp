@@ -78,10 +78,8 @@ TEST_P(ServerConstruction, GivesBackTlsWhenItFails) {
     });
 }
 
-INSTANTIATE_TEST_SUITE_P(Shortage, ServerConstruction,
-                         ::testing::Values(SHORTAGE::ONCE, SHORTAGE::LASTING), [](const auto& test) {
-                             return test.param == SHORTAGE::ONCE ? "Once" : "Lasting";
-                         });
+INSTANTIATE_TEST_SUITE_P(Shortage, ServerConstruction, ::testing::Values(SHORTAGE::ONCE, SHORTAGE::LASTING),
+                         [](const auto& test) { return test.param == SHORTAGE::ONCE ? "Once" : "Lasting"; });
 
 }  // namespace
 }  // namespace kx::information_model::opc::testing

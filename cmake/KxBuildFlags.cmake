@@ -12,6 +12,17 @@ if(KX_SANITIZE)
   target_link_options(kx_build_flags INTERFACE -fsanitize=${KX_SANITIZE})
 endif()
 
+# Counts what runs of the libraries' own code. Tests and tools are not counted, but link what counts.
+if(KX_COVERAGE)
+  target_link_options(kx_build_flags INTERFACE --coverage)
+endif()
+
+function(kx_count_coverage target)
+  if(KX_COVERAGE)
+    target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
+  endif()
+endfunction()
+
 # What is linked into a shared library must link the sanitizer as well.
 function(kx_link_build_flags target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:kx_build_flags>)

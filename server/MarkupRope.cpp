@@ -7,7 +7,7 @@ namespace kx::information_model::opc {
 namespace {
 
 constexpr std::size_t FIRST_PIECE_SIZE = 1024;
-constexpr std::size_t LARGEST_PIECE_SIZE = 64 * 1024;
+constexpr std::size_t LARGEST_PIECE_SIZE = std::size_t{64} * 1024;
 
 // A part rarely takes more, so that a piece rarely grows.
 constexpr std::size_t USUAL_PART_SIZE = 512;

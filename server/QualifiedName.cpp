@@ -7,7 +7,7 @@ namespace kx::information_model::opc {
 namespace {
 
 constexpr std::size_t MAXIMUM_KEPT_NAMES = 64;
-constexpr std::size_t MAXIMUM_KEPT_SIZE = 8 * 1024;
+constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{8} * 1024;
 
 // A hash table with room to spare, in size a prime number.
 constexpr unsigned long POOL_SIZE = 251;

@@ -19,7 +19,7 @@ endif()
 
 function(kx_count_coverage target)
   if(KX_COVERAGE)
-    target_compile_options(${target} PRIVATE --coverage -fprofile-abs-path -fprofile-update=atomic)
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
   endif()
 endfunction()
 

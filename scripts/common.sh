@@ -56,6 +56,16 @@ peer_packages=(
 plot_packages=(
   gnuplot-nox:gnuplot
 )
+check_packages=(
+  clang-tidy-14:run-clang-tidy-14
+  cppcheck:cppcheck
+)
+coverage_packages=(
+  gcovr:gcovr
+)
+memory_packages=(
+  valgrind:valgrind
+)
 format_packages=(
   clang-format-14:clang-format-14
 )

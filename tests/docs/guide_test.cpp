@@ -1,0 +1,197 @@
+// The programs of the guide for hosts: what docs/model.md shows stands here, line by line, and does what the
+// page says.
+
+#include <information_model/InformationModel.h>
+#include <opc/Server.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+enum class Mode { OFF, MANUAL, AUTOMATIC };
+
+template <>
+struct kx::information_model::symbol_list::SymbolList<Mode> {
+    static const std::string& get_list_name() {
+        static const std::string LIST_NAME = "plant.Mode";
+        return LIST_NAME;
+    }
+    static const std::vector<Symbol>& get_symbols() {
+        static const std::vector<Symbol> SYMBOLS = {
+            {0, "off", ""}, {1, "manual", "Set by hand."}, {2, "automatic", "Controlled."}};
+        return SYMBOLS;
+    }
+};
+
+namespace kx::information_model {
+namespace {
+
+Variable& get_variable(InformationModel& model, const char* path) {
+    return dynamic_cast<Variable&>(model.get_root().get_item(Path(path), false));
+}
+
+std::shared_ptr<InformationModel> create_boiler() {
+    auto model = std::make_shared<InformationModel>("plant");
+    Domain& boiler = model->get_root().add_domain("boiler", {.description = "Steam boiler 1",
+                                                             .identity = Identity("B-001"),
+                                                             .pattern_type = pattern_type::DEVICE});
+    Variable& temperature = boiler.add_variable("temperature", Value(21.5),
+                                                {.description = "Drum temperature",
+                                                 .writable = true,
+                                                 .engineering_unit = "degC",
+                                                 .range = {.lower = Value(0.0), .upper = Value(400.0)},
+                                                 .delta = Value(0.5),
+                                                 .fractional_digits = 1});
+    EXPECT_EQ(temperature.get_path().as_string(), "/boiler/temperature");
+    boiler.add_variable("pressure", Value(1.0));
+    return model;
+}
+
+double read_temperature() {
+    return 180.0;
+}
+
+double read_pressure() {
+    return 9.5;
+}
+
+TEST(HostGuide, FindsAnItemByItsPath) {
+    const auto model = create_boiler();
+
+    Item& item = model->get_root().get_item(Path("/boiler/temperature"), false);
+    if (item.get_item_type() == ITEM_TYPE::VARIABLE) {
+        static_cast<Variable&>(item) = Value(22.0);
+    }
+
+    EXPECT_EQ(get_variable(*model, "boiler/temperature").get_value(), Value(22.0));
+    EXPECT_THROW(Path("boiler//temperature"), InvalidPathException);
+    EXPECT_THROW(model->get_root().get_item(Path("/nothing"), false), PathNotFoundException);
+}
+
+TEST(HostGuide, GetsAnEnumeratorBack) {
+    const Value value(SymbolInfo(Mode::MANUAL));
+
+    const Mode mode = static_cast<Mode>(std::get<SymbolInfo>(value).get_value());
+
+    EXPECT_EQ(mode, Mode::MANUAL);
+}
+
+TEST(HostGuide, WritesValueAndQuality) {
+    const auto model = create_boiler();
+    Variable& temperature = get_variable(*model, "/boiler/temperature");
+
+    temperature = Value(22.0);
+    temperature.set_quality(symbol_list::QUALITY::BAD_SENSOR_FAILURE);
+
+    EXPECT_EQ(temperature.get_value(), Value(22.0));
+    EXPECT_EQ(temperature.get_quality(), SymbolInfo(symbol_list::QUALITY::BAD_SENSOR_FAILURE));
+    EXPECT_THROW(temperature = Value(22), BadValueTypeException);
+}
+
+TEST(HostGuide, ReadsUnderTheSharedLock) {
+    const auto model = create_boiler();
+    Variable& temperature = get_variable(*model, "/boiler/temperature");
+
+    double now = 0.0;
+    {
+        std::shared_lock lock(std::as_const(*model).get_information_tree());  // to read
+        now = std::get<double>(temperature.get_value());
+    }
+
+    EXPECT_EQ(now, 21.5);
+}
+
+TEST(HostGuide, UpdatesSeveralVariablesTogether) {
+    const auto model = create_boiler();
+    Variable& temperature = get_variable(*model, "/boiler/temperature");
+    Variable& pressure = get_variable(*model, "/boiler/pressure");
+
+    const double measured_temperature = read_temperature();  // slow: before the lock
+    const double measured_pressure = read_pressure();
+    {
+        std::unique_lock lock(model->get_information_tree());
+        temperature = Value(measured_temperature);
+        pressure = Value(measured_pressure);
+    }
+
+    EXPECT_EQ(temperature.get_value(), Value(180.0));
+    EXPECT_EQ(pressure.get_value(), Value(9.5));
+}
+
+TEST(HostGuide, ObservesChanges) {
+    const auto model = create_boiler();
+    Variable& temperature = get_variable(*model, "/boiler/temperature");
+    ::testing::internal::CaptureStdout();
+
+    Registration watching = temperature.on_change([](const Path& path, const Value& value) {
+        std::cout << path << " is now " << std::get<double>(value) << '\n';
+    });
+
+    temperature = Value(22.5);
+    temperature = Value(22.5);
+    temperature.set_value(Value(22.0), CALLBACK_RESTRAIN::NO_CALLBACKS, true);
+    watching.end();
+    temperature = Value(23.5);
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "/boiler/temperature is now 22.5\n");
+}
+
+TEST(HostGuide, RemovesAnItemAndAllBelow) {
+    const auto model = create_boiler();
+    {
+        std::unique_lock lock(model->get_information_tree());
+        model->get_root().remove("boiler");
+    }
+    EXPECT_TRUE(model->get_root().is_empty());
+}
+
+TEST(HostGuide, ServesAndStops) {
+    const auto model = create_boiler();
+    const std::string address = "127.0.0.1";
+    const unsigned short port = 0;
+
+    {
+        opc::Server server(address, port, model);
+        server.start();
+        std::cout << "listening on " << server.get_address() << ", port " << server.get_port() << '\n';
+
+        EXPECT_NE(server.get_port(), 0);
+        EXPECT_FALSE(server.is_tls_enabled());
+        server.stop();
+        EXPECT_THROW(server.start(), std::logic_error);
+    }
+}
+
+// The table of values.
+TEST(HostGuide, TakesTheTypeFromTheContent) {
+    const std::vector<std::pair<Value, VALUE_TYPE>> values = {
+        {Value(21.5), VALUE_TYPE::DOUBLE},
+        {Value(21.5F), VALUE_TYPE::FLOAT},
+        {Value(21), VALUE_TYPE::INT},
+        {Value(21L), VALUE_TYPE::LONG},
+        {Value(21UL), VALUE_TYPE::UNSIGNED_LONG},
+        {Value(static_cast<unsigned char>(200)), VALUE_TYPE::UNSIGNED_BYTE},
+        {Value("text"), VALUE_TYPE::STRING},
+        {Value(std::string("text")), VALUE_TYPE::STRING},
+        {Value(true), VALUE_TYPE::BOOLEAN},
+        {Value(Duration(std::chrono::minutes(5))), VALUE_TYPE::DURATION},
+        {Value(TimePoint(std::chrono::system_clock::now())), VALUE_TYPE::DATE_TIME},
+        {Value(Path("/boiler")), VALUE_TYPE::PATH},
+        {Value(AbsolutePath("host", "plant", "/boiler")), VALUE_TYPE::ABSOLUTE_PATH},
+        {Value(SymbolInfo(Mode::OFF)), VALUE_TYPE::SYMBOL}};
+    for (const auto& [value, type] : values) {
+        EXPECT_EQ(value.get_type_info(), ValueTypeInfo(type, false));
+    }
+    EXPECT_EQ(Value(std::vector<double>{1.0, 2.0}).get_type_info(), ValueTypeInfo(VALUE_TYPE::DOUBLE, true));
+    EXPECT_EQ(Value(std::vector<Value>{Value(1), Value(2)}).get_type_info(),
+              ValueTypeInfo(VALUE_TYPE::INT, true));
+}
+
+}  // namespace
+}  // namespace kx::information_model

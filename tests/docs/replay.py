@@ -1,0 +1,187 @@
+#!/usr/bin/python3
+"""Replays what the pages show: posts their requests to the plant, runs their commands with xmlda, and compares the
+answers. Times and what the simulation changes are masked.
+
+replay.py PLANT MACHINE_HOST XMLDA
+"""
+
+import http.client
+import pathlib
+import re
+import subprocess
+import sys
+import urllib.parse
+
+import pages
+
+DOCUMENTED_URL = "http://127.0.0.1:8080"
+TIME = re.compile(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(?:\.\d{3}|\.\d{6}|\.\d{9})?Z")
+
+NAMESPACES = {
+    "": "http://opcfoundation.org/webservices/XMLDA/1.0/",
+    ":soap": "http://schemas.xmlsoap.org/soap/envelope/",
+    ":telvix": "urn:telvix:information-model:1.0",
+    ":xsd": "http://www.w3.org/2001/XMLSchema",
+    ":xsi": "http://www.w3.org/2001/XMLSchema-instance",
+}
+
+
+def create_envelope(body):
+    declarations = "".join(f' xmlns{name}="{uri}"' for name, uri in NAMESPACES.items())
+    return (
+        f'<?xml version="1.0" encoding="utf-8"?><soap:Envelope{declarations}>'
+        f"<soap:Body>{body}</soap:Body></soap:Envelope>"
+    )
+
+
+def normalize(xml):
+    """XML without what pages add to make it readable, and without times."""
+    one_line = re.sub(r"> <", "><", re.sub(r"\s+", " ", xml)).strip()
+    return re.sub(r'(RcvTime|ReplyTime|Timestamp)="' + TIME.pattern + '"', r'\1="TIME"', one_line)
+
+
+def is_envelope(xml):
+    return xml.lstrip().startswith(("<?xml", "<soap:Envelope"))
+
+
+def post(url, request):
+    """The status and the text of the answer."""
+    connection = http.client.HTTPConnection(urllib.parse.urlsplit(url).netloc, timeout=60)
+    try:
+        body = request if is_envelope(request) else create_envelope(request)
+        connection.request("POST", "/", body.encode(), {"Content-Type": "text/xml"})
+        response = connection.getresponse()
+        return response.status, response.read().decode()
+    finally:
+        connection.close()
+
+
+class Conversation:
+    """The requests and answers of one page, in turn. The plant chooses other handles of subscriptions than it did
+    for the page."""
+
+    def __init__(self, plant_command, report):
+        self.plant_command = plant_command
+        self.report = report
+        self.plant = pages.Host(plant_command)
+        self.functions = ""
+        self.request = None  # what is yet to be answered
+        self.container = None  # the request in whose reply the next block stands
+        self.handles = {}
+
+    def take(self, step):
+        if step.kind == "restart":
+            self.plant.stop()
+            self.plant = pages.Host(self.plant_command)
+        elif step.kind == "in the reply to":
+            self.container = step.text
+        elif step.kind == "sh" and step.text.startswith("opc() {"):
+            self.functions = step.text
+        elif step.kind == "sh" and step.text.startswith("opc "):
+            self.report.check(self.request is None, step, f"{self.request} has no answer on the page")
+            self.request = step
+        elif step.kind == "xml":
+            self.take_xml(step)
+        elif step.kind == "text" and step.text == "Bad request\n":
+            self.compare(step)
+
+    def take_xml(self, step):
+        if self.container is not None:
+            reply = normalize(post(self.plant.url, self.container)[1])
+            self.report.check(normalize(step.text) in reply, step, f"does not stand in {reply}")
+            self.container = None
+        elif self.request is None:
+            self.request = step
+        else:
+            self.compare(step)
+
+    def ask(self):
+        """Sends the request, through the shell if the page does."""
+        request = self.translate(self.request.text)
+        if self.request.kind == "xml":
+            return post(self.plant.url, request)
+        shell = (self.functions + request).replace(DOCUMENTED_URL, self.plant.url)
+        reply = subprocess.run(["bash", "-c", shell], capture_output=True, text=True, timeout=60, check=True).stdout
+        return 400 if "<soap:Fault>" in reply else 200, reply
+
+    def compare(self, step):
+        status, reply = self.ask()
+        documented = step.text
+        if found := re.search('ServerSubHandle="([^"]+)"', documented):
+            self.handles[found[1]] = re.search('ServerSubHandle="([^"]+)"', reply)[1]
+        expected = normalize(self.translate(documented))
+        if expected.startswith("<") and not is_envelope(expected):
+            expected = normalize(create_envelope(expected))
+        self.report.equal(normalize(reply), expected, step)
+        is_failure = "<soap:Fault>" in expected or expected == "Bad request"
+        self.report.equal(status, 400 if is_failure else 200, step)
+        self.request = None
+
+    def translate(self, text):
+        for documented, actual in self.handles.items():
+            text = re.sub(rf'(["> ]){documented}(["<])', rf"\g<1>{actual}\g<2>", text)
+        return text
+
+    def end(self):
+        self.plant.stop()
+        self.report.check(self.request is None, self.request, "has no answer on the page")
+
+
+def mask(output):
+    """What a command prints, without times, without what the simulation changes, and without alignment."""
+    output = re.sub(r"(polled at )\d\d:\d\d:\d\d", r"\1TIME", TIME.sub("TIME", output))
+    lines = []
+    for line in output.splitlines():
+        if "setpoint" not in line:
+            line = re.sub(r"\d+\.\d{6}\b", "NUMBER", line)
+        lines.append(re.sub(r"free_memory \d+ ", "free_memory NUMBER ", re.sub(r" +", " ", line)).rstrip())
+    return "\n".join(lines)
+
+
+def run_console(step, url, xmlda, report):
+    """Runs the lines that begin with "$ "; what follows each is its output, errors included."""
+    for entry in re.split(r"^\$ ", step.text, flags=re.MULTILINE)[1:]:
+        command, _, expected = entry.partition("\n")
+        shell = f'xmlda() {{ "{xmlda}" "$@"; }}\n{{ {command.removeprefix("scripts/")}\n}} 2>&1\n'
+        outcome = subprocess.run(
+            ["bash", "-c", shell.replace(DOCUMENTED_URL, url)], capture_output=True, text=True, timeout=120
+        )
+        report.equal(mask(outcome.stdout.replace(url, DOCUMENTED_URL)), mask(expected), f"{step}: {command}")
+
+
+def check_types(url, report):
+    """The table of value types names those that the plant has, and no others."""
+    page = (pages.PROJECT / "docs" / "value-types.md").read_text(encoding="utf-8")
+    table = re.findall(r"^\| `[A-Z_]+` \|[^|]*\| (xsd:\w+) \| \**(\w+)\** \|", page, re.MULTILINE)
+    served = set()
+    branches = ["/"]
+    while branches:
+        request = f'<Browse ItemName="{branches.pop()}" ReturnPropertyValues="true"><PropertyNames>dataType'
+        reply = post(url, request + "</PropertyNames></Browse>")[1]
+        branches += re.findall(r'HasChildren="true" IsItem="true" ItemName="([^"]*)"', reply)
+        served.update(re.findall(r'<Value xsi:type="xsd:QName">([^<]*)<', reply))
+    report.equal(sorted({name for row in table for name in row}), sorted(served), "docs/value-types.md")
+
+
+def main():
+    plant, machine, xmlda = (str(pathlib.Path(program).resolve()) for program in sys.argv[1:])
+    plant_command = [plant, "--port", "0"]
+    report = pages.Report()
+    for page in pages.list_pages():
+        steps = pages.read_steps(page)
+        conversation = Conversation(plant_command, report)
+        for step in steps:
+            conversation.take(step)
+        conversation.end()
+        if any(step.kind == "console" for step in steps):
+            with pages.Host([machine, "0"] if page.name == "getting-started.md" else plant_command) as host:
+                for step in steps:
+                    if step.kind == "console":
+                        run_console(step, host.url, xmlda, report)
+    with pages.Host(plant_command) as host:
+        check_types(host.url, report)
+    return report.get_status(least_checks=40)
+
+
+if __name__ == "__main__":
+    sys.exit(main())

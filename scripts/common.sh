@@ -34,6 +34,11 @@ deploy_packages=(
   libnginx-mod-http-js:/usr/lib/nginx/modules/ngx_http_js_module.so
   nginx-light:/usr/sbin/nginx
 )
+# The site of the documentation. Its test is skipped without.
+docs_packages=(
+  doxygen:doxygen
+  python3:python3
+)
 package_packages=(
   dpkg-dev:dpkg-shlibdeps
   file:file

@@ -15,8 +15,11 @@ public:
     /// @param path  text of the path
     AbsolutePath(std::string host, std::string tree, std::string path);
 
+    /// The host, as it was given.
     const std::string& get_host() const noexcept { return host_; }
+    /// The tree, as it was given.
     const std::string& get_tree() const noexcept { return tree_; }
+    /// The path, as it was given.
     const std::string& get_path() const noexcept { return path_; }
 
     /// "//host/tree/path", the path joined with exactly one "/"; just the path, as it was given, when host

@@ -22,9 +22,9 @@ class ChildIndex;
 
 /// What a domain may have besides its children.
 struct DomainOptions {
-    std::string description = {};
-    std::optional<Identity> identity = {};
-    pattern_type::PatternType pattern_type = pattern_type::ANY;
+    std::string description = {};           ///< for people
+    std::optional<Identity> identity = {};  ///< which one it is; absent means that it has none
+    pattern_type::PatternType pattern_type = pattern_type::ANY;  ///< what kind of thing it stands for
 };
 
 /// A branch of the tree. Owns its children and keeps them in the order in which they were added.
@@ -35,13 +35,17 @@ public:
     ~Domain() override;
 
     /// Adds a branch. The reference stays valid until the item is removed.
-    /// @param name  one path segment, see `Path`, that no child of this domain has yet
+    /// @param name     one path segment, see `Path`, that no child of this domain has yet
+    /// @param options  what it has besides its children
     /// @throws std::invalid_argument  naming the name, if it is malformed or taken; nothing is then changed
     Domain& add_domain(std::string name, DomainOptions options = {});
 
-    /// Adds a leaf, whose declared type is that of the initial value. As `add_domain` otherwise.
+    /// Adds a leaf. As `add_domain` otherwise.
+    /// @param name     as there
+    /// @param initial  the first value, whose type is the declared one from now on
+    /// @param options  what it has besides its value
     /// @throws std::invalid_argument  also if the options hold a quality or history kind that its list has
-    /// not
+    ///                                not
     Variable& add_variable(std::string name, Value initial, VariableOptions options = {});
 
     /// Removes and destroys the child with this name and all below it. Costs a step for each child that
@@ -51,7 +55,9 @@ public:
 
     /// The identity; an empty one when the domain has none.
     const Identity& get_identity() const noexcept;
+    /// Whether the options gave an identity.
     bool has_identity() const noexcept;
+    /// What kind of thing the domain stands for.
     const pattern_type::PatternType& get_pattern_type() const noexcept;
 
     /// Whether the domain has no children.

@@ -24,10 +24,12 @@ public:
 
     /// The root, as a node: the way to the lock and, by a cast to `Item`, to look-ups.
     Tree& get_information_tree() noexcept;
+    /// The same, to read: what `std::shared_lock` locks.
     const Tree& get_information_tree() const noexcept;
 
     /// The root, as a domain: the place to build.
     Domain& get_root() noexcept;
+    /// The same, to read.
     const Domain& get_root() const noexcept;
 
 private:

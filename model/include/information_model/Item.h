@@ -22,17 +22,21 @@ public:
     /// one at this item. Allocates nothing when it finds the item.
     ///
     /// Requires: tree lock held, shared or exclusive; the reference is valid while it is held.
+    /// @param path      the item's address
     /// @param reserved  has no meaning; pass false
     /// @throws PathNotFoundException  if no item stands there
     const Item& get_item(const Path& path, bool reserved) const;
+    /// The same, to change the item: then the lock is held exclusively.
     Item& get_item(const Path& path, bool reserved);
 
+    /// Which of the two classes the item is: `static_cast` may follow.
     ITEM_TYPE get_item_type() const noexcept { return item_type_; }
 
     /// Empty when none was given.
     const std::string& get_description() const noexcept;
 
 protected:
+    /// For the two kinds of item.
     Item(std::string name, Domain* parent, ITEM_TYPE item_type, std::string description);
 
 private:

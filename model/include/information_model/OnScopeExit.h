@@ -12,11 +12,13 @@ namespace kx::information_model::utility {
 /// another exception is under way it is dropped, because that one is the cause and must not be lost.
 class OnScopeExit {
 public:
+    /// @param action  what to call, not empty
     explicit OnScopeExit(std::function<void()> action)
         : action_(std::move(action)), exceptions_at_start_(std::uncaught_exceptions()) {}
     OnScopeExit(const OnScopeExit&) = delete;
     OnScopeExit& operator=(const OnScopeExit&) = delete;
 
+    /// Calls the function.
     ~OnScopeExit() noexcept(false) {
         if (std::uncaught_exceptions() == exceptions_at_start_) {
             action_();

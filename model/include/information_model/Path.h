@@ -22,6 +22,7 @@ public:
     /// @param text  a path in the form above
     /// @throws InvalidPathException  for anything else, the empty text included
     explicit Path(std::string text);
+    /// The same for a literal.
     explicit Path(const char* text);
 
     /// The text as it was given.

@@ -12,6 +12,8 @@ namespace kx::information_model::pattern_type {
 /// One classification, possibly a special case of another. A plain value; copies share the state.
 class KX_INFORMATION_MODEL_EXPORT PatternType {
 public:
+    /// @param name    the full name, for example "plant.Boiler"
+    /// @param parent  what it is a special case of; absent for a classification of its own
     PatternType(const std::string& name, const std::optional<PatternType>& parent);
 
     /// The full name, for example "common.Device".
@@ -60,12 +62,14 @@ extern KX_INFORMATION_MODEL_EXPORT const PatternType DEVICE;  ///< Device, a Com
 /// A collection of `element`: "common.Collection[" + the element's full name + "]", a special case of ANY.
 KX_INFORMATION_MODEL_EXPORT PatternType collection(const PatternType& element);
 
-/// Texts that hosts use with some of the patterns above; the server does not read them.
-inline constexpr const char* UNSPECIFIC = "unspecific";
-inline constexpr const char* ENABLED_STATE = "enabled-state";
-inline constexpr const char* FUNCTION_STATE = "function_state";
-inline constexpr const char* VALUE_CHANGED = "value-changed";
-inline constexpr const char* VALUE_ALARM = "value-alarm";
-inline constexpr const char* DEFAULT_MASK = "1111000";
+/// @name Texts that hosts use with some of the patterns above; the server does not read them
+/// @{
+inline constexpr const char* UNSPECIFIC = "unspecific";          ///< "unspecific"
+inline constexpr const char* ENABLED_STATE = "enabled-state";    ///< "enabled-state"
+inline constexpr const char* FUNCTION_STATE = "function_state";  ///< "function_state"
+inline constexpr const char* VALUE_CHANGED = "value-changed";    ///< "value-changed"
+inline constexpr const char* VALUE_ALARM = "value-alarm";        ///< "value-alarm"
+inline constexpr const char* DEFAULT_MASK = "1111000";           ///< "1111000"
+/// @}
 
 }  // namespace kx::information_model::pattern_type

@@ -21,12 +21,14 @@ public:
     class KX_INFORMATION_MODEL_EXPORT Concept {
     public:
         virtual ~Concept();
+        /// @cond
         virtual std::unique_ptr<Concept> clone() const = 0;
         virtual std::uint32_t get_value() const noexcept = 0;
         virtual void set_value(unsigned int position) = 0;
         virtual void set_value(const std::string& name) = 0;
         virtual const std::string& get_list_name() const = 0;
         virtual const std::vector<symbol_list::Symbol>& get_symbols() const = 0;
+        /// @endcond
 
     protected:
         Concept() = default;
@@ -95,6 +97,7 @@ KX_INFORMATION_MODEL_EXPORT const Symbol& get_symbol(const std::vector<Symbol>& 
 
 }  // namespace symbol_list
 
+/// @cond
 template <class E>
 class SymbolInfo::Model final : public SymbolInfo::Concept {
 public:
@@ -117,6 +120,7 @@ public:
 private:
     std::uint32_t value_;
 };
+/// @endcond
 
 template <class E>
 requires std::is_enum_v<E> SymbolInfo::SymbolInfo(E symbol) : state_(std::make_shared<Model<E>>(symbol)) {}

@@ -37,6 +37,8 @@ public:
 
     /// Takes the lock of the whole tree exclusively; blocks.
     void lock();
+    /// As `lock`, but does not wait.
+    /// @return whether it took the lock
     bool try_lock();
 
     /// Releases the exclusive lock and then, still on this thread, calls the observers of what was written
@@ -46,6 +48,8 @@ public:
 
     /// Takes the lock of the whole tree shared; blocks while a writer holds it or waits for it.
     void lock_shared() const;
+    /// As `lock_shared`, but does not wait.
+    /// @return whether it took the lock
     bool try_lock_shared() const;
 
     /// Requires: held shared by this thread.
@@ -56,10 +60,12 @@ protected:
     /// @param parent  null for a root, which then brings its lock
     Tree(std::string name, Domain* parent);
 
+    /// @cond
     Domain* get_parent() noexcept { return parent_; }
     const Domain* get_parent() const noexcept { return parent_; }
     const Domain& get_root_domain() const noexcept;
     detail::TreeLock& get_tree_lock() const noexcept;
+    /// @endcond
 
 private:
     Domain* parent_;

@@ -104,6 +104,7 @@ public:
     Value(T content, ValueTypeInfo type_info)
         : ValueContent(std::in_place_type<T>, std::move(content)), type_info_(type_info) {}
 
+    /// The same with a text.
     Value(const char* text, ValueTypeInfo type_info) : Value(std::string(text), type_info) {}
 
     /// An array of the members' common scalar type; no members give an empty string array.
@@ -112,7 +113,10 @@ public:
     explicit Value(const std::vector<Value>& members);
 
     // In the library, because code for all alternatives in every file of a host would be a lot of it.
+
+    /// Copies content and type.
     Value(const Value& other);
+    /// Takes over content and type.
     Value(Value&& other) noexcept;
     ~Value();
 

@@ -31,9 +31,13 @@ enum class VALUE_TYPE : std::uint32_t {
 /// Describes the type of a value: one scalar of a type, or an array of it.
 class ValueTypeInfo {
 public:
+    /// @param type      that of the scalar, or of each member
+    /// @param is_array  whether it is an array
     constexpr ValueTypeInfo(VALUE_TYPE type, bool is_array) noexcept : type_(type), is_array_(is_array) {}
 
+    /// The type of the scalar, or of each member.
     constexpr VALUE_TYPE get_type() const noexcept { return type_; }
+    /// Whether it is an array.
     constexpr bool is_array() const noexcept { return is_array_; }
 
     friend constexpr bool operator==(const ValueTypeInfo&, const ValueTypeInfo&) noexcept = default;

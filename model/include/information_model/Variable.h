@@ -26,20 +26,20 @@ enum class CALLBACK_RESTRAIN : std::uint8_t {
 
 /// The limits of a variable's value, each of which may be absent.
 struct Range {
-    std::optional<Value> lower = {};
-    std::optional<Value> upper = {};
+    std::optional<Value> lower = {};  ///< the lowest value to be expected
+    std::optional<Value> upper = {};  ///< the highest value to be expected
 };
 
 /// What a variable may have besides its value. What is not given is absent, and costs nothing.
 struct VariableOptions {
-    std::string description = {};
-    std::optional<bool> writable = {};  ///< whether clients may write; absent means no
-    std::string engineering_unit = {};
-    Range range = {};
-    std::optional<Value> delta = {};  ///< smallest change worth reporting; informs clients only
-    std::optional<int> fractional_digits = {};
-    std::optional<symbol_list::HISTORY_KIND> history_kind = {};
-    symbol_list::QUALITY quality = symbol_list::QUALITY::GOOD;
+    std::string description = {};               ///< for people
+    std::optional<bool> writable = {};          ///< whether clients may write; absent means no
+    std::string engineering_unit = {};          ///< for example "degC"
+    Range range = {};                           ///< informs clients only
+    std::optional<Value> delta = {};            ///< smallest change worth reporting; informs clients only
+    std::optional<int> fractional_digits = {};  ///< how many digits after the point to show
+    std::optional<symbol_list::HISTORY_KIND> history_kind = {};  ///< whether a history is kept
+    symbol_list::QUALITY quality = symbol_list::QUALITY::GOOD;   ///< the quality at first
 };
 
 /// A leaf of the tree: a typed value with quality, timestamps and metadata.
@@ -74,23 +74,31 @@ public:
     /// The declared type: that of the initial value.
     const ValueTypeInfo& get_value_type_info() const noexcept { return value_.get_type_info(); }
 
+    /// Whether clients may write; absent when the options did not say, which means no.
     std::optional<bool> get_writable() const noexcept;
 
+    /// The quality, a symbol of "common.Quality".
     SymbolInfo get_quality() const;
     /// A new quality counts as a modification, though it calls no observer; the old one again does not.
     /// @throws std::invalid_argument  if the list has no such quality; nothing is then changed
     void set_quality(symbol_list::QUALITY quality);
 
+    /// When the value was last set, changed or not.
     TimePoint get_timestamp() const noexcept { return timestamp_; }
     /// Replaces the timestamp alone, which is no modification.
     void set_timestamp(TimePoint timestamp) noexcept { timestamp_ = timestamp; }
     /// When content or quality last changed; at first the time of construction.
     TimePoint get_modified_timestamp() const noexcept { return modified_timestamp_; }
 
+    /// The range that the options gave.
     const Range& get_range() const noexcept;
+    /// The delta that the options gave.
     const std::optional<Value>& get_delta() const noexcept;
+    /// The number of digits that the options gave.
     std::optional<int> get_fractional_digits() const noexcept;
+    /// The unit; empty when none was given.
     const std::string& get_engineering_unit() const noexcept;
+    /// The history kind that the options gave, a symbol of "common.HistoryKind".
     std::optional<SymbolInfo> get_history_kind() const;
 
     /// Registers an observer of writes that change the content.

@@ -32,17 +32,25 @@ enum class QUALITY : std::uint8_t {
 /// Whether and how a variable's history is kept, with the values and names of "common.HistoryKind".
 enum class HISTORY_KIND : std::uint8_t { NONE = 0, HISTORY_AVAILABLE = 1, HISTORY_SUGGESTED = 2 };
 
+/// The list "common.Quality".
 template <>
 struct KX_INFORMATION_MODEL_EXPORT SymbolList<QUALITY> {
+    /// "common.Quality"
     static const std::string& get_list_name();
+    /// What the list is, for people.
     static const std::string& get_list_description();
+    /// The symbols; their values are their positions.
     static const std::vector<Symbol>& get_symbols();
 };
 
+/// The list "common.HistoryKind".
 template <>
 struct KX_INFORMATION_MODEL_EXPORT SymbolList<HISTORY_KIND> {
+    /// "common.HistoryKind"
     static const std::string& get_list_name();
+    /// What the list is, for people.
     static const std::string& get_list_description();
+    /// The symbols; their values are their positions.
     static const std::vector<Symbol>& get_symbols();
 };
 

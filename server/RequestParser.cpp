@@ -9,11 +9,14 @@ namespace {
 
 constexpr std::size_t CHUNK_SIZE = std::size_t{16} * 1024;
 
+// What a sender gets by just announcing it.
+constexpr std::size_t MAXIMUM_RESERVED_SIZE = std::size_t{16} * 1024 * 1024;
+
 }  // namespace
 
 std::string read_body(std::istream& stream, std::size_t maximum_size, std::size_t expected_size) {
     std::string body;
-    body.reserve(std::min(maximum_size, expected_size));
+    body.reserve(std::min({maximum_size, expected_size, MAXIMUM_RESERVED_SIZE}));
     std::array<char, CHUNK_SIZE> chunk;
     while (stream.read(chunk.data(), chunk.size()), stream.gcount() > 0) {
         const auto count = static_cast<std::size_t>(stream.gcount());

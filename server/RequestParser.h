@@ -15,7 +15,7 @@ namespace kx::information_model::opc {
 inline constexpr std::size_t MAXIMUM_BODY_SIZE = std::size_t{128} * 1024 * 1024;
 
 /// Reads a stream to its end.
-/// @param expected_size  what the sender says; memory for it is reserved, as far as the maximum
+/// @param expected_size  what the sender says; memory for it is reserved, within reason
 /// @throws RequestLimitException  after `maximum_size` bytes, without reading on
 std::string read_body(std::istream& stream, std::size_t maximum_size = MAXIMUM_BODY_SIZE,
                       std::size_t expected_size = 0);

@@ -31,29 +31,22 @@ const Poco::XML::Node* find_attribute_node(const Poco::XML::Node& node, std::str
     return attribute;
 }
 
-// What `find(uri, local_name)` finds for the first of the names that a qualified name stands for.
-template <class Find>
-auto find_by_name(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces, Find find)
-    -> decltype(find(std::string_view(), std::string_view())) {
-    const auto colon = qualified_name.find(':');
-    if (colon == std::string::npos) {
-        return find({}, qualified_name);
-    }
-    const std::string& uri = namespaces.getURI(qualified_name.substr(0, colon));
-    if (uri.empty()) {
-        return {};
-    }
-    const std::string_view local_name = std::string_view(qualified_name).substr(colon + 1);
-    const auto attribute = find(uri, local_name);
-    return attribute ? attribute : find({}, local_name);
-}
-
 }  // namespace
 
 ElementName::ElementName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces) {
     const auto colon = qualified_name.find(':');
     uri_ = namespaces.getURI(qualified_name.substr(0, colon));
     local_name_ = qualified_name.substr(colon + 1);
+}
+
+AttributeName::AttributeName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces)
+    : local_name_(qualified_name), has_prefix_(false) {
+    const auto colon = qualified_name.find(':');
+    if (colon != std::string::npos) {
+        uri_ = namespaces.getURI(qualified_name.substr(0, colon));
+        local_name_.remove_prefix(colon + 1);
+        has_prefix_ = true;
+    }
 }
 
 bool ElementName::matches(const Poco::XML::Node& node) const {
@@ -63,7 +56,10 @@ bool ElementName::matches(const Poco::XML::Node& node) const {
 
 const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
                                   const Poco::XML::NamespaceSupport& namespaces) {
-    const ElementName name(qualified_name, namespaces);
+    return find_child(parent, ElementName(qualified_name, namespaces));
+}
+
+const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const ElementName& name) {
     const Poco::XML::Node* child = parent.firstChild();
     while (child != nullptr && !name.matches(*child)) {
         child = child->nextSibling();
@@ -73,15 +69,20 @@ const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::stri
 
 const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::string& qualified_name,
                                       const Poco::XML::NamespaceSupport& namespaces) {
-    return find_by_name(qualified_name, namespaces, [&](std::string_view uri, std::string_view local_name) {
-        return find_attribute_node(node, uri, local_name);
-    });
+    return AttributeName(qualified_name, namespaces)
+        .find([&](std::string_view uri, std::string_view local_name) {
+            return find_attribute_node(node, uri, local_name);
+        });
 }
 
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node,
                                                     const std::string& qualified_name,
                                                     const Poco::XML::NamespaceSupport& namespaces) {
-    return find_by_name(qualified_name, namespaces, [&](std::string_view uri, std::string_view local_name) {
+    return find_attribute_text(node, AttributeName(qualified_name, namespaces));
+}
+
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node, const AttributeName& name) {
+    return name.find([&](std::string_view uri, std::string_view local_name) {
         return find_attribute_text(node, uri, local_name);
     });
 }

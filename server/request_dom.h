@@ -27,8 +27,34 @@ private:
     std::string local_name_;
 };
 
+/// The name of an attribute, taken apart once, to be looked for in many elements.
+class AttributeName {
+public:
+    /// @param qualified_name  as `find_attribute` takes it; lives no shorter
+    AttributeName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces);
+
+    /// What `find(uri, local_name)` finds for the first of the names that are meant.
+    template <class Find>
+    auto find(Find find) const -> decltype(find(std::string_view(), std::string_view())) {
+        if (!has_prefix_) {
+            return find({}, local_name_);
+        }
+        if (uri_.empty()) {
+            return {};
+        }
+        const auto attribute = find(uri_, local_name_);
+        return attribute ? attribute : find({}, local_name_);
+    }
+
+private:
+    std::string uri_;
+    std::string_view local_name_;
+    bool has_prefix_;
+};
+
 /// The first child element of that name.
 /// @return borrowed, null if there is none
+const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const ElementName& name);
 const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
                                   const Poco::XML::NamespaceSupport& namespaces);
 
@@ -55,6 +81,7 @@ const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::st
 
 /// The text of the attribute that `find_attribute` finds; valid as long as the document. Of a request's own
 /// elements it costs no node.
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node, const AttributeName& name);
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node,
                                                     const std::string& qualified_name,
                                                     const Poco::XML::NamespaceSupport& namespaces);

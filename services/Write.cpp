@@ -98,12 +98,14 @@ Write::Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* req
     if (list == nullptr) {
         return;
     }
+    const AttributeName handle_name(request_names::CLIENT_ITEM_HANDLE, namespaces);
+    const ElementName value_name(request_names::VALUE, namespaces);
     items_.reserve(get_child_count(*list));
     for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
         Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, ""));
-        auto handle = get_attribute<std::string>(&node, request_names::CLIENT_ITEM_HANDLE, "");
+        std::string handle(find_attribute_text(node, handle_name).value_or(""));
         std::optional<Value> value;
-        if (const Poco::XML::Node* value_node = find_child(node, request_names::VALUE, namespaces)) {
+        if (const Poco::XML::Node* value_node = find_child(node, value_name)) {
             value.emplace(get_value(value_node));
         }
         items_.emplace_back(std::move(path), std::move(handle), std::move(value));

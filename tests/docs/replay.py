@@ -10,6 +10,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import urllib.parse
 
 import pages
@@ -149,6 +150,21 @@ def run_console(step, url, xmlda, report):
         report.equal(mask(outcome.stdout.replace(url, DOCUMENTED_URL)), mask(expected), f"{step}: {command}")
 
 
+def check_tls(plant, xmlda, report):
+    """The commands of the page on operation make a certificate that the plant serves with and the client trusts."""
+    steps = pages.read_steps(pages.PROJECT / "docs" / "operation.md")
+    step = next(step for step in steps if step.text.startswith("openssl req"))
+    openssl, _, demo = step.text.rpartition("scripts/demo ")
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run(["bash", "-c", openssl], cwd=folder, check=True, timeout=60, capture_output=True)
+        options = [f"{folder}/{word}" if word.endswith(".pem") else word for word in demo.split()]
+        with pages.Host([plant, "--port", "0", *options]) as host:
+            command = [xmlda, "status", host.url, "--ca", f"{folder}/certificate.pem"]
+            outcome = subprocess.run(command, capture_output=True, text=True, timeout=60)
+            report.check(host.url.startswith("https:"), step, host.url)
+            report.equal(outcome.returncode, 0, step)
+
+
 def check_types(url, report):
     """The table of value types names those that the plant has, and no others."""
     page = (pages.PROJECT / "docs" / "value-types.md").read_text(encoding="utf-8")
@@ -180,6 +196,7 @@ def main():
                         run_console(step, host.url, xmlda, report)
     with pages.Host(plant_command) as host:
         check_types(host.url, report)
+    check_tls(plant, xmlda, report)
     return report.get_status(least_checks=40)
 
 

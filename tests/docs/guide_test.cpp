@@ -76,7 +76,7 @@ TEST(HostGuide, FindsAnItemByItsPath) {
 }
 
 TEST(HostGuide, GetsAnEnumeratorBack) {
-    const Value value(SymbolInfo(Mode::MANUAL));
+    const Value value{SymbolInfo(Mode::MANUAL)};
 
     const Mode mode = static_cast<Mode>(std::get<SymbolInfo>(value).get_value());
 

@@ -16,7 +16,7 @@ import pages
 SOURCES = sorted((pages.PROJECT / "examples").rglob("*.[ch]*")) + sorted((pages.PROJECT / "tests/docs").glob("*.cpp"))
 KINDS = {"cmake", "console", "xml", "text", "restart", "in the reply to", ""}
 
-# Programs of others; tests run them with the options that the pages show, as far as they matter.
+# Programs of others, whose options nobody checks here.
 FOREIGN = {"apt", "cmake", "curl", "g++", "openssl"}
 
 

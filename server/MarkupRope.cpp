@@ -1,6 +1,7 @@
 #include "server/MarkupRope.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace kx::information_model::opc {
 
@@ -15,24 +16,33 @@ constexpr std::size_t USUAL_PART_SIZE = 512;
 }  // namespace
 
 std::string& MarkupRope::get_end() {
-    if (!pieces_.empty() && pieces_.back().capacity() - pieces_.back().size() >= USUAL_PART_SIZE) {
-        return pieces_.back();
+    std::size_t size = FIRST_PIECE_SIZE;
+    if (!pieces_.empty()) {
+        std::string& last = *pieces_.back();
+        if (last.capacity() - last.size() >= USUAL_PART_SIZE && pieces_.back().use_count() == 1) {
+            return last;
+        }
+        size = std::min(2 * last.capacity(), LARGEST_PIECE_SIZE);
     }
-    const std::size_t size =
-        pieces_.empty() ? FIRST_PIECE_SIZE : std::min(2 * pieces_.back().capacity(), LARGEST_PIECE_SIZE);
-    pieces_.emplace_back().reserve(size);
-    return pieces_.back();
+    auto piece = std::make_shared<std::string>();
+    piece->reserve(size);
+    return *pieces_.emplace_back(std::move(piece));
 }
 
-void MarkupRope::write(std::string& output) const {
-    for (const std::string& piece : pieces_) {
-        output += piece;
-    }
+void MarkupRope::append(const MarkupRope& rope) {
+    pieces_.insert(pieces_.end(), rope.pieces_.begin(), rope.pieces_.end());
 }
 
-bool MarkupRope::is_empty() const noexcept {
-    return std::all_of(pieces_.begin(), pieces_.end(),
-                       [](const std::string& piece) { return piece.empty(); });
+std::size_t MarkupRope::get_size() const noexcept {
+    return std::accumulate(pieces_.begin(), pieces_.end(), std::size_t{0},
+                           [](std::size_t size, const auto& piece) { return size + piece->size(); });
+}
+
+std::string MarkupRope::to_string() const {
+    std::string text;
+    text.reserve(get_size());
+    for_each_piece([&](std::string_view piece) { text += piece; });
+    return text;
 }
 
 }  // namespace kx::information_model::opc

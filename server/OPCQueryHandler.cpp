@@ -98,16 +98,13 @@ Poco::AutoPtr<Poco::XML::Document> parse_body(Poco::Net::HTTPServerRequest& requ
         read_body(request.stream(), MAXIMUM_BODY_SIZE, static_cast<std::size_t>(expected_size)));
 }
 
-// Replies up to this size go through the HTTP server's stream, which sends them together with the header.
+// Replies up to this size are sent from one string, and the smallest together with the header.
+constexpr std::size_t JOINED_REPLY_SIZE = std::size_t{128} * 1024;
 constexpr std::size_t STREAMED_REPLY_SIZE = 2048;
-
-// What goes out in one call. A client that takes nothing of it for the time of the send time-out is given up.
-constexpr std::size_t SENT_PIECE_SIZE = std::size_t{1} << 20U;
 
 void send_all(Poco::Net::StreamSocket& socket, std::string_view text) {
     while (!text.empty()) {
-        const auto piece = static_cast<int>(std::min(text.size(), SENT_PIECE_SIZE));
-        const int sent = socket.sendBytes(text.data(), piece);
+        const int sent = socket.sendBytes(text.data(), static_cast<int>(text.size()));
         if (sent <= 0) {
             throw Poco::Net::ConnectionAbortedException();
         }
@@ -115,30 +112,38 @@ void send_all(Poco::Net::StreamSocket& socket, std::string_view text) {
     }
 }
 
-// The stream would send a large body in pieces of 4 KB, at the price of a system call each.
-void send_body(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
-               const std::string& text) {
+/// Where a large body goes: the HTTP server's stream would send it in pieces of 4 KB, at the price of a
+/// system call each. Null where the stream has to do it.
+Poco::Net::StreamSocket* find_socket(Poco::Net::HTTPServerRequest& request, std::size_t body_size) {
     auto* const connection = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
-    if (connection == nullptr || text.size() <= STREAMED_REPLY_SIZE ||
-        request.getMethod() == Poco::Net::HTTPRequest::HTTP_HEAD) {
-        response.sendBuffer(text.data(), text.size());
-        return;
-    }
-    response.setChunkedTransferEncoding(false);
-    response.setContentLength64(static_cast<Poco::Int64>(text.size()));
-    send(response, {});  // the header
-    send_all(connection->socket(), text);
+    const bool has_body = request.getMethod() != Poco::Net::HTTPRequest::HTTP_HEAD;
+    return connection != nullptr && has_body && body_size > STREAMED_REPLY_SIZE ? &connection->socket()
+                                                                                : nullptr;
 }
 
 void send_reply(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
-                const std::string& text) {
-    response.setChunkedTransferEncoding(true);
+                const MarkupRope& text) {
+    const std::size_t size = text.get_size();
+    Poco::Net::StreamSocket* const socket = find_socket(request, size);
+    // Should memory run out, it is before anything of a success is in the response.
+    const std::string joined =
+        socket == nullptr || size <= JOINED_REPLY_SIZE ? text.to_string() : std::string();
     response.setContentType(CONTENT_TYPE);
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
     const bool keep_alive = response.getKeepAlive();
     // Clients of old expect no Connection header on success, whatever they asked for.
     response.erase("connection");
-    send_body(request, response, text);
+    if (socket == nullptr) {
+        response.sendBuffer(joined.data(), size);
+    } else {
+        response.setChunkedTransferEncoding(false);
+        response.setContentLength64(static_cast<Poco::Int64>(size));
+        send(response, {});  // the header
+        send_all(*socket, joined);
+        if (joined.empty()) {
+            text.for_each_piece([&](std::string_view piece) { send_all(*socket, piece); });
+        }
+    }
     if (!keep_alive) {
         response.setKeepAlive(false);  // too late for the wire; the HTTP server reads it and closes
     }
@@ -171,7 +176,7 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
     }
 }
 
-std::string OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
+MarkupRope OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
     Poco::XML::NamespaceSupport namespaces;
     namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
     namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
@@ -181,7 +186,7 @@ std::string OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) cons
     if (message == nullptr) {
         throw Poco::NotFoundException("no known request");
     }
-    return serialize(message->generate());
+    return write_reply(message->generate());
 }
 
 std::unique_ptr<AMessage> OPCQueryHandler::create_message(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "server/AMessage.h"
+#include "server/MarkupRope.h"
 #include "subscriptions/SubscriptionHandler.h"
 
 #include <information_model/InformationModel.h>
@@ -35,7 +36,7 @@ public:
 
 private:
     /// Serves a request and returns the reply's text.
-    std::string process(Poco::Net::HTTPServerRequest& request) const;
+    MarkupRope process(Poco::Net::HTTPServerRequest& request) const;
 
     /// Sweeps expired subscriptions and makes the message that the request asks for.
     /// @return null if there is no known request

@@ -120,7 +120,7 @@ Poco::XML::Node* ReplyElement::appendChild(Poco::XML::Node* child) {
     if (!is_open_list_) {
         return ArenaElement::appendChild(child);
     }
-    ReplyWriter(get_list().get_end()).write(static_cast<const ReplyElement&>(*child));
+    ReplyWriter(get_list()).write(static_cast<const ReplyElement&>(*child));
     return child;
 }
 
@@ -145,10 +145,12 @@ void ReplyElement::write_attributes(std::string& output) const {
     }
 }
 
-void ReplyElement::write_content(std::string& output) const {
-    output += text_;
+void ReplyElement::write_content(MarkupRope& output) const {
+    if (!text_.empty()) {
+        output.append(text_);
+    }
     if (list_ != nullptr) {
-        list_->write(output);
+        output.append(*list_);
     }
 }
 

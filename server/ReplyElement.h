@@ -116,7 +116,7 @@ public:
     void write_attributes(std::string& output) const;
 
     /// Appends the markup of the text, or of the children that are there as markup; other children follow.
-    void write_content(std::string& output) const;
+    void write_content(MarkupRope& output) const;
 
 protected:
     ~ReplyElement() override;

@@ -35,22 +35,24 @@ void ReplyWriter::write(const ReplyElement& root) {
 }
 
 bool ReplyWriter::write_start(const ReplyElement& element) {
-    output_ += '<';
-    output_ += element.tagName();
-    element.write_attributes(output_);
+    std::string& output = output_.get_end();
+    output += '<';
+    output += element.tagName();
+    element.write_attributes(output);
     if (element.is_empty()) {
-        output_ += "/>";
+        output += "/>";
         return false;
     }
-    output_ += '>';
+    output += '>';
     element.write_content(output_);
     return true;
 }
 
 void ReplyWriter::write_end(const ReplyElement& element) {
-    output_ += "</";
-    output_ += element.tagName();
-    output_ += '>';
+    std::string& output = output_.get_end();
+    output += "</";
+    output += element.tagName();
+    output += '>';
 }
 
 }  // namespace kx::information_model::opc

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "server/MarkupRope.h"
 #include "server/ReplyElement.h"
-
-#include <string>
 
 namespace kx::information_model::opc {
 
@@ -12,7 +11,7 @@ namespace kx::information_model::opc {
 class ReplyWriter {
 public:
     /// @param output  gets the text appended
-    explicit ReplyWriter(std::string& output) : output_(output) {}
+    explicit ReplyWriter(MarkupRope& output) : output_(output) {}
 
     /// Writes an element and all below it.
     void write(const ReplyElement& root);
@@ -22,7 +21,7 @@ private:
     bool write_start(const ReplyElement& element);
     void write_end(const ReplyElement& element);
 
-    std::string& output_;
+    MarkupRope& output_;
 };
 
 }  // namespace kx::information_model::opc

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "server/Arena.h"
+
 #include <Poco/DOM/Attr.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
@@ -23,13 +25,13 @@
 namespace kx::information_model::opc {
 
 /// The memory of a document's nodes: a base class, since it must outlive the one that releases the nodes.
-class Arena {
+class NodeMemory {
 protected:
-    std::pmr::monotonic_buffer_resource memory_{4096};
+    Arena memory_;
 };
 
 /// A document, and the memory of its nodes. Held in a `Poco::AutoPtr`.
-class ArenaDocument : private Arena, public Poco::XML::Document {
+class ArenaDocument : private NodeMemory, public Poco::XML::Document {
 public:
     /// @param names  where the nodes' names are kept; used by this thread alone
     explicit ArenaDocument(Poco::XML::NamePool& names);

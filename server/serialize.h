@@ -1,5 +1,7 @@
 #pragma once
 
+#include "server/MarkupRope.h"
+
 #include <Poco/DOM/Document.h>
 
 #include <string>
@@ -10,5 +12,8 @@ namespace kx::information_model::opc {
 /// `Poco::XML::DOMWriter` writes it, in UTF-8 and without line breaks of its own.
 /// @throws Poco::NullPointerException  if `document` is null
 std::string serialize(const Poco::XML::Document* document);
+
+/// The same, without copying the lists of the document.
+MarkupRope write_reply(const Poco::XML::Document* document);
 
 }  // namespace kx::information_model::opc

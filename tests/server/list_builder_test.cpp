@@ -1,5 +1,6 @@
 #include "server/ListBuilder.h"
 
+#include "server/Arena.h"
 #include "server/MarkupRope.h"
 #include "server/reply_dom.h"
 #include "support/allocation_count.h"
@@ -7,8 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace kx::information_model::opc {
 namespace {
@@ -144,13 +149,52 @@ TEST(MarkupRope, HoldsWhatWasAppended) {
     for (int number = 0; number < 20'000; ++number) {
         const std::string text =
             std::to_string(number) + (number % 1000 == 0 ? std::string(100'000, 'x') : " ");
-        rope.get_end() += text;
+        rope.append(text);
         expected += text;
     }
     EXPECT_FALSE(rope.is_empty());
-    std::string text = "start ";
-    rope.write(text);
-    EXPECT_EQ(text, "start " + expected);
+    EXPECT_EQ(rope.get_size(), expected.size());
+    EXPECT_EQ(rope.to_string(), expected);
+    std::string pieces;
+    rope.for_each_piece([&](std::string_view piece) { pieces += piece; });
+    EXPECT_EQ(pieces, expected);
+}
+
+TEST(MarkupRope, TakesAnotherAndLeavesItAsItIs) {
+    MarkupRope list;
+    list.append("list ");
+    MarkupRope rope;
+    rope.append("start ");
+    rope.append(list);
+    rope.append("end");
+    list.append("more");
+    EXPECT_EQ(rope.to_string(), "start list end");
+    EXPECT_EQ(list.to_string(), "list more");
+    rope.append(MarkupRope());
+    EXPECT_EQ(rope.to_string(), "start list end");
+}
+
+TEST(Arena, AlignsWhatItGives) {
+    Arena arena;
+    for (const std::size_t size : {1U, 3U, 16U, 1000U, 5000U, 100'000U, 1'000'000U}) {
+        for (const std::size_t alignment : {1U, 8U, 16U, 64U}) {
+            auto* const bytes = static_cast<char*>(arena.allocate(size, alignment));
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(bytes) % alignment, 0U);
+            std::fill_n(bytes, size, 'x');  // the address sanitizer knows whether it may
+        }
+    }
+}
+
+TEST(Arena, KeepsWhatItGave) {
+    Arena arena;
+    std::vector<char*> given;
+    for (int number = 0; number < 100'000; ++number) {
+        given.push_back(static_cast<char*>(arena.allocate(1 + number % 7, 1)));
+        *given.back() = static_cast<char>(number % 100);
+    }
+    for (int number = 0; number < 100'000; ++number) {
+        ASSERT_EQ(*given[static_cast<std::size_t>(number)], number % 100) << number;
+    }
 }
 
 }  // namespace

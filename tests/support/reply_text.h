@@ -14,9 +14,9 @@ namespace kx::information_model::opc::testing {
 
 /// The text of an element of a reply.
 inline std::string to_text(const Poco::XML::Element& element) {
-    std::string text;
+    MarkupRope text;
     ReplyWriter(text).write(dynamic_cast<const ReplyElement&>(element));
-    return text;
+    return text.to_string();
 }
 
 /// The value of an attribute as a client reads it, empty if there is none. The element may hold prefixes

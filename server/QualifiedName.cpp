@@ -9,9 +9,9 @@ namespace {
 constexpr std::size_t MAXIMUM_KEPT_NAMES = 64;
 constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{8} * 1024;
 
-// A hash table with room to spare, in size a prime number.
-constexpr unsigned long POOL_SIZE = 251;
-static_assert(POOL_SIZE > MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES);
+// A hash table, in size a prime number. A name may be there twice, as an element's and as an attribute's.
+constexpr unsigned long POOL_SIZE = 389;
+static_assert(POOL_SIZE > 2 * (MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES));
 
 }  // namespace
 

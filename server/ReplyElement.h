@@ -27,8 +27,8 @@ public:
 /// can ask for a large array again and again.
 inline constexpr std::size_t MAXIMUM_REPLY_SIZE = std::size_t{512} * 1024 * 1024;
 
-/// What the elements of a reply share: the count of the bytes that they will take, so that they are written
-/// into memory that was reserved once, and memory for those that pass through a list.
+/// What the elements of a reply share: the count of the bytes that they will take, and memory for those that
+/// pass through a list.
 class ReplyMemory {
     friend class ReplyDocument;
     friend class ReplyElement;

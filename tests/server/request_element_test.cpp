@@ -99,6 +99,20 @@ TEST(RequestElement, ShowsItsAttributesToPocoOnceTheyWereAskedFor) {
     }
 }
 
+TEST(RequestElement, HasRoomForNamesOfElementsThatAreNamesOfAttributesToo) {
+    std::string content;
+    for (std::size_t number = 0; number < NameTable::MAXIMUM_REQUEST_NAMES - 10; ++number) {
+        const std::string name = "n" + std::to_string(number);
+        content.append("<").append(name).append(" xmlns='' ").append(name).append("=''/>");
+    }
+    const ParsedRequest request("<r>" + content + "</r>");
+    for (const auto* child = request.get_root()->firstChild(); child != nullptr;
+         child = child->nextSibling()) {
+        const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = child->attributes();
+        EXPECT_EQ(attributes->item(0)->nodeName(), child->nodeName());
+    }
+}
+
 TEST(RequestElement, FindsTextsByNamespaceAndLocalName) {
     const ParsedRequest request(create_element_text("E", "A='1' x:B='2'"));
     const auto& element = dynamic_cast<const RequestElement&>(*request.get_root());

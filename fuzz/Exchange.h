@@ -1,9 +1,6 @@
 #pragma once
 
-#include <Poco/Net/HTTPServerParams.h>
-#include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>
-#include <Poco/Net/SocketAddress.h>
 
 #include <cstddef>
 #include <sstream>
@@ -28,26 +25,6 @@ public:
 private:
     std::ostringstream body_;
     bool sent_ = false;
-};
-
-/// Has `body` to read.
-class BodyRequest : public Poco::Net::HTTPServerRequest {
-public:
-    /// @param response  must outlive this object
-    BodyRequest(const std::string& body, CapturedResponse& response) : stream_(body), response_(response) {}
-
-    std::istream& stream() override { return stream_; }
-    const Poco::Net::SocketAddress& clientAddress() const override { return address_; }
-    const Poco::Net::SocketAddress& serverAddress() const override { return address_; }
-    const Poco::Net::HTTPServerParams& serverParams() const override { return *parameters_; }
-    Poco::Net::HTTPServerResponse& response() const override { return response_; }
-    bool secure() const override { return false; }
-
-private:
-    std::istringstream stream_;
-    CapturedResponse& response_;
-    Poco::Net::SocketAddress address_;
-    Poco::Net::HTTPServerParams::Ptr parameters_ = new Poco::Net::HTTPServerParams;
 };
 
 }  // namespace kx::fuzz

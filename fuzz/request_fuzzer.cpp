@@ -12,6 +12,7 @@
 #include "server/OPCQueryHandler.h"
 #include "server/serialize.h"
 #include "subscriptions/SubscriptionHandler.h"
+#include "support/FakeRequest.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/DOMParser.h>
@@ -164,7 +165,7 @@ public:
     void serve(const std::string& body) {
         CapturedResponse response;
         {
-            BodyRequest request(body, response);
+            information_model::opc::testing::FakeRequest request(body, response);
             OPCQueryHandler(host_.get_model(), subscriptions_).handleRequest(request, response);
         }
         check_reply(response);

@@ -3,22 +3,17 @@
 
 #include "require.h"
 #include "server/RequestParser.h"
+#include "support/dom_description.h"
 
-#include <Poco/DOM/Attr.h>
 #include <Poco/DOM/AutoPtr.h>
-#include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/Document.h>
-#include <Poco/DOM/Element.h>
-#include <Poco/DOM/NamedNodeMap.h>
 #include <Poco/Exception.h>
-#include <Poco/SAX/XMLReader.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <optional>
-#include <sstream>
 #include <string>
 
 namespace kx::fuzz {
@@ -26,40 +21,9 @@ namespace kx::fuzz {
 namespace {
 
 using namespace information_model::opc;
-using Poco::XML::Node;
+using information_model::opc::testing::describe;
+using information_model::opc::testing::parse_with_dom_parser;
 using Document = Poco::AutoPtr<Poco::XML::Document>;
-
-Document parse_with_poco(const std::string& xml) {
-    Poco::XML::DOMParser parser;
-    parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACES, true);
-    parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACE_PREFIXES, true);
-    return parser.parseMemory(xml.data(), xml.size());
-}
-
-void describe(const Node& node, std::ostream& out) {
-    out << node.nodeType() << '|' << node.nodeName() << '|' << node.namespaceURI() << '|' << node.prefix()
-        << '|' << node.localName() << '|' << node.getNodeValue() << '{';
-    if (node.nodeType() == Node::ELEMENT_NODE) {
-        const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = node.attributes();
-        for (const Node* attribute = attributes->item(0); attribute != nullptr;
-             attribute = attribute->nextSibling()) {
-            describe(*attribute, out);
-            out << static_cast<const Poco::XML::Attr&>(*attribute).specified();
-        }
-    }
-    if (node.nodeType() != Node::ATTRIBUTE_NODE) {
-        for (const Node* child = node.firstChild(); child != nullptr; child = child->nextSibling()) {
-            describe(*child, out);
-        }
-    }
-    out << '}';
-}
-
-std::string describe(const Document& document) {
-    std::ostringstream out;
-    describe(*document, out);
-    return out.str();
-}
 
 struct Outcome {
     std::optional<std::string> description = std::nullopt;  ///< of the DOM, if there is one
@@ -69,7 +33,7 @@ struct Outcome {
 
 Outcome parse(const std::function<Document(const std::string&)>& parser, const std::string& xml) {
     try {
-        return {.description = describe(parser(xml))};
+        return {.description = describe(*parser(xml))};
     } catch (const RequestLimitException& error) {
         return {.failure = error.what(), .is_limit = true};
     } catch (const Poco::PoolOverflowException& error) {
@@ -92,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (ours.is_limit) {
         return 0;  // and POCO might die of it
     }
-    const Outcome poco = parse(parse_with_poco, xml);
+    const Outcome poco = parse(parse_with_dom_parser, xml);
     require(ours.description.has_value() == poco.description.has_value(), "both parsers accept, or none",
             ours.failure + " / " + poco.failure);
     require(ours.description == poco.description, "both parsers make the same DOM",

@@ -1,9 +1,8 @@
 #include "server/OPCQueryHandler.h"
 #include "server/QueryHandlerFactory.h"
+#include "support/FakeRequest.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/HTTPServerParams.h>
-#include <Poco/Net/SocketAddress.h>
 
 #include <gtest/gtest.h>
 
@@ -16,6 +15,8 @@
 
 namespace kx::information_model::opc {
 namespace {
+
+using testing::FakeRequest;
 
 const std::string STATUS_REQUEST =
     R"(<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/"><s:Body>)"
@@ -54,24 +55,6 @@ public:
 
 private:
     bool sent_ = false;
-};
-
-class FakeRequest : public Poco::Net::HTTPServerRequest {
-public:
-    FakeRequest(const std::string& body, FakeResponse& response) : stream_(body), response_(response) {}
-
-    std::istream& stream() override { return stream_; }
-    const Poco::Net::SocketAddress& clientAddress() const override { return address_; }
-    const Poco::Net::SocketAddress& serverAddress() const override { return address_; }
-    const Poco::Net::HTTPServerParams& serverParams() const override { return *parameters_; }
-    Poco::Net::HTTPServerResponse& response() const override { return response_; }
-    bool secure() const override { return false; }
-
-private:
-    std::istringstream stream_;
-    FakeResponse& response_;
-    Poco::Net::SocketAddress address_;
-    Poco::Net::HTTPServerParams::Ptr parameters_ = new Poco::Net::HTTPServerParams;
 };
 
 class QueryHandler : public ::testing::Test {

@@ -1,12 +1,9 @@
 #include "server/RequestParser.h"
 #include "server/request_dom.h"
+#include "support/dom_description.h"
 
-#include <Poco/DOM/Attr.h>
-#include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/Element.h>
-#include <Poco/DOM/NamedNodeMap.h>
 #include <Poco/Exception.h>
-#include <Poco/SAX/XMLReader.h>
 #include <Poco/XML/XMLException.h>
 
 #include <dlfcn.h>
@@ -37,39 +34,8 @@ extern "C" XML_Status XML_Parse(XML_Parser parser, const char* text, int length,
 namespace kx::information_model::opc {
 namespace {
 
-using Poco::XML::Node;
-
-Poco::AutoPtr<Poco::XML::Document> parse_with_dom_parser(const std::string& xml) {
-    Poco::XML::DOMParser parser;
-    parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACES, true);
-    parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACE_PREFIXES, true);
-    return parser.parseMemory(xml.data(), xml.size());
-}
-
-void describe(const Node& node, std::ostream& out) {
-    out << node.nodeType() << '|' << node.nodeName() << '|' << node.namespaceURI() << '|' << node.prefix()
-        << '|' << node.localName() << '|' << node.getNodeValue() << '{';
-    if (node.nodeType() == Node::ELEMENT_NODE) {
-        const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = node.attributes();
-        for (const Node* attribute = attributes->item(0); attribute != nullptr;
-             attribute = attribute->nextSibling()) {
-            describe(*attribute, out);
-            out << static_cast<const Poco::XML::Attr&>(*attribute).specified();
-        }
-    }
-    if (node.nodeType() != Node::ATTRIBUTE_NODE) {
-        for (const Node* child = node.firstChild(); child != nullptr; child = child->nextSibling()) {
-            describe(*child, out);
-        }
-    }
-    out << '}';
-}
-
-std::string describe(const Node& node) {
-    std::ostringstream out;
-    describe(node, out);
-    return out.str();
-}
+using testing::describe;
+using testing::parse_with_dom_parser;
 
 // The description of what `parse` makes of `xml`, or "refused".
 template <class Parse>

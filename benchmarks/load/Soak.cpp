@@ -3,6 +3,7 @@
 #include "load/HostUpdates.h"
 #include "load/servers.h"
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <iostream>
@@ -66,7 +67,7 @@ Soak::Soak(SoakOptions options) : options_(options) {
 }
 
 Report Soak::run() {
-    before_ = look_at_host();
+    before_ = look_at_idle_host();
     for (std::size_t number = 0; number < options_.clients; ++number) {
         clients_.push_back(std::make_unique<SoakClient>(host_->get_port(), VARIABLES, options_.ping_rate));
     }
@@ -82,6 +83,15 @@ Report Soak::run() {
 Soak::State Soak::look_at_host() const {
     return {static_cast<double>(host_->get_resident_size()) / (1024 * 1024), host_->get_descriptor_count(),
             host_->get_thread_count()};
+}
+
+Soak::State Soak::look_at_idle_host() const {
+    State state = look_at_host();
+    for (int times = 0; times < 20; ++times) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        state.descriptors = std::max(state.descriptors, look_at_host().descriptors);
+    }
+    return state;
 }
 
 void Soak::run_clients() {

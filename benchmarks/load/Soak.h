@@ -43,6 +43,9 @@ private:
     };
 
     State look_at_host() const;
+
+    /// With the descriptor that the thread which accepts has while it waits, and not in between.
+    State look_at_idle_host() const;
     void run_clients();
     /// Waits until the host has closed what the clients have left.
     void wait_for_descriptors();

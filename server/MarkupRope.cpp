@@ -10,6 +10,9 @@ namespace {
 constexpr std::size_t FIRST_PIECE_SIZE = 1024;
 constexpr std::size_t LARGEST_PIECE_SIZE = std::size_t{64} * 1024;
 
+// Below it, copying costs less than what each piece costs when it is sent.
+constexpr std::size_t LEAST_SHARED_SIZE = std::size_t{16} * 1024;
+
 // A part rarely takes more, so that a piece rarely grows.
 constexpr std::size_t USUAL_PART_SIZE = 512;
 
@@ -30,7 +33,13 @@ std::string& MarkupRope::get_end() {
 }
 
 void MarkupRope::append(const MarkupRope& rope) {
-    pieces_.insert(pieces_.end(), rope.pieces_.begin(), rope.pieces_.end());
+    for (const auto& piece : rope.pieces_) {
+        if (piece->size() < LEAST_SHARED_SIZE) {
+            append(*piece);
+        } else {
+            pieces_.push_back(piece);
+        }
+    }
 }
 
 std::size_t MarkupRope::get_size() const noexcept {

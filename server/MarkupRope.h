@@ -19,7 +19,7 @@ public:
 
     void append(std::string_view text) { get_end() += text; }
 
-    /// Appends a rope. Both may be appended to later.
+    /// Appends a rope: shares its large pieces, copies its small ones. Both may be appended to later.
     void append(const MarkupRope& rope);
 
     /// Calls `use(std::string_view)` with each piece, in order.

@@ -174,6 +174,37 @@ TEST(MarkupRope, TakesAnotherAndLeavesItAsItIs) {
     EXPECT_EQ(rope.to_string(), "start list end");
 }
 
+std::size_t count_pieces(const MarkupRope& rope) {
+    std::size_t pieces = 0;
+    rope.for_each_piece([&](std::string_view /*piece*/) { ++pieces; });
+    return pieces;
+}
+
+// An array of ten members is a rope of its own, and there may be thousands of them in a reply.
+TEST(MarkupRope, DoesNotFallIntoSmallPieces) {
+    MarkupRope rope;
+    std::string expected;
+    for (int number = 0; number < 10'000; ++number) {
+        MarkupRope array;
+        array.append(std::string(300, 'x'));
+        rope.append(array);
+        rope.append("<small/>");
+        expected += std::string(300, 'x') + "<small/>";
+    }
+    EXPECT_EQ(rope.to_string(), expected);
+    EXPECT_LT(count_pieces(rope), 100U);
+}
+
+TEST(MarkupRope, SharesLargePieces) {
+    MarkupRope list;
+    list.append(std::string(1'000'000, 'x'));
+    MarkupRope rope;
+    rope.append(list);
+    const char* shared = nullptr;
+    rope.for_each_piece([&](std::string_view piece) { shared = piece.data(); });
+    list.for_each_piece([&](std::string_view piece) { EXPECT_EQ(piece.data(), shared); });
+}
+
 TEST(Arena, AlignsWhatItGives) {
     Arena arena;
     for (const std::size_t size : {1U, 3U, 16U, 1000U, 5000U, 100'000U, 1'000'000U}) {

@@ -1,12 +1,11 @@
 #include "support/HttpClient.h"
 #include "support/TestServer.h"
 #include "support/replies.h"
+#include "support/server_end.h"
 
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,20 +14,6 @@ namespace kx::information_model::opc::testing {
 namespace {
 
 constexpr int WORKERS = 16;
-
-// The server's end of the connection from `client_port`, which is in this process.
-int find_server_end(unsigned short client_port) {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        const int file = std::stoi(entry.path().filename());
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
-        if (getpeername(file, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && peer.sin_family == AF_INET &&
-            ntohs(peer.sin_port) == client_port) {
-            return file;
-        }
-    }
-    return -1;
-}
 
 /// Sixty seconds are long for a test.
 void shorten_send_timeout(HttpClient& client) {

@@ -2,6 +2,7 @@
 #include "support/HttpClient.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
+#include "support/server_end.h"
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
@@ -322,20 +323,6 @@ std::chrono::seconds get_timeout(int file, int option) {
     socklen_t size = sizeof timeout;
     EXPECT_EQ(getsockopt(file, SOL_SOCKET, option, &timeout, &size), 0);
     return std::chrono::seconds(timeout.tv_sec);
-}
-
-// The server's end of the connection from `client_port`, which is in this process.
-int find_server_end(unsigned short client_port) {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        const int file = std::stoi(entry.path().filename());
-        sockaddr_in peer{};
-        socklen_t size = sizeof peer;
-        if (getpeername(file, reinterpret_cast<sockaddr*>(&peer), &size) == 0 && peer.sin_family == AF_INET &&
-            ntohs(peer.sin_port) == client_port) {
-            return file;
-        }
-    }
-    return -1;
 }
 
 TEST_F(Endpoint, BoundsHowLongAPeerHoldsAWorker) {

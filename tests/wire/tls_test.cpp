@@ -1,5 +1,6 @@
 #include "support/HttpClient.h"
 #include "support/TestServer.h"
+#include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
 
@@ -7,7 +8,6 @@
 #include <opc/Server.h>
 
 #include <Poco/Net/Context.h>
-#include <Poco/Net/NetSSL.h>
 #include <Poco/Net/SecureStreamSocket.h>
 #include <Poco/Net/SocketAddress.h>
 
@@ -23,13 +23,6 @@
 
 namespace kx::information_model::opc::testing {
 namespace {
-
-/// Runs the TLS library as the client side needs it.
-class TlsEnvironment : public ::testing::Environment {
-public:
-    void SetUp() override { Poco::Net::initializeSSL(); }
-    void TearDown() override { Poco::Net::uninitializeSSL(); }
-};
 
 const ::testing::Environment* const ENVIRONMENT = ::testing::AddGlobalTestEnvironment(new TlsEnvironment);
 

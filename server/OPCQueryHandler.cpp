@@ -1,6 +1,7 @@
 #include "server/OPCQueryHandler.h"
 
 #include "server/Error.h"
+#include "server/RequestBody.h"
 #include "server/RequestParser.h"
 #include "server/request_dom.h"
 #include "server/serialize.h"
@@ -93,9 +94,7 @@ void send_fault(Poco::Net::HTTPServerResponse& response, const Error& error) {
 }
 
 Poco::AutoPtr<Poco::XML::Document> parse_body(Poco::Net::HTTPServerRequest& request) {
-    const auto expected_size = std::max<Poco::Int64>(0, request.getContentLength64());
-    return parse_request(
-        read_body(request.stream(), MAXIMUM_BODY_SIZE, static_cast<std::size_t>(expected_size)));
+    return parse_request(read_body(request));  // the text is not needed any more
 }
 
 // Replies up to this size are sent from one string, and the smallest together with the header.

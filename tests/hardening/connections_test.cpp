@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -166,6 +167,16 @@ TEST_P(BadFraming, EndsTheConnection) {
 
 const std::string CHUNKED = "Transfer-Encoding: chunked\r\n";
 
+std::string create_chunk(const std::string& data) {
+    std::ostringstream chunk;
+    chunk << std::hex << data.size() << "\r\n" << data << "\r\n";
+    return chunk.str();
+}
+
+std::string create_length(std::size_t size) {
+    return "Content-Length: " + std::to_string(size) + "\r\n";
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Framing, BadFraming,
     ::testing::Values(Framing{"NegativeLength", "Content-Length: -1\r\n", "x"},
@@ -186,6 +197,76 @@ INSTANTIATE_TEST_SUITE_P(
                       Framing{"SizeTooLarge", CHUNKED, "10000\r\n" + create_status_request()},
                       Framing{"SizeTooSmall", CHUNKED, "10\r\n" + create_status_request()}),
     ::testing::PrintToStringParamName());
+
+// A whole request comes before what is wrong, so that a server that takes it for the end serves it and reads
+// what follows as the next one.
+INSTANTIATE_TEST_SUITE_P(
+    FramingOfAWholeRequest, BadFraming,
+    ::testing::Values(
+        Framing{"NoSize", CHUNKED, create_chunk(create_status_request()) + "\r\n"},
+        Framing{"NoHexadecimalSize", CHUNKED, create_chunk(create_status_request()) + "zzz\r\n\r\n"},
+        Framing{"NegativeSize", CHUNKED, create_chunk(create_status_request()) + "-0\r\n\r\n"},
+        Framing{"OverflowingSize", CHUNKED,
+                create_chunk(create_status_request()) + "10000000000000000\r\n\r\n"},
+        Framing{"LineFeedAfterSize", CHUNKED, create_chunk(create_status_request()) + "0\n\n"},
+        Framing{"LineFeedInExtension", CHUNKED, create_chunk(create_status_request()) + "0;\n\r\n"},
+        Framing{"NoLineEndAfterData", CHUNKED, create_chunk(create_status_request()).append("x0\r\n\r\n")},
+        Framing{"TrailerWithoutEnd", CHUNKED, create_chunk(create_status_request()) + "0\r\nX: y\n\n"},
+        Framing{"OtherCoding", "Transfer-Encoding: gzip\r\n" + create_length(create_status_request().size()),
+                create_status_request()},
+        Framing{"CodingBeforeChunks",
+                "Transfer-Encoding: gzip, chunked\r\n" + create_length(create_status_request().size()),
+                create_status_request()},
+        Framing{"CodingAfterChunks",
+                "Transfer-Encoding: chunked, identity\r\n" + create_length(create_status_request().size()),
+                create_status_request()},
+        Framing{"TwoCodings",
+                "Transfer-Encoding: identity\r\n" + CHUNKED + create_length(create_status_request().size()),
+                create_status_request()},
+        Framing{"NameWithBlank",
+                "Transfer-Encoding : chunked\r\n" + create_length(create_status_request().size()),
+                create_status_request()},
+        Framing{"TwoLengths", create_length(create_status_request().size()) + "Content-Length: 1000\r\n",
+                create_status_request()},
+        Framing{"EqualLengths",
+                create_length(create_status_request().size()) + create_length(create_status_request().size()),
+                create_status_request()},
+        Framing{"LengthWithSign",
+                "Content-Length: +" + std::to_string(create_status_request().size()) + "\r\n",
+                create_status_request()},
+        Framing{"LengthWithSeparator",
+                "Content-Length: " + std::to_string(create_status_request().size()).insert(1, ",") + "\r\n",
+                create_status_request()}),
+    ::testing::PrintToStringParamName());
+
+TEST_F(Connections, ChunksMayHaveExtensionsAndATrailer) {
+    const std::string body = create_status_request();
+    std::string chunks = create_chunk(body.substr(0, 10)) + create_chunk(body.substr(10)) + "0\r\n";
+    chunks.insert(chunks.find("\r\n"), ";name=\"value\"");
+    const std::string request = "POST / HTTP/1.1\r\n" + CHUNKED + "\r\n" + chunks;
+    EXPECT_EQ(count_answers(exchange(request + "\r\n" + request + "Checksum: x\r\nOther: y\r\n\r\n" +
+                                     create_post(body))),
+              3U);
+}
+
+// Whoever looks at the length only finds the next request elsewhere.
+TEST_F(Connections, ChunksAndALengthGetOneAnswer) {
+    const std::string body = create_chunk(create_status_request()) + "0\r\n\r\n";
+    for (const std::string& headers : {CHUNKED + create_length(body.size()), create_length(3) + CHUNKED}) {
+        const std::string answer =
+            exchange("POST / HTTP/1.1\r\n" + headers + "\r\n" + body + create_post(create_status_request()));
+        EXPECT_THAT(answer, StartsWith(OK));
+        EXPECT_EQ(count_answers(answer), 1U);
+    }
+}
+
+TEST_F(Connections, OldClientsThatSendChunksGetOneAnswer) {
+    const std::string answer =
+        exchange("POST / HTTP/1.0\r\nConnection: Keep-Alive\r\n" + CHUNKED + "\r\n" +
+                 create_chunk(create_status_request()) + "0\r\n\r\n" + create_post(create_status_request()));
+    EXPECT_THAT(answer, StartsWith("HTTP/1."));
+    EXPECT_EQ(count_answers(answer), 1U);
+}
 
 TEST_F(Connections, SurvivesLongHeads) {
     for (const std::string& head :

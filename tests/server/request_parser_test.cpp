@@ -13,7 +13,6 @@
 
 #include <atomic>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -333,50 +332,6 @@ TEST(ParseRequest, TakesLargeTokens) {
     EXPECT_EQ(parse_request("<a><![CDATA[" + large + "]]></a>")->documentElement()->innerText(), large);
     EXPECT_EQ(parse_request("<a><!--" + large + "--></a>")->documentElement()->firstChild()->getNodeValue(),
               large);
-}
-
-TEST(ReadBody, ReadsToTheEnd) {
-    for (const std::size_t size : {0U, 1U, 16383U, 16384U, 16385U, 100000U}) {
-        std::string text(size, '\0');
-        for (std::size_t index = 0; index < size; ++index) {
-            text[index] = static_cast<char>(index * 7 % 256);
-        }
-        std::istringstream stream(text);
-        EXPECT_EQ(read_body(stream), text) << size;
-    }
-}
-
-TEST(ReadBody, TakesTheLargestSizeAndNoMore) {
-    EXPECT_EQ(MAXIMUM_BODY_SIZE, 134217728U);
-    for (const std::size_t limit : {0U, 1U, 16384U, 20000U}) {
-        std::istringstream fits(std::string(limit, 'x'));
-        EXPECT_EQ(read_body(fits, limit).size(), limit);
-        std::istringstream exceeds(std::string(limit + 1, 'x'));
-        EXPECT_THROW(read_body(exceeds, limit), RequestLimitException);
-    }
-}
-
-class EndlessBuffer : public std::streambuf {
-public:
-    std::size_t get_delivered() const { return delivered_; }
-
-protected:
-    int_type underflow() override {
-        delivered_ += sizeof(bytes_);
-        setg(bytes_, bytes_, bytes_ + sizeof(bytes_));
-        return traits_type::to_int_type(*bytes_);
-    }
-
-private:
-    char bytes_[1000] = {};
-    std::size_t delivered_ = 0;
-};
-
-TEST(ReadBody, StopsReadingAtTheLimit) {
-    EndlessBuffer buffer;
-    std::istream stream(&buffer);
-    EXPECT_THROW(read_body(stream, 100000), RequestLimitException);
-    EXPECT_LE(buffer.get_delivered(), 100000U + 2 * 16384U);
 }
 
 }  // namespace

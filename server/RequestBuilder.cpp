@@ -91,7 +91,8 @@ struct RequestBuilder::Callbacks {
     }
 };
 
-RequestBuilder::RequestBuilder() : document_(new RequestDocument(NameTable::get_for_thread())) {}
+RequestBuilder::RequestBuilder(std::size_t maximum_node_count)
+    : document_(new RequestDocument(NameTable::get_for_thread())), remaining_nodes_(maximum_node_count) {}
 
 RequestBuilder::~RequestBuilder() = default;
 
@@ -144,6 +145,7 @@ void RequestBuilder::start_element(const char* name, const char** attributes) {
         throw RequestLimitException("elements nest too deep");
     }
     flush_text();
+    count_node();
     NameTable& names = document_->get_names();
     Poco::AutoPtr<RequestElement> element =
         new (document_->get_memory()) RequestElement(*document_, names.get(name));
@@ -170,13 +172,22 @@ void RequestBuilder::add_text(const char* text, std::size_t length) {
 
 void RequestBuilder::add_comment(const char* text) {
     flush_text();
+    count_node();
     append(Poco::AutoPtr<Poco::XML::Comment>(document_->createComment(text)));
 }
 
 void RequestBuilder::add_processing_instruction(const char* target, const char* data) {
     flush_text();
+    count_node();
     append(Poco::AutoPtr<Poco::XML::ProcessingInstruction>(
         document_->createProcessingInstruction(target, data)));
+}
+
+void RequestBuilder::count_node() {
+    if (remaining_nodes_ == 0) {
+        throw RequestLimitException("too many nodes");
+    }
+    --remaining_nodes_;
 }
 
 void RequestBuilder::append(Poco::XML::Node* node) {
@@ -191,6 +202,7 @@ void RequestBuilder::flush_text() {
     if (text_.empty()) {
         return;
     }
+    count_node();
     if (text_kind_ == TEXT_KIND::CDATA) {
         append(Poco::AutoPtr<Poco::XML::CDATASection>(document_->createCDATASection(text_)));
     } else {

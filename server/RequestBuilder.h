@@ -25,19 +25,24 @@ public:
 /// How deep elements may nest. Requests nest seven deep; a DOM is read and freed by recursion.
 inline constexpr std::size_t MAXIMUM_DEPTH = 128;
 
+/// How many elements, texts, sections, comments and processing instructions there may be: a node takes some
+/// 130 bytes, and can be written with four. A Write of a million items, on lines of their own, has six
+/// million.
+inline constexpr std::size_t MAXIMUM_NODE_COUNT = std::size_t{8} * 1024 * 1024;
+
 /// Builds, with expat, the DOM that `Poco::XML::DOMParser` builds with namespaces and namespace prefixes on,
 /// from texts of unknown origin.
 ///
 /// POCO's parser cannot be used here: it feeds expat 4 KB at a time, and expat starts each token anew with
 /// each piece, so that an attribute of 10 MB takes many seconds; it cannot stop; and an exception that leaves
 /// one of its handlers takes memory of expat's with it. This one gives expat the whole text in one call,
-/// stops at the first failure, and throws it when expat has returned. It refuses document type declarations
-/// and elements nested deeper than `MAXIMUM_DEPTH` as they begin.
+/// stops at the first failure, and throws it when expat has returned. It refuses document type declarations,
+/// elements nested deeper than `MAXIMUM_DEPTH`, and more than `MAXIMUM_NODE_COUNT` nodes, as they begin.
 ///
 /// Lives for one parse, used by one thread.
 class RequestBuilder {
 public:
-    RequestBuilder();
+    explicit RequestBuilder(std::size_t maximum_node_count = MAXIMUM_NODE_COUNT);
     RequestBuilder(const RequestBuilder&) = delete;
     RequestBuilder& operator=(const RequestBuilder&) = delete;
     ~RequestBuilder();
@@ -65,6 +70,7 @@ private:
     void add_comment(const char* text);
     void add_processing_instruction(const char* target, const char* data);
 
+    void count_node();
     void append(Poco::XML::Node* node);
     void flush_text();
 
@@ -72,6 +78,7 @@ private:
     XML_ParserStruct* parser_ = nullptr;
     std::exception_ptr failure_;
     std::vector<RequestElement*> open_elements_;
+    std::size_t remaining_nodes_;
     std::string text_;  // not yet in the document
     TEXT_KIND text_kind_ = TEXT_KIND::TEXT;
     bool in_cdata_ = false;

@@ -256,6 +256,15 @@ TEST(ParseRequest, RefusesElementsNestedDeeper) {
     EXPECT_THROW(parse_request(unfinished), RequestLimitException);
 }
 
+TEST(ParseRequest, TakesNodesOfAnyKindToTheLimit) {
+    EXPECT_EQ(MAXIMUM_NODE_COUNT, 8388608U);
+    const std::string xml = "<?p?><a x='1' y='2'>text<b/>text<!--c-->te<![CDATA[section]]>xt</a><!--c-->";
+    EXPECT_NO_THROW(RequestBuilder(10).build(xml.data(), xml.size()));
+    for (std::size_t limit = 0; limit < 10; ++limit) {
+        EXPECT_THROW(RequestBuilder(limit).build(xml.data(), xml.size()), RequestLimitException) << limit;
+    }
+}
+
 const std::vector<std::string>& get_document_types() {
     static const std::vector<std::string> DOCUMENT_TYPES = {
         "<!DOCTYPE a>",

@@ -4,11 +4,9 @@
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
+#include "support/tls_client.h"
 
 #include <Poco/Exception.h>
-#include <Poco/Net/Context.h>
-#include <Poco/Net/SecureStreamSocket.h>
-#include <Poco/Net/SocketAddress.h>
 
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
@@ -40,12 +38,7 @@ std::string create_client_hello() {
 class TlsConnections : public ::testing::Test {
 protected:
     HttpClient connect(const TlsFiles* own = nullptr) const {
-        const Poco::Net::Context::Ptr context = new Poco::Net::Context(
-            Poco::Net::Context::TLS_CLIENT_USE, own == nullptr ? "" : own->get_private_key(),
-            own == nullptr ? "" : own->get_certificate(), files_.get_certificate(),
-            Poco::Net::Context::VERIFY_STRICT, 9, false, "ALL");
-        const Poco::Net::SocketAddress address("127.0.0.1", host_.get_port());
-        return HttpClient(Poco::Net::SecureStreamSocket(address, "127.0.0.1", context));
+        return connect_with_tls(host_.get_port(), files_.get_certificate(), own);
     }
 
     int get_status(const TlsFiles* own = nullptr) const {

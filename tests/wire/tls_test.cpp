@@ -3,12 +3,11 @@
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
+#include "support/tls_client.h"
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
 
-#include <Poco/Net/Context.h>
-#include <Poco/Net/SecureStreamSocket.h>
 #include <Poco/Net/SocketAddress.h>
 
 #include <gtest/gtest.h>
@@ -26,20 +25,11 @@ namespace {
 
 const ::testing::Environment* const ENVIRONMENT = ::testing::AddGlobalTestEnvironment(new TlsEnvironment);
 
-/// A client that trusts nothing but this certificate.
-HttpClient connect(unsigned short port, const std::string& certificate) {
-    const Poco::Net::Context::Ptr context =
-        new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, "", "", certificate,
-                               Poco::Net::Context::VERIFY_STRICT, 9, false, "ALL");
-    const Poco::Net::SocketAddress address("127.0.0.1", port);
-    return HttpClient(Poco::Net::SecureStreamSocket(address, "127.0.0.1", context));
-}
-
 class TlsServer : public ::testing::Test {
 protected:
     TlsServer() { server_.start(); }
 
-    HttpClient connect() const { return testing::connect(server_.get_port(), files_.get_certificate()); }
+    HttpClient connect() const { return connect_with_tls(server_.get_port(), files_.get_certificate()); }
 
     TlsFiles files_;
     std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
@@ -209,7 +199,7 @@ TEST_F(TlsServer, OutlivesAnotherOne) {
     {
         Server other("127.0.0.1", 0, other_files.get_certificate(), other_files.get_private_key(), model_);
         EXPECT_TRUE(other.is_tls_enabled());
-        expect_status(testing::connect(other.start(), other_files.get_certificate())
+        expect_status(connect_with_tls(other.start(), other_files.get_certificate())
                           .post(create_request("<GetStatus/>")));
         expect_status(connect().post(create_request("<GetStatus/>")));
     }
@@ -220,7 +210,7 @@ TEST_F(TlsServer, IsFollowedByAnother) {
     for (int round = 0; round < 3; ++round) {
         Server next("127.0.0.1", files_.get_certificate(), files_.get_private_key(), model_);
         expect_status(
-            testing::connect(next.start(), files_.get_certificate()).post(create_request("<GetStatus/>")));
+            connect_with_tls(next.start(), files_.get_certificate()).post(create_request("<GetStatus/>")));
     }
 }
 
@@ -239,7 +229,7 @@ TEST(DestroyedTlsServer, AnswersRequestsUnderWay) {
     const auto model = std::make_shared<InformationModel>("plant");
     auto server =
         std::make_unique<Server>("127.0.0.1", files.get_certificate(), files.get_private_key(), model);
-    HttpClient client = connect(server->start(), files.get_certificate());
+    HttpClient client = connect_with_tls(server->start(), files.get_certificate());
     const std::string body = create_request("<GetStatus/>");
     client.send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: " + std::to_string(body.size()) +
                 "\r\n\r\n");

@@ -17,6 +17,8 @@
 #include <openssl/ssl.h>
 
 #include <chrono>
+#include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -50,6 +52,13 @@ Poco::Net::ServerSocket listen(Poco::Net::ServerSocket socket, const Poco::Net::
     return socket;
 }
 
+/// Whoever holds it makes or gives back what servers with TLS share: POCO's set-up, which is the process's,
+/// has no lock for that.
+std::mutex& get_tls_mutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 /// The TLS library, once a server has initialised it; given back unless the server was made.
 class TlsLibrary {
 public:
@@ -75,17 +84,16 @@ private:
     bool is_initialised_ = false;
 };
 
-Poco::Net::ServerSocket create_socket(const std::string& address, unsigned short port,
+Poco::Net::ServerSocket create_socket(const Poco::Net::SocketAddress& address,
                                       const std::string& certificate_file,
                                       const std::string& private_key_file, TlsLibrary& tls) {
-    const Poco::Net::SocketAddress socket_address(address, port);
     if (!is_tls_requested(certificate_file, private_key_file)) {
-        return listen(Poco::Net::ServerSocket(), socket_address);
+        return listen(Poco::Net::ServerSocket(), address);
     }
     tls.initialise();
     install_tls_context(certificate_file, private_key_file);
     // What makes a socket a secure one is its implementation, which the copy shares.
-    return listen(Poco::Net::SecureServerSocket(), socket_address);  // NOLINT(cppcoreguidelines-slicing)
+    return listen(Poco::Net::SecureServerSocket(), address);  // NOLINT(cppcoreguidelines-slicing)
 }
 
 /// Bounds how long a peer that has stopped reading, or writing, can hold a worker.
@@ -136,11 +144,10 @@ void wait_for_workers(Poco::Net::TCPServer& server) {
 
 class Server::Implementation : public Poco::Net::HTTPServer {
 public:
-    Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory, const std::string& address,
-                   unsigned short port, const std::string& certificate_file,
+    Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory,
+                   const Poco::Net::SocketAddress& address, const std::string& certificate_file,
                    const std::string& private_key_file, TlsLibrary& tls)
-        : Poco::Net::HTTPServer(factory,
-                                create_socket(address, port, certificate_file, private_key_file, tls),
+        : Poco::Net::HTTPServer(factory, create_socket(address, certificate_file, private_key_file, tls),
                                 new Poco::Net::HTTPServerParams) {
         setConnectionFilter(new TimeoutFilter);
     }
@@ -149,10 +156,15 @@ public:
                                                   const std::string& certificate_file,
                                                   const std::string& private_key_file,
                                                   const std::shared_ptr<InformationModel>& model) {
+        const Poco::Net::SocketAddress socket_address(address, port);  // may take long to look up
+        std::unique_lock<std::mutex> lock(get_tls_mutex(), std::defer_lock);
+        if (is_tls_requested(certificate_file, private_key_file)) {
+            lock.lock();
+        }
         TlsLibrary tls;  // outlives what uses it, should the construction fail
         const Poco::Net::HTTPRequestHandlerFactory::Ptr factory(new QueryHandlerFactory(model));
-        auto implementation =
-            std::make_unique<Implementation>(factory, address, port, certificate_file, private_key_file, tls);
+        auto implementation = std::make_unique<Implementation>(factory, socket_address, certificate_file,
+                                                               private_key_file, tls);
         tls.keep();
         return implementation;
     }
@@ -176,10 +188,15 @@ Server::Server(const std::string& address, const std::string& certificate_file,
 
 Server::~Server() {
     if (tls_enabled_) {
+        const std::lock_guard<std::mutex> lock(get_tls_mutex());
         Poco::Net::uninitializeSSL();
     }
     implementation_->stopAll(false);
     wait_for_workers(*implementation_);
+    if (tls_enabled_) {
+        const std::lock_guard<std::mutex> lock(get_tls_mutex());
+        implementation_.reset();  // its socket's context gives back the TLS library as well
+    }
 }
 
 unsigned short Server::start() {

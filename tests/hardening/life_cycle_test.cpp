@@ -103,22 +103,19 @@ void expect_served(HttpClient client) {
     EXPECT_EQ(client.post(create_status_request()).status, 200);
 }
 
-/// Asks without a pause until the server goes away. @return how many answers came
-int ask_until_the_end(Protocol protocol, unsigned short port) {
-    int answers = 0;
+/// Asks without a pause until the server goes away.
+void ask_until_the_end(Protocol protocol, unsigned short port) {
     try {
         while (true) {
             HttpClient client = connect(protocol, port);
             for (int round = 0; round < 10; ++round) {
                 EXPECT_EQ(client.post(create_status_request()).status, 200);
-                ++answers;
             }
         }
     } catch (const Poco::Exception&) {  // refused or reset
     } catch (const std::runtime_error& error) {
         EXPECT_STREQ(error.what(), "connection closed inside a line: ") << "in the middle of an answer";
     }
-    return answers;
 }
 
 /// The orders in which a host may call.
@@ -217,7 +214,7 @@ TEST_P(EachLifeCycle, UnderLoad) {
     for (int round = 0; round < 10; ++round) {
         std::unique_ptr<Server> server = create_server();
         const unsigned short port = server->start();
-        std::vector<std::future<int>> clients;
+        std::vector<std::future<void>> clients;
         for (int client = 0; client < 4; ++client) {
             clients.push_back(std::async(std::launch::async, ask_until_the_end, GetParam(), port));
         }
@@ -226,7 +223,7 @@ TEST_P(EachLifeCycle, UnderLoad) {
             server->stop();
         }
         server.reset();
-        for (std::future<int>& client : clients) {
+        for (std::future<void>& client : clients) {
             client.get();
         }
         expect_nothing_left_behind();
@@ -323,7 +320,7 @@ TEST_F(LifeCycle, TwoServersGoInEitherOrder) {
 TEST_F(LifeCycle, ThreadsMakeAndDestroyHttpsServersAtOnce) {
     const TlsFiles others;
     run_hosts(8, [&](std::size_t /*host*/) {
-        for (int round = 0; round < 50; ++round) {
+        for (int round = 0; round < 30; ++round) {
             create_server(Protocol::HTTPS, model_);
             EXPECT_THROW(Server("127.0.0.1", get_files().get_certificate(), others.get_private_key(), model_),
                          Poco::Exception);

@@ -1,11 +1,16 @@
 #include "support/HttpClient.h"
-#include "support/TestServer.h"
+#include "support/TlsFiles.h"
 #include "support/replies.h"
 #include "support/server_end.h"
+#include "support/tls_client.h"
+
+#include <information_model/InformationModel.h>
+#include <opc/Server.h>
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,22 +28,38 @@ void shorten_send_timeout(HttpClient& client) {
     ASSERT_EQ(setsockopt(file, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout), 0);
 }
 
-// As many clients as there are workers ask for a reply that fills every buffer on its way, and read nothing.
-TEST(SendTimeout, FreesTheWorkersOfClientsThatDoNotRead) {
-    TestServer server;
-    server.get_root().add_variable("large", Value(std::string(std::size_t{16} << 20U, 'x')));
+/// As many clients as there are workers ask for a reply that fills every buffer on its way, and read nothing.
+void ask_and_read_nothing(const std::function<HttpClient()>& connect) {
     const std::string body = create_request(R"(<Read><ItemList><Items ItemName="large"/></ItemList></Read>)");
-    std::vector<std::unique_ptr<HttpClient>> clients;
+    std::vector<HttpClient> clients;
     for (int number = 0; number < WORKERS; ++number) {
-        clients.push_back(std::make_unique<HttpClient>(server.get_port()));
-        HttpClient& client = *clients.back();
-        ASSERT_EQ(client.post(create_request("<GetStatus/>")).status, 200);
-        shorten_send_timeout(client);
+        clients.push_back(connect());
+        ASSERT_EQ(clients.back().post(create_request("<GetStatus/>")).status, 200);
+        shorten_send_timeout(clients.back());
     }
-    for (const auto& client : clients) {
-        client->send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    for (HttpClient& client : clients) {
+        client.send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
     }
-    EXPECT_EQ(server.call("<GetStatus/>").status, 200);
+    EXPECT_EQ(connect().post(create_request("<GetStatus/>")).status, 200);
+}
+
+std::shared_ptr<InformationModel> create_model() {
+    auto model = std::make_shared<InformationModel>("plant");
+    model->get_root().add_variable("large", Value(std::string(std::size_t{16} << 20U, 'x')));
+    return model;
+}
+
+TEST(SendTimeout, FreesTheWorkersOfClientsThatDoNotRead) {
+    Server server("127.0.0.1", create_model());
+    const unsigned short port = server.start();
+    ask_and_read_nothing([port] { return HttpClient(port); });
+}
+
+TEST(SendTimeout, FreesTheWorkersOfTlsClientsThatDoNotRead) {
+    const TlsFiles files;
+    Server server("127.0.0.1", files.get_certificate(), files.get_private_key(), create_model());
+    const unsigned short port = server.start();
+    ask_and_read_nothing([&] { return connect_with_tls(port, files.get_certificate()); });
 }
 
 }  // namespace

@@ -99,15 +99,19 @@ Poco::Net::ServerSocket create_socket(const Poco::Net::SocketAddress& address,
 /// Bounds how long a peer that has stopped reading, or writing, can hold a worker.
 class TimeoutFilter : public Poco::Net::TCPServerConnectionFilter {
 public:
+    /// With TLS POCO waits twice, in the call and then for the socket to become ready.
+    explicit TimeoutFilter(bool is_tls) : send_timeout_(is_tls ? 30 : 60, 0) {}
+
     bool accept(const Poco::Net::StreamSocket& socket) override {
         Poco::Net::StreamSocket accepted(socket);
-        accepted.setSendTimeout(timeout_);
-        accepted.setReceiveTimeout(timeout_);
+        accepted.setSendTimeout(send_timeout_);
+        accepted.setReceiveTimeout(receive_timeout_);
         return true;
     }
 
 private:
-    const Poco::Timespan timeout_{60, 0};
+    const Poco::Timespan send_timeout_;
+    const Poco::Timespan receive_timeout_{60, 0};  // as POCO's HTTP server sets it once more
 };
 
 bool has_no_workers_within(const Poco::Net::TCPServer& server, std::chrono::milliseconds time) {
@@ -149,7 +153,7 @@ public:
                    const std::string& private_key_file, TlsLibrary& tls)
         : Poco::Net::HTTPServer(factory, create_socket(address, certificate_file, private_key_file, tls),
                                 new Poco::Net::HTTPServerParams) {
-        setConnectionFilter(new TimeoutFilter);
+        setConnectionFilter(new TimeoutFilter(is_tls_requested(certificate_file, private_key_file)));
     }
 
     static std::unique_ptr<Implementation> create(const std::string& address, unsigned short port,

@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 
@@ -21,6 +22,14 @@ inline int find_server_end(unsigned short client_port) {
         }
     }
     return -1;
+}
+
+/// A time-out of that descriptor: `SO_SNDTIMEO` or `SO_RCVTIMEO`. -1 if there is no such descriptor.
+inline std::chrono::seconds get_timeout(int file, int option) {
+    timeval timeout{};
+    socklen_t size = sizeof timeout;
+    const bool is_known = getsockopt(file, SOL_SOCKET, option, &timeout, &size) == 0;
+    return std::chrono::seconds(is_known ? timeout.tv_sec : -1);
 }
 
 }  // namespace kx::information_model::opc::testing

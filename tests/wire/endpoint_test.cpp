@@ -318,13 +318,6 @@ TEST_F(EndpointFailure, KeyOfAnotherCertificate) {
     expect_failure([&] { Server("127.0.0.1", files.get_certificate(), others.get_private_key(), model_); });
 }
 
-std::chrono::seconds get_timeout(int file, int option) {
-    timeval timeout{};
-    socklen_t size = sizeof timeout;
-    EXPECT_EQ(getsockopt(file, SOL_SOCKET, option, &timeout, &size), 0);
-    return std::chrono::seconds(timeout.tv_sec);
-}
-
 TEST_F(Endpoint, BoundsHowLongAPeerHoldsAWorker) {
     Server server("127.0.0.1", model_);
     HttpClient client(server.start());

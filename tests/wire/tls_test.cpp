@@ -3,6 +3,7 @@
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
+#include "support/server_end.h"
 #include "support/tls_client.h"
 
 #include <information_model/InformationModel.h>
@@ -14,10 +15,13 @@
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -102,8 +106,9 @@ TEST_F(TlsServer, ServesClientsAtOnce) {
 
 /// What a client met that offered just one version of TLS.
 struct Handshake {
-    std::string version;  // empty when there was none
-    int reason = 0;       // of the failure
+    std::string version;   // empty when there was none
+    int reason = 0;        // of the failure
+    std::string answer{};  // how it starts
 };
 
 class TlsProbe {
@@ -128,19 +133,32 @@ public:
         if (SSL_connect(session.get()) != 1) {
             return {"", ERR_GET_REASON(ERR_peek_last_error())};
         }
-        return {SSL_get_version(session.get()), 0};
+        return {SSL_get_version(session.get()), 0, ask(*session)};
     }
 
 private:
+    static std::string ask(SSL& session) {
+        const std::string body = create_request("<GetStatus/>");
+        const std::string request =
+            "POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+        SSL_write(&session, request.data(), static_cast<int>(request.size()));
+        std::string answer(15, '\0');
+        answer.resize(static_cast<std::size_t>(
+            std::max(0, SSL_read(&session, answer.data(), static_cast<int>(answer.size())))));
+        return answer;
+    }
+
     std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
 };
 
-TEST_F(TlsServer, AcceptsTheVersionsOfToday) {
-    TlsProbe probe;
-    probe.offer_version(TLS1_2_VERSION);
-    EXPECT_EQ(probe.connect(server_.get_port()).version, "TLSv1.2");
-    probe.offer_version(TLS1_3_VERSION);
-    EXPECT_EQ(probe.connect(server_.get_port()).version, "TLSv1.3");
+TEST_F(TlsServer, ServesTheVersionsOfToday) {
+    for (const auto& [version, name] : {std::pair(TLS1_2_VERSION, "TLSv1.2"), {TLS1_3_VERSION, "TLSv1.3"}}) {
+        TlsProbe probe;
+        probe.offer_version(version);
+        const Handshake handshake = probe.connect(server_.get_port());
+        EXPECT_EQ(handshake.version, name);
+        EXPECT_EQ(handshake.answer, "HTTP/1.1 200 OK");
+    }
 }
 
 TEST_F(TlsServer, RefusesOlderVersions) {
@@ -151,8 +169,16 @@ TEST_F(TlsServer, RefusesOlderVersions) {
         EXPECT_EQ(handshake.version, "");
         EXPECT_EQ(handshake.reason, SSL_R_TLSV1_ALERT_PROTOCOL_VERSION)
             << ERR_reason_error_string(static_cast<unsigned long>(handshake.reason));
+        expect_status(connect().post(create_request("<GetStatus/>")));
     }
-    expect_status(connect().post(create_request("<GetStatus/>")));
+}
+
+// POCO waits twice: in the call, and for the socket to become ready.
+TEST_F(TlsServer, BoundsHowLongAPeerThatDoesNotReadHoldsAWorker) {
+    HttpClient client = connect();
+    expect_status(client.post(create_request("<GetStatus/>")));
+    const int file = find_server_end(client.get_socket().address().port());
+    EXPECT_EQ(get_timeout(file, SO_SNDTIMEO), std::chrono::seconds(30));
 }
 
 TEST_F(TlsServer, TakesTheCipherSuitesOfTls12Only) {

@@ -17,12 +17,14 @@ namespace opc {
 ///
 /// Life cycle: the constructor binds and listens, `start()` begins to accept, `stop()` ends that, the
 /// destructor closes all connections and waits for requests under way. The host creates and owns it and
-/// calls it from one thread at a time; it has no lock of its own. Requests run on worker threads of
-/// `Poco::ThreadPool::defaultPool()` (16 unless the host raises the pool's capacity before it makes the
-/// server), where each takes the tree's lock, and the observers of what clients write run there too.
+/// calls it from one thread at a time; it has no lock of its own. Different servers may be made and
+/// destroyed on different threads. Requests run on worker threads of `Poco::ThreadPool::defaultPool()` (16
+/// unless the host raises the pool's capacity before it makes the server), where each takes the tree's lock,
+/// and the observers of what clients write run there too.
 ///
 /// A server keeps its own subscriptions. The TLS set-up is process-wide: a second TLS server's certificate
-/// replaces that of the first for secure sockets made later.
+/// replaces that of the first for secure sockets made later. A host that uses POCO's TLS itself calls
+/// `Poco::Net::initializeSSL()` before it makes servers, and `Poco::Net::uninitializeSSL()` in the end.
 class KX_INFORMATION_MODEL_OPC_EXPORT Server {
 public:
     /// Serves HTTPS when both files are named, and plain HTTP otherwise, also when only one is.

@@ -316,19 +316,6 @@ TEST_F(LifeCycle, TwoServersGoInEitherOrder) {
     }
 }
 
-// What POCO has of it is the process's and has no lock.
-TEST_F(LifeCycle, ThreadsMakeAndDestroyHttpsServersAtOnce) {
-    const TlsFiles others;
-    run_hosts(8, [&](std::size_t /*host*/) {
-        for (int round = 0; round < 30; ++round) {
-            create_server(Protocol::HTTPS, model_);
-            EXPECT_THROW(Server("127.0.0.1", get_files().get_certificate(), others.get_private_key(), model_),
-                         Poco::Exception);
-        }
-    });
-    expect_nothing_left_behind();
-}
-
 TEST_F(LifeCycle, FailedConstructionsLeaveNothingBehind) {
     const TlsFiles& files = get_files();
     const TlsFiles others;

@@ -5,16 +5,22 @@
 #include <opc/Server.h>
 
 #include <Poco/Net/NetSSL.h>
+#include <Poco/Net/SSLManager.h>
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
+#include <future>
 #include <memory>
+#include <thread>
+#include <vector>
 
 namespace {
 
-int tls_users = 0;
+std::atomic<int> tls_users = 0;
 
 }  // namespace
 
@@ -29,6 +35,19 @@ void Poco::Net::uninitializeSSL() {
     using Function = void();
     --tls_users;
     reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "_ZN4Poco3Net15uninitializeSSLEv"))();
+}
+
+// Leaves other threads time to take away what was set up before it is used.
+void Poco::Net::SSLManager::initializeServer(PrivateKeyPassphraseHandlerPtr pass_phrase,
+                                             InvalidCertificateHandlerPtr certificate, Context::Ptr context) {
+    using Function =
+        void(SSLManager*, PrivateKeyPassphraseHandlerPtr, InvalidCertificateHandlerPtr, Context::Ptr);
+    const char* const name =
+        "_ZN4Poco3Net10SSLManager16initializeServer"
+        "ENS_9SharedPtrINS0_27PrivateKeyPassphraseHandlerENS_16ReferenceCounterENS_13ReleasePolicyIS3_EEEE"
+        "NS2_INS0_25InvalidCertificateHandlerES4_NS5_IS8_EEEENS_7AutoPtrINS0_7ContextEEE";
+    reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name))(this, pass_phrase, certificate, context);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 namespace kx::information_model::opc::testing {
@@ -80,6 +99,25 @@ TEST_P(ServerConstruction, GivesBackTlsWhenItFails) {
 
 INSTANTIATE_TEST_SUITE_P(Shortage, ServerConstruction, ::testing::Values(SHORTAGE::ONCE, SHORTAGE::LASTING),
                          [](const auto& test) { return test.param == SHORTAGE::ONCE ? "Once" : "Lasting"; });
+
+// POCO's set-up of TLS is the process's, and has no lock.
+TEST(TlsServerConstruction, MayHappenOnSeveralThreadsAtOnce) {
+    const TlsFiles files;
+    const auto model = std::make_shared<InformationModel>("plant");
+    std::vector<std::future<void>> hosts;
+    for (int host = 0; host < 8; ++host) {
+        hosts.push_back(std::async(std::launch::async, [&] {
+            for (int round = 0; round < 20; ++round) {
+                const Server server("127.0.0.1", files.get_certificate(), files.get_private_key(), model);
+            }
+        }));
+    }
+    for (std::future<void>& host : hosts) {
+        EXPECT_NO_THROW(host.get());
+    }
+    EXPECT_EQ(tls_users, 0);
+    EXPECT_EQ(model.use_count(), 1);
+}
 
 }  // namespace
 }  // namespace kx::information_model::opc::testing

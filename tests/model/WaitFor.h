@@ -5,10 +5,10 @@
 
 namespace kx::information_model::testing {
 
-/// Waits until `condition` holds; false if it does not within half a minute.
+/// Waits until `condition` holds; false if it does not in time.
 template <class Condition>
-bool wait_for(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+bool wait_for(Condition condition, std::chrono::seconds patience = std::chrono::seconds(30)) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;

@@ -10,8 +10,10 @@ enum class SHORTAGE {
     LASTING  ///< all those after it fail as well
 };
 
-/// Lets allocations with operator new fail while it lives, on every thread but those that are exempt.
-/// Linking this replaces the operators for the whole program. One at a time.
+/// Lets allocations fail while it lives, on every thread but those that are exempt: those with operator new
+/// if the program is linked with new_failure.cpp, those with malloc and its like, on which operator new is
+/// built, if it is linked with malloc_failure.cpp. Either replaces the functions for the whole program. One
+/// at a time.
 class AllocationFailure {
 public:
     /// @param successes  how many allocations succeed before
@@ -32,5 +34,12 @@ public:
     AllocationExemption& operator=(const AllocationExemption&) = delete;
     ~AllocationExemption();
 };
+
+/// Counts an allocation of the thread, for what stands in front of the functions that allocate.
+/// @return whether it has to fail
+bool must_fail() noexcept;
+
+/// How many blocks of memory are in use in the whole program. Of malloc_failure.cpp alone.
+long get_block_count() noexcept;
 
 }  // namespace kx::information_model::opc::testing

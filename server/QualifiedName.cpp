@@ -1,5 +1,7 @@
 #include "server/QualifiedName.h"
 
+#include "server/PerThread.h"
+
 #include <Poco/Exception.h>
 
 namespace kx::information_model::opc {
@@ -35,7 +37,8 @@ QualifiedName::QualifiedName(std::string_view expat_name) {
 NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}
 
 std::shared_ptr<NameTable> NameTable::get_for_thread() {
-    static thread_local std::shared_ptr<NameTable> table;
+    static PerThread<std::shared_ptr<NameTable>> tables;
+    std::shared_ptr<NameTable>& table = tables.get();
     if (table == nullptr || !table->is_worth_keeping()) {
         table = std::make_shared<NameTable>();
     }

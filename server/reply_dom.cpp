@@ -1,5 +1,6 @@
 #include "server/reply_dom.h"
 
+#include "server/PerThread.h"
 #include "server/ReplyElement.h"
 
 #include <Poco/XML/NamePool.h>
@@ -13,10 +14,16 @@ namespace {
 // More than twice as many as there are names in all replies together: the pool is a hash table.
 constexpr unsigned long NAME_POOL_SIZE = 251;
 
+struct ReplyNames {
+    // As an initialiser of the member, g++ would forget the memory if the pool's constructor throws.
+    ReplyNames() : pool(new Poco::XML::NamePool(NAME_POOL_SIZE)) {}
+
+    Poco::AutoPtr<Poco::XML::NamePool> pool;
+};
+
 Poco::XML::NamePool& get_name_pool() {
-    static thread_local const Poco::AutoPtr<Poco::XML::NamePool> pool =
-        new Poco::XML::NamePool(NAME_POOL_SIZE);
-    return const_cast<Poco::XML::NamePool&>(*pool);
+    static PerThread<ReplyNames> names;
+    return *names.get().pool;
 }
 
 ReplyElement& as_reply_element(Poco::XML::Element& element) {

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <memory>
+#include <new>
+#include <system_error>
+
+namespace kx::information_model::opc {
+
+/// An object of which each thread has one of its own, made when the thread first asks for it and destroyed
+/// when the thread ends. What `thread_local` would do, but for one thing: if there is no memory for
+/// registering a destructor, or for the variables of a library that was loaded late, glibc ends the process.
+///
+/// A variable of static storage duration. It may be destroyed before the threads that have used it: what they
+/// have then stays.
+template <class T>
+class PerThread {
+public:
+    /// @throws std::system_error  if the process has no thread-specific data to spare
+    PerThread() {
+        const int error = pthread_key_create(&key_, destroy);
+        if (error != 0) {
+            throw std::system_error(error, std::generic_category());
+        }
+    }
+    PerThread(const PerThread&) = delete;
+    PerThread& operator=(const PerThread&) = delete;
+    ~PerThread() { pthread_key_delete(key_); }
+
+    /// This thread's object.
+    /// @throws std::bad_alloc, and what making a `T` throws; the next call tries again
+    T& get() {
+        if (void* const known = pthread_getspecific(key_)) {
+            return *static_cast<T*>(known);
+        }
+        auto object = std::make_unique<T>();
+        if (pthread_setspecific(key_, object.get()) != 0) {
+            throw std::bad_alloc();
+        }
+        return *object.release();
+    }
+
+private:
+    static void destroy(void* object) { delete static_cast<T*>(object); }
+
+    pthread_key_t key_{};
+};
+
+}  // namespace kx::information_model::opc

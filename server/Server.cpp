@@ -17,6 +17,7 @@
 #include <openssl/ssl.h>
 
 #include <chrono>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -114,6 +115,14 @@ private:
     const Poco::Timespan receive_timeout_{60, 0};  // as POCO's HTTP server sets it once more
 };
 
+/// The thread pool alone bounds the workers. POCO's own count of them, which otherwise does, is never put
+/// right if a worker ends for want of memory: so many times, and it would start none again.
+Poco::Net::HTTPServerParams::Ptr create_parameters() {
+    Poco::Net::HTTPServerParams::Ptr parameters = new Poco::Net::HTTPServerParams;
+    parameters->setMaxThreads(std::numeric_limits<int>::max());
+    return parameters;
+}
+
 bool has_no_workers_within(const Poco::Net::TCPServer& server, std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
     while (server.currentThreads() > 0) {
@@ -152,7 +161,7 @@ public:
                    const Poco::Net::SocketAddress& address, const std::string& certificate_file,
                    const std::string& private_key_file, TlsLibrary& tls)
         : Poco::Net::HTTPServer(factory, create_socket(address, certificate_file, private_key_file, tls),
-                                new Poco::Net::HTTPServerParams) {
+                                create_parameters()) {
         setConnectionFilter(new TimeoutFilter(is_tls_requested(certificate_file, private_key_file)));
     }
 

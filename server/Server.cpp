@@ -13,15 +13,16 @@
 #include <Poco/Net/SecureServerSocket.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
+#include <Poco/ThreadPool.h>
 
 #include <openssl/ssl.h>
 
 #include <chrono>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace kx::information_model::opc {
 
@@ -97,31 +98,48 @@ Poco::Net::ServerSocket create_socket(const Poco::Net::SocketAddress& address,
     return listen(Poco::Net::SecureServerSocket(), address);  // NOLINT(cppcoreguidelines-slicing)
 }
 
-/// Bounds how long a peer that has stopped reading, or writing, can hold a worker.
-class TimeoutFilter : public Poco::Net::TCPServerConnectionFilter {
+/// What each connection passes before a worker takes it, on the thread that accepts.
+class ConnectionFilter : public Poco::Net::TCPServerConnectionFilter {
 public:
-    /// With TLS POCO waits twice, in the call and then for the socket to become ready.
-    explicit TimeoutFilter(bool is_tls) : send_timeout_(is_tls ? 30 : 60, 0) {}
+    /// @param server      outlives this object
+    /// @param parameters  of that server
+    ConnectionFilter(const Poco::Net::TCPServer& server, Poco::Net::TCPServerParams::Ptr parameters,
+                     bool is_tls)
+        : server_(server),
+          parameters_(std::move(parameters)),
+          worker_count_(parameters_->getMaxThreads()),
+          // With TLS POCO waits twice, in the call and then for the socket to become ready.
+          send_timeout_(is_tls ? 30 : 60, 0) {}
 
     bool accept(const Poco::Net::StreamSocket& socket) override {
-        Poco::Net::StreamSocket accepted(socket);
-        accepted.setSendTimeout(send_timeout_);
-        accepted.setReceiveTimeout(receive_timeout_);
+        bound_silence(socket);
+        replace_lost_workers();
         return true;
     }
 
 private:
+    /// Bounds how long a peer that has stopped reading, or writing, can hold a worker.
+    void bound_silence(Poco::Net::StreamSocket socket) const {
+        socket.setSendTimeout(send_timeout_);
+        socket.setReceiveTimeout(receive_timeout_);
+    }
+
+    /// POCO goes on counting a worker that has ended for want of memory, and would start none again after as
+    /// many as there may be. The thread pool knows how many there are.
+    void replace_lost_workers() {
+        const int counted = server_.currentThreads();
+        if (counted >= parameters_->getMaxThreads() &&
+            Poco::ThreadPool::defaultPool().used() < worker_count_) {
+            parameters_->setMaxThreads(counted + 1);
+        }
+    }
+
+    const Poco::Net::TCPServer& server_;
+    Poco::Net::TCPServerParams::Ptr parameters_;
+    const int worker_count_;
     const Poco::Timespan send_timeout_;
     const Poco::Timespan receive_timeout_{60, 0};  // as POCO's HTTP server sets it once more
 };
-
-/// The thread pool alone bounds the workers. POCO's own count of them, which otherwise does, is never put
-/// right if a worker ends for want of memory: so many times, and it would start none again.
-Poco::Net::HTTPServerParams::Ptr create_parameters() {
-    Poco::Net::HTTPServerParams::Ptr parameters = new Poco::Net::HTTPServerParams;
-    parameters->setMaxThreads(std::numeric_limits<int>::max());
-    return parameters;
-}
 
 bool has_no_workers_within(const Poco::Net::TCPServer& server, std::chrono::milliseconds time) {
     const auto end = std::chrono::steady_clock::now() + time;
@@ -159,10 +177,12 @@ class Server::Implementation : public Poco::Net::HTTPServer {
 public:
     Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory,
                    const Poco::Net::SocketAddress& address, const std::string& certificate_file,
-                   const std::string& private_key_file, TlsLibrary& tls)
+                   const std::string& private_key_file, const Poco::Net::HTTPServerParams::Ptr& parameters,
+                   TlsLibrary& tls)
         : Poco::Net::HTTPServer(factory, create_socket(address, certificate_file, private_key_file, tls),
-                                create_parameters()) {
-        setConnectionFilter(new TimeoutFilter(is_tls_requested(certificate_file, private_key_file)));
+                                parameters) {
+        setConnectionFilter(
+            new ConnectionFilter(*this, parameters, is_tls_requested(certificate_file, private_key_file)));
     }
 
     static std::unique_ptr<Implementation> create(const std::string& address, unsigned short port,
@@ -176,8 +196,9 @@ public:
         }
         TlsLibrary tls;  // outlives what uses it, should the construction fail
         const Poco::Net::HTTPRequestHandlerFactory::Ptr factory(new QueryHandlerFactory(model));
+        const Poco::Net::HTTPServerParams::Ptr parameters = new Poco::Net::HTTPServerParams;
         auto implementation = std::make_unique<Implementation>(factory, socket_address, certificate_file,
-                                                               private_key_file, tls);
+                                                               private_key_file, parameters, tls);
         tls.keep();
         return implementation;
     }

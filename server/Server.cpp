@@ -1,5 +1,6 @@
 #include "opc/Server.h"
 
+#include "server/ListeningSocket.h"
 #include "server/QueryHandlerFactory.h"
 
 #include <information_model/InformationModel.h>
@@ -10,7 +11,6 @@
 #include <Poco/Net/NetSSL.h>
 #include <Poco/Net/SSLException.h>
 #include <Poco/Net/SSLManager.h>
-#include <Poco/Net/SecureServerSocket.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/ThreadPool.h>
@@ -48,7 +48,7 @@ void install_tls_context(const std::string& certificate_file, const std::string&
 
 // An address whose last connections are being torn down can be bound, a port that is in use cannot: POCO's
 // default allows both, and the system would then give each connection to any one of the servers on it.
-Poco::Net::ServerSocket listen(Poco::Net::ServerSocket socket, const Poco::Net::SocketAddress& address) {
+ListeningSocket listen(ListeningSocket socket, const Poco::Net::SocketAddress& address) {
     socket.bind(address, true, false);
     socket.listen(BACKLOG);
     return socket;
@@ -86,16 +86,14 @@ private:
     bool is_initialised_ = false;
 };
 
-Poco::Net::ServerSocket create_socket(const Poco::Net::SocketAddress& address,
-                                      const std::string& certificate_file,
-                                      const std::string& private_key_file, TlsLibrary& tls) {
+ListeningSocket create_socket(const Poco::Net::SocketAddress& address, const std::string& certificate_file,
+                              const std::string& private_key_file, TlsLibrary& tls) {
     if (!is_tls_requested(certificate_file, private_key_file)) {
-        return listen(Poco::Net::ServerSocket(), address);
+        return listen(ListeningSocket(), address);
     }
     tls.initialise();
     install_tls_context(certificate_file, private_key_file);
-    // What makes a socket a secure one is its implementation, which the copy shares.
-    return listen(Poco::Net::SecureServerSocket(), address);  // NOLINT(cppcoreguidelines-slicing)
+    return listen(ListeningSocket(Poco::Net::SSLManager::instance().defaultServerContext()), address);
 }
 
 /// What each connection passes before a worker takes it, on the thread that accepts.

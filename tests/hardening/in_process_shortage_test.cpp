@@ -1,13 +1,17 @@
 #include "hardening/allocation_failure.h"
 #include "server/Error.h"
+#include "server/ListeningSocket.h"
 #include "server/RequestParser.h"
 #include "server/serialize.h"
 #include "support/dom_description.h"
 
+#include <Poco/Net/SocketAddress.h>
+#include <Poco/Net/StreamSocket.h>
 #include <Poco/XML/NamePool.h>
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -121,6 +125,39 @@ TEST_P(FaultShortage, EndsInAnExceptionOrTheWholeText) {
     EXPECT_EQ(blocks - get_known_leaks(GetParam()), 0);
 }
 
+class AcceptShortage : public ::testing::TestWithParam<SHORTAGE> {
+protected:
+    static auto count_files() {
+        const std::filesystem::directory_iterator files("/proc/self/fd");
+        return std::distance(begin(files), end(files));
+    }
+
+    const AllocationExemption exemption_;  // of the test's own thread
+};
+
+TEST_P(AcceptShortage, LeavesNoDescriptorBehind) {
+    ListeningSocket listener;
+    listener.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
+    listener.listen();
+    const auto files = count_files();
+    std::size_t attempts = 0;
+    const long blocks = run_to_success(
+        [&] {
+            ++attempts;
+            Poco::Net::StreamSocket client;
+            Poco::Net::SocketAddress peer;
+            {
+                const AllocationExemption exemption;
+                client.connect(listener.address());
+            }
+            listener.acceptConnection(peer);
+        },
+        GetParam());
+    EXPECT_GT(attempts, 5U);
+    EXPECT_EQ(count_files(), files);
+    EXPECT_EQ(blocks, 0);
+}
+
 std::string to_utf16(const std::string& ascii) {
     std::string text = "\xFE\xFF";
     for (const char character : ascii) {
@@ -162,6 +199,9 @@ INSTANTIATE_TEST_SUITE_P(Shortage, ParserShortage,
                          });
 
 INSTANTIATE_TEST_SUITE_P(Shortage, FaultShortage, ::testing::Values(SHORTAGE::ONCE, SHORTAGE::LASTING),
+                         [](const auto& test) { return get_name(test.param); });
+
+INSTANTIATE_TEST_SUITE_P(Shortage, AcceptShortage, ::testing::Values(SHORTAGE::ONCE, SHORTAGE::LASTING),
                          [](const auto& test) { return get_name(test.param); });
 
 }  // namespace

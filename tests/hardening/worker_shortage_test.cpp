@@ -25,11 +25,12 @@
 
 // Stands in front of the C library's own. The thread that accepts has memory: what POCO 1.11 does there
 // without any cannot be mended from outside.
-extern "C" [[gnu::visibility("default")]] int accept(int socket, sockaddr* address, socklen_t* size) {
-    using Function = int(int, sockaddr*, socklen_t*);
-    static auto* const next = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "accept"));
+extern "C" [[gnu::visibility("default")]] int accept4(int socket, sockaddr* address, socklen_t* size,
+                                                      int flags) {
+    using Function = int(int, sockaddr*, socklen_t*, int);
+    static auto* const next = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, "accept4"));
     static thread_local const kx::information_model::opc::testing::AllocationExemption exemption;
-    return next(socket, address, size);
+    return next(socket, address, size, flags);
 }
 
 namespace kx::information_model::opc::testing {

@@ -12,8 +12,9 @@ namespace kx::information_model::opc {
 /// when the thread ends. What `thread_local` would do, but for one thing: if there is no memory for
 /// registering a destructor, or for the variables of a library that was loaded late, glibc ends the process.
 ///
-/// A variable of static storage duration. It may be destroyed before the threads that have used it: what they
-/// have then stays.
+/// A variable of static storage duration. Threads of POCO's pool end after that is destroyed, when the
+/// process does, so that it gives nothing back itself; and since they end with code of the library, the
+/// library must never be unloaded.
 template <class T>
 class PerThread {
 public:
@@ -26,7 +27,7 @@ public:
     }
     PerThread(const PerThread&) = delete;
     PerThread& operator=(const PerThread&) = delete;
-    ~PerThread() { pthread_key_delete(key_); }
+    ~PerThread() = default;
 
     /// This thread's object.
     /// @throws std::bad_alloc, and what making a `T` throws; the next call tries again

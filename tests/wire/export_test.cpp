@@ -86,6 +86,12 @@ TEST(ServerLibrary, NeedsNothingUnexpected) {
                                                 "libPocoNetSSL", "libPocoXML", "libexpat", "libssl"));
 }
 
+// Threads of POCO's that have served may end later than a host wants to unload it, with code of it.
+TEST(ServerLibrary, IsNeverUnloaded) {
+    EXPECT_THAT(run("readelf -d '" KX_SERVER_LIBRARY "'"),
+                ::testing::Contains(::testing::HasSubstr("NODELETE")));
+}
+
 TEST(ModelLibrary, NeedsNothingButTheRuntime) {
     EXPECT_THAT(get_needed_libraries(KX_MODEL_LIBRARY), ::testing::IsEmpty());
 }

@@ -101,11 +101,10 @@ class ConnectionFilter : public Poco::Net::TCPServerConnectionFilter {
 public:
     /// @param server      outlives this object
     /// @param parameters  of that server
-    ConnectionFilter(const Poco::Net::TCPServer& server, Poco::Net::TCPServerParams::Ptr parameters,
-                     bool is_tls)
+    ConnectionFilter(const Poco::Net::TCPServer& server, Poco::Net::TCPServerParams& parameters, bool is_tls)
         : server_(server),
-          parameters_(std::move(parameters)),
-          worker_count_(parameters_->getMaxThreads()),
+          parameters_(parameters),
+          worker_count_(parameters.getMaxThreads()),
           // With TLS POCO waits twice, in the call and then for the socket to become ready.
           send_timeout_(is_tls ? 30 : 60, 0) {}
 
@@ -126,14 +125,14 @@ private:
     /// many as there may be. The thread pool knows how many there are.
     void replace_lost_workers() {
         const int counted = server_.currentThreads();
-        if (counted >= parameters_->getMaxThreads() &&
+        if (counted >= parameters_.getMaxThreads() &&
             Poco::ThreadPool::defaultPool().used() < worker_count_) {
-            parameters_->setMaxThreads(counted + 1);
+            parameters_.setMaxThreads(counted + 1);
         }
     }
 
     const Poco::Net::TCPServer& server_;
-    Poco::Net::TCPServerParams::Ptr parameters_;
+    Poco::Net::TCPServerParams& parameters_;
     const int worker_count_;
     const Poco::Timespan send_timeout_;
     const Poco::Timespan receive_timeout_{60, 0};  // as POCO's HTTP server sets it once more
@@ -175,12 +174,12 @@ class Server::Implementation : public Poco::Net::HTTPServer {
 public:
     Implementation(const Poco::Net::HTTPRequestHandlerFactory::Ptr& factory,
                    const Poco::Net::SocketAddress& address, const std::string& certificate_file,
-                   const std::string& private_key_file, const Poco::Net::HTTPServerParams::Ptr& parameters,
+                   const std::string& private_key_file, Poco::Net::HTTPServerParams::Ptr parameters,
                    TlsLibrary& tls)
         : Poco::Net::HTTPServer(factory, create_socket(address, certificate_file, private_key_file, tls),
                                 parameters) {
         setConnectionFilter(
-            new ConnectionFilter(*this, parameters, is_tls_requested(certificate_file, private_key_file)));
+            new ConnectionFilter(*this, *parameters, is_tls_requested(certificate_file, private_key_file)));
     }
 
     static std::unique_ptr<Implementation> create(const std::string& address, unsigned short port,
@@ -194,7 +193,7 @@ public:
         }
         TlsLibrary tls;  // outlives what uses it, should the construction fail
         const Poco::Net::HTTPRequestHandlerFactory::Ptr factory(new QueryHandlerFactory(model));
-        const Poco::Net::HTTPServerParams::Ptr parameters = new Poco::Net::HTTPServerParams;
+        Poco::Net::HTTPServerParams::Ptr parameters = new Poco::Net::HTTPServerParams;
         auto implementation = std::make_unique<Implementation>(factory, socket_address, certificate_file,
                                                                private_key_file, parameters, tls);
         tls.keep();

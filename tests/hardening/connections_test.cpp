@@ -249,6 +249,18 @@ TEST_F(Connections, ChunksMayHaveExtensionsAndATrailer) {
               3U);
 }
 
+TEST_F(Connections, FramingMayBeWrittenInEachWayThatMeansTheSame) {
+    const std::string body = create_status_request();
+    const std::string size = std::to_string(body.size());
+    const std::string chunks = create_chunk(body) + "0\r\n\r\n";
+    const std::string request = "POST / HTTP/1.1\r\n";
+    EXPECT_EQ(count_answers(exchange(request + "content-length:" + size + "\r\n\r\n" + body + request +
+                                     "CONTENT-LENGTH: \t0" + size + " \t\r\n\r\n" + body + request +
+                                     "transfer-encoding:chunked\r\n\r\n" + chunks + request +
+                                     "Transfer-Encoding:  CHUNKED \r\n\r\n" + chunks)),
+              4U);
+}
+
 // Whoever looks at the length only finds the next request elsewhere.
 TEST_F(Connections, ChunksAndALengthGetOneAnswer) {
     const std::string body = create_chunk(create_status_request()) + "0\r\n\r\n";

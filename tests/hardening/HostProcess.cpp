@@ -1,14 +1,17 @@
 #include "hardening/HostProcess.h"
 
+#include "model/WaitFor.h"
 #include "support/replies.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -55,7 +58,17 @@ std::size_t HostProcess::count_files() const {
 }
 
 void HostProcess::expect_served() const {
-    EXPECT_EQ(HttpClient(port_).post(create_request("<GetStatus/>")).status, 200);
+    std::optional<int> status;
+    std::string failure;
+    EXPECT_TRUE(information_model::testing::wait_for([&] {
+        try {
+            status = HttpClient(port_).post(create_request("<GetStatus/>")).status;
+        } catch (const std::exception& closed) {
+            failure = closed.what();
+        }
+        return status.has_value();
+    })) << failure;
+    EXPECT_EQ(status, 200);
 }
 
 void HostProcess::expect_end() {

@@ -32,7 +32,8 @@ public:
     /// How many threads it has.
     std::size_t count_threads() const { return read_status("Threads:") / 1024; }
 
-    /// Expects that a new client gets an answer.
+    /// Expects that a new client gets an answer. What earlier ones have left may still wait for workers, and
+    /// when as many wait as there may, new connections are closed: the client then tries again.
     void expect_served() const;
 
     /// Expects that it ends when asked, with status 0, and has written nothing to standard error.

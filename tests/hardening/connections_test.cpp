@@ -1,23 +1,23 @@
 #include "hardening/HostProcess.h"
 #include "hardening/RawClient.h"
+#include "model/WaitFor.h"
 #include "support/HttpClient.h"
 #include "support/replies.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
 namespace {
 
+using information_model::testing::wait_for;
 using ::testing::AnyOf;
 using ::testing::StartsWith;
 
@@ -30,18 +30,6 @@ std::string create_status_request() {
 
 std::string create_large_read() {
     return create_request(R"(<Read><ItemList><Items ItemName="large"/></ItemList></Read>)");
-}
-
-template <class Condition>
-bool wait_until(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
 }
 
 /// Each test ends with a request that is answered, and a host that ends well.
@@ -375,7 +363,7 @@ TEST(ConnectionsWithoutFiles, AreServedWhenThereAreFilesAgain) {
         for (int number = 0; number < 60; ++number) {
             idle.push_back(std::make_unique<RawClient>(host.get_port()));
         }
-        EXPECT_TRUE(wait_until([&] { return host.count_files() >= 38; })) << host.count_files();
+        EXPECT_TRUE(wait_for([&] { return host.count_files() >= 38; })) << host.count_files();
     }
     host.expect_well();
 }

@@ -13,7 +13,7 @@ bool wait_for(Condition condition, std::chrono::seconds patience = std::chrono::
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
 }

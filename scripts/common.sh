@@ -24,6 +24,10 @@ test_packages=(
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
 )
+# What a locale with a decimal comma is made of. Its test is skipped without.
+locale_packages=(
+  locales:/usr/share/i18n/locales/de_DE
+)
 # Clients that others made, and the proxy of deploy/: what tests of them need. Tests are skipped without.
 client_packages=(
   gsoap:soapcpp2

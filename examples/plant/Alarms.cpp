@@ -59,7 +59,10 @@ Alarms::Alarms(Domain& root)
       source_(domain_.add_variable("source", Value(Path("/")),
                                    {.description = "The item that the alarm is about"})),
       document_(domain_.add_variable("document", Value(get_document("overview")),
-                                     {.description = "Where to read what to do"})) {
+                                     {.description = "Where to read what to do"})),
+      horn_(domain_.add_variable(
+          "horn", Value(false),
+          {.description = "Sounds from each alarm until it is switched off", .writable = true})) {
     domain_.add_variable("watched", Value(std::vector<Path>{Path("/boiler/level"), Path("/turbine/state")}),
                          {.description = "The items that raise alarms", .writable = true});
     domain_.add_variable("documents",
@@ -95,6 +98,7 @@ void Alarms::raise(const Alarm& alarm) {
     refresh(source_, Path(alarm.source));
     refresh(document_, get_document(alarm.document));
     if (alarm.text != "no alarm") {
+        refresh(horn_, true);
         refresh(latest_texts_, remember(get_content<std::vector<std::string>>(latest_texts_), alarm.text));
         refresh(latest_times_, remember(get_content<std::vector<TimePoint>>(latest_times_), now));
     }

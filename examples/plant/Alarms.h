@@ -6,7 +6,7 @@
 
 namespace plant {
 
-/// The branch "/alarms": what is wrong at present, where, and since when.
+/// The branch "/alarms": what is wrong at present, where, and since when, and a horn that clients silence.
 class Alarms {
 public:
     /// Builds the branch below `root`, which must outlive this object.
@@ -30,6 +30,7 @@ private:
     kx::information_model::Variable& latest_times_;
     kx::information_model::Variable& source_;
     kx::information_model::Variable& document_;
+    kx::information_model::Variable& horn_;
 };
 
 }  // namespace plant

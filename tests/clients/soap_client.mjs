@@ -142,6 +142,8 @@ async function checkWrite(client) {
     ['maintenance/contacts', { attributes: { 'xsi:type': 'ArrayOfString' }, string: ['a & b', 'ü'] }],
     ['maintenance/interval', typed('xsd:duration', 'P3DT4H')],
     ['maintenance/last_inspection', typed('xsd:dateTime', '2027-01-02T03:04:05Z')],
+    ['alarms/horn', typed('xsd:boolean', 1)],
+    ['alarms/horn', typed('xsd:boolean', true)],
   ], { ReturnValuesOnReply: true });
   equal('Write takes values, and leaves out what is read-only', toItems(reply.RItemList), [
     ['/boiler/temperature_setpoint', ['xsd:double', '185.500000']],
@@ -150,6 +152,8 @@ async function checkWrite(client) {
     ['/maintenance/contacts', ['ArrayOfString', ['a & b', 'ü']]],
     ['/maintenance/interval', ['xsd:duration', 'P3DT4H']],
     ['/maintenance/last_inspection', ['xsd:dateTime', '2027-01-02T03:04:05Z']],
+    ['/alarms/horn', ['xsd:boolean', '1']],
+    ['/alarms/horn', ['xsd:boolean', '0']], // of "true"
   ]);
   await fails('Write of another type is a bad request',
     write(client, [['boiler/mode', typed('xsd:string', '1')]], { ReturnValuesOnReply: false }), [400, 'Bad request']);

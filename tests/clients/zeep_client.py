@@ -155,6 +155,13 @@ def check_read(service, checks):
     checks.fails("Read of what is no path is a bad request", lambda: read(service, "a//b"), bad_request)
 
 
+class OneOrZero(xsd.Boolean):
+    """zeep writes "true" and "false"; the server reads "1" and "0"."""
+
+    def xmlvalue(self, value):
+        return "1" if value else "0"
+
+
 def write(service, items, with_values=False):
     return service.Write(ReturnValuesOnReply=with_values, ItemList={"Items": items})
 
@@ -176,9 +183,10 @@ def check_write(client, service, checks):
         {"ItemName": "maintenance/last_inspection",
          "Value": xsd.AnyObject(xsd.DateTime(), datetime.datetime(2027, 1, 2, 3, 4, 5, tzinfo=UTC))},
         {"ItemName": "maintenance/note"},
+        {"ItemName": "alarms/horn", "Value": xsd.AnyObject(OneOrZero(), True)},
     ], with_values=True)
     values = {item.ItemName: item.Value for item in reply.RItemList.Items}
-    checks.true("Write leaves out what is read-only", "/boiler/temperature" not in values and len(values) == 7)
+    checks.true("Write leaves out what is read-only", "/boiler/temperature" not in values and len(values) == 8)
     checks.equal("Write returns the item's handle", reply.RItemList.Items[0].ClientItemHandle, "a")
     checks.equal("Write takes doubles", values["/boiler/temperature_setpoint"], 185.5)
     checks.equal("Write takes bytes", values["/feed_water/trim"], 7)
@@ -187,6 +195,9 @@ def check_write(client, service, checks):
     checks.equal("Write takes durations", values["/maintenance/interval"], datetime.timedelta(days=3, hours=4))
     checks.true("Write takes times", values["/maintenance/last_inspection"]
                 == datetime.datetime(2027, 1, 2, 3, 4, 5, tzinfo=UTC))
+    checks.true("Write takes booleans", values["/alarms/horn"] is True)
+    reply = write(service, [{"ItemName": "alarms/horn", "Value": xsd.AnyObject(xsd.Boolean(), True)}], with_values=True)
+    checks.true("Write takes true for false", reply.RItemList.Items[0].Value is False)
     checks.true("Write without a value resets", values["/maintenance/note"] in (None, ""))
     checks.fails("Write of another type is a bad request", lambda: write(
         service, [{"ItemName": "boiler/mode", "Value": xsd.AnyObject(xsd.String(), "1")}]), bad_request)

@@ -91,6 +91,26 @@ TEST(Plant, TellsOfClientsWritesOnly) {
     EXPECT_EQ(plant.get_process().read_line(), "a client wrote /maintenance/note: \"first?second\"");
 }
 
+TEST(Plant, SilencesItsHorn) {
+    const Plant plant;
+    const auto expect_written = [&plant](const std::string& content, const std::string& expected) {
+        EXPECT_THAT(plant.call(create_write("alarms/horn", "xsd:boolean", content)).body,
+                    HasSubstr("<Value xsi:type=\"xsd:boolean\">" + expected + "</Value>"));
+    };
+    expect_written("1", "1");
+    expect_written("0", "0");
+    expect_written("true", "0");
+}
+
+TEST(Plant, SoundsItsHornWithAnAlarm) {
+    const Plant plant;
+    plant.call(create_write("boiler/mode", "xsd:int", "0"));  // the drum boils on, without feed water
+    const std::string on = "<Value xsi:type=\"xsd:boolean\">1</Value>";
+    while (plant.call(create_read("alarms/horn")).body.find(on) == std::string::npos) {
+    }
+    EXPECT_THAT(plant.call(create_read("alarms/text")).body, HasSubstr("drum level"));
+}
+
 TEST(Plant, FollowsTheMode) {
     const Plant plant;
     plant.call(create_write("boiler/mode", "xsd:int", "0"));

@@ -5,9 +5,10 @@
 
 namespace kx::information_model::testing {
 
-/// Waits until `condition` holds; false if it does not in time.
+/// Waits until `condition` holds; false if it does not in time. The machine may be busy: the patience is for
+/// what would never come.
 template <class Condition>
-bool wait_for(Condition condition, std::chrono::seconds patience = std::chrono::seconds(30)) {
+bool wait_for(Condition condition, std::chrono::seconds patience = std::chrono::seconds(120)) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline) {

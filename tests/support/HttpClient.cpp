@@ -28,8 +28,8 @@ std::string to_lower(std::string text) {
 HttpClient::HttpClient(unsigned short port) : HttpClient(connect(port)) {}
 
 HttpClient::HttpClient(Poco::Net::StreamSocket socket) : socket_(std::move(socket)) {
-    socket_.setReceiveTimeout(Poco::Timespan(120, 0));
-    socket_.setSendTimeout(Poco::Timespan(120, 0));
+    socket_.setReceiveTimeout(Poco::Timespan(600, 0));
+    socket_.setSendTimeout(Poco::Timespan(600, 0));
 }
 
 Reply HttpClient::post(const std::string& body, const std::string& path, const std::string& extra_headers) {

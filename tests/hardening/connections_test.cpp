@@ -357,7 +357,13 @@ TEST(ConnectionsOfManyWorkers, AreServedBesideTwoHundredIdleOnes) {
 // Those that are connected may be closed as well: a worker needs a file to wait with.
 TEST(ConnectionsWithoutFiles, AreServedWhenThereAreFilesAgain) {
     HostProcess host({"files=40"});
-    host.expect_served();
+    // With the undefined behaviour sanitizer the host needs two files more when it destroys a connection for
+    // the first time, and reports an error if there are none. So let it have destroyed some before.
+    const std::size_t files = host.count_files();
+    for (int number = 0; number < 10; ++number) {
+        host.expect_served();
+    }
+    EXPECT_TRUE(wait_for([&] { return host.count_files() == files; })) << host.count_files();
     {
         std::vector<std::unique_ptr<RawClient>> idle;
         for (int number = 0; number < 60; ++number) {

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <utility>
 
+#include "model/path_text.h"
+
 namespace kx::information_model {
 
 namespace {
@@ -22,6 +24,12 @@ std::string_view take_segment(std::string_view& path) noexcept {
     return segment;
 }
 
+const Variable* to_variable(const Item* item) noexcept {
+    return item != nullptr && item->get_item_type() == ITEM_TYPE::VARIABLE
+               ? static_cast<const Variable*>(item)
+               : nullptr;
+}
+
 }  // namespace
 
 Item::Item(std::string name, Domain* parent, ITEM_TYPE item_type, std::string description)
@@ -37,29 +45,66 @@ const std::string& Item::get_description() const noexcept {
 }
 
 const Item& Item::get_item(const Path& path, bool /*reserved*/) const {
-    std::string_view rest = path.as_string();
-    const Item* item = this;
-    if (rest.starts_with('/')) {
-        item = &get_root_domain();
-        rest.remove_prefix(1);
-    } else if (rest == ".") {
-        return *this;
-    } else if (rest.starts_with("./")) {
-        rest.remove_prefix(2);
-    }
-    while (!rest.empty()) {
-        const std::string_view name = take_segment(rest);
-        item = item->item_type_ == ITEM_TYPE::DOMAIN ? static_cast<const Domain*>(item)->find_child(name)
-                                                     : nullptr;
-        if (item == nullptr) {
-            throw PathNotFoundException(path.as_string());
-        }
+    const Item* const item = find_item(path);
+    if (item == nullptr) {
+        throw PathNotFoundException(path.as_string());
     }
     return *item;
 }
 
 Item& Item::get_item(const Path& path, bool reserved) {
     return const_cast<Item&>(std::as_const(*this).get_item(path, reserved));
+}
+
+const Item* Item::find_item(std::string_view path) const {
+    detail::check_path(path);
+    return find_checked(path);
+}
+
+Item* Item::find_item(std::string_view path) {
+    return const_cast<Item*>(std::as_const(*this).find_item(path));
+}
+
+const Item* Item::find_item(const Path& path) const noexcept {
+    return find_checked(path.as_string());
+}
+
+Item* Item::find_item(const Path& path) noexcept {
+    return const_cast<Item*>(std::as_const(*this).find_item(path));
+}
+
+const Variable* Item::find_variable(std::string_view path) const {
+    return to_variable(find_item(path));
+}
+
+Variable* Item::find_variable(std::string_view path) {
+    return const_cast<Variable*>(std::as_const(*this).find_variable(path));
+}
+
+const Variable* Item::find_variable(const Path& path) const noexcept {
+    return to_variable(find_item(path));
+}
+
+Variable* Item::find_variable(const Path& path) noexcept {
+    return const_cast<Variable*>(std::as_const(*this).find_variable(path));
+}
+
+const Item* Item::find_checked(std::string_view path) const noexcept {
+    const Item* item = this;
+    if (path.starts_with('/')) {
+        item = &get_root_domain();
+        path.remove_prefix(1);
+    } else if (path == ".") {
+        return this;
+    } else if (path.starts_with("./")) {
+        path.remove_prefix(2);
+    }
+    while (item != nullptr && !path.empty()) {
+        const std::string_view name = take_segment(path);
+        item = item->item_type_ == ITEM_TYPE::DOMAIN ? static_cast<const Domain*>(item)->find_child(name)
+                                                     : nullptr;
+    }
+    return item;
 }
 
 }  // namespace kx::information_model

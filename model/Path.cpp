@@ -5,6 +5,7 @@
 #include <ostream>
 #include <utility>
 
+#include "model/path_text.h"
 #include "model/utf8.h"
 
 namespace kx::information_model {
@@ -19,6 +20,12 @@ struct Defect {
 
 bool is_control_character(char32_t code_point) noexcept {
     return code_point < 0x20U || (code_point >= 0x7FU && code_point <= 0x9FU);
+}
+
+/// The two characters below U+10000, besides controls and surrogates, that XML cannot carry: no client could
+/// name an item that has one in its path.
+bool is_noncharacter(char32_t code_point) noexcept {
+    return code_point == 0xFFFEU || code_point == 0xFFFFU;
 }
 
 /// Most characters of most paths, told without a look at what follows.
@@ -38,6 +45,9 @@ std::optional<Defect> find_bad_character(std::string_view segment) noexcept {
         }
         if (is_control_character(code_point)) {
             return Defect{"control character", offset};
+        }
+        if (is_noncharacter(code_point)) {
+            return Defect{"character that XML cannot carry", offset};
         }
         if (code_point == U'/') {
             return Defect{"\"/\" in a segment", offset};
@@ -90,11 +100,15 @@ std::optional<Defect> find_path_defect(std::string_view text) noexcept {
 
 }  // namespace
 
-Path::Path(std::string text) : text_(std::move(text)) {
-    if (const auto defect = find_path_defect(text_)) {
+void detail::check_path(std::string_view text) {
+    if (const auto defect = find_path_defect(text)) {
         throw InvalidPathException(
-            text_, std::string(defect->reason) + " at byte " + std::to_string(defect->offset));
+            text, std::string(defect->reason) + " at byte " + std::to_string(defect->offset));
     }
+}
+
+Path::Path(std::string text) : text_(std::move(text)) {
+    detail::check_path(text_);
 }
 
 Path::Path(const char* text) : Path(std::string(text)) {}

@@ -65,13 +65,13 @@ double read_pressure() {
 TEST(HostGuide, FindsAnItemByItsPath) {
     const auto model = create_boiler();
 
-    Item& item = model->get_root().get_item(Path("/boiler/temperature"), false);
-    if (item.get_item_type() == ITEM_TYPE::VARIABLE) {
-        static_cast<Variable&>(item) = Value(22.0);
+    if (Variable* variable = model->get_root().find_variable("/boiler/temperature")) {
+        *variable = Value(22.0);
     }
 
     EXPECT_EQ(get_variable(*model, "boiler/temperature").get_value(), Value(22.0));
-    EXPECT_THROW(Path("boiler//temperature"), InvalidPathException);
+    EXPECT_EQ(model->get_root().find_item("/nothing"), nullptr);
+    EXPECT_THROW(model->get_root().find_item("boiler//temperature"), InvalidPathException);
     EXPECT_THROW(model->get_root().get_item(Path("/nothing"), false), PathNotFoundException);
 }
 

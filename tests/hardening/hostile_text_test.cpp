@@ -131,7 +131,7 @@ public:
     /// Without what no part of a path may hold.
     std::string make_name() {
         static const std::array<std::string, 8> PARTS = {
-            "a", "<&>\"'", "\xef\xbf\xbe", "\xef\xbf\xbf", "\xf0\x9f\x98\x80", "\xc3\xa4", "]]>", " "};
+            "a", "<&>\"'", "\xef\xbf\xbd", "\xc2\xa0", "\xf0\x9f\x98\x80", "\xc3\xa4", "]]>", " "};
         std::string name = "n" + std::to_string(number_++);
         for (std::size_t count = random_() % 6; count > 0; --count) {
             name += PARTS[random_() % PARTS.size()];

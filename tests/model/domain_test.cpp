@@ -107,7 +107,8 @@ TEST_F(DomainTest, ReferencesStayValidWhileOthersAreAddedAndRemoved) {
 }
 
 TEST_F(DomainTest, MalformedNamesAreRefusedAndNamed) {
-    for (const std::string name : {"", ".", "..", "a/b", "/", "a\nb", "\xFF", "\xC2\x80"}) {
+    for (const std::string name :
+         {"", ".", "..", "a/b", "/", "a\nb", "\xFF", "\xC2\x80", "\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
         const std::string by_domain = get_message([&] { root_.add_domain(name); });
         const std::string by_variable = get_message([&] { root_.add_variable(name, Value(1)); });
         EXPECT_THAT(by_domain, HasSubstr("Invalid name: \""));

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "model/AllocationControl.h"
 #include "model/numbered.h"
@@ -102,6 +103,58 @@ TEST_F(ItemTest, LookUpAllocatesNothing) {
     const Item& item = root_.get_item(path, false);
     EXPECT_EQ(counter.get_count(), 0U);
     EXPECT_EQ(item.get_path(), path);
+}
+
+TEST_F(ItemTest, FoundItemIsTheOneThatGetItemGives) {
+    for (const char* path : {"/", ".", "/boiler/drum/level", "boiler", "./boiler/drum"}) {
+        EXPECT_EQ(root_.find_item(path), &find(root_, path)) << path;
+        EXPECT_EQ(std::as_const(root_).find_item(path), &find(root_, path)) << path;
+        EXPECT_EQ(root_.find_item(Path(path)), &find(root_, path)) << path;
+        EXPECT_EQ(std::as_const(root_).find_item(Path(path)), &find(root_, path)) << path;
+    }
+    EXPECT_EQ(level_.find_item("."), &level_);
+    EXPECT_EQ(drum_.find_item("level"), &level_);
+    EXPECT_EQ(level_.find_item("/boiler"), &boiler_);
+}
+
+TEST_F(ItemTest, MissingItemIsNull) {
+    for (const char* path : {"/boilers", "drum", "/boiler/drum/level/x", "./boiler/x/level"}) {
+        EXPECT_EQ(root_.find_item(path), nullptr) << path;
+        EXPECT_EQ(root_.find_item(Path(path)), nullptr) << path;
+    }
+    EXPECT_EQ(level_.find_item("x"), nullptr);
+}
+
+TEST_F(ItemTest, MalformedTextIsNotLookedUp) {
+    for (const char* path : {"", "/boiler/", "//boiler", "/boiler/..", "boiler/./drum", "\t", "boiler\xFF"}) {
+        EXPECT_THROW(root_.find_item(path), InvalidPathException) << path;
+        EXPECT_THROW(std::as_const(root_).find_item(path), InvalidPathException) << path;
+        EXPECT_THROW(root_.find_variable(path), InvalidPathException) << path;
+    }
+}
+
+TEST_F(ItemTest, VariableIsFoundAsOne) {
+    EXPECT_EQ(root_.find_variable("/boiler/drum/level"), &level_);
+    EXPECT_EQ(std::as_const(root_).find_variable("/boiler/drum/level"), &level_);
+    EXPECT_EQ(boiler_.find_variable(Path("drum/level")), &level_);
+    EXPECT_EQ(std::as_const(boiler_).find_variable(Path("drum/level")), &level_);
+    EXPECT_EQ(root_.find_variable("/boiler/drum"), nullptr);
+    EXPECT_EQ(root_.find_variable("/boiler/drum/x"), nullptr);
+    EXPECT_EQ(root_.find_variable(Path("/boiler")), nullptr);
+}
+
+TEST_F(ItemTest, FindingAllocatesNothing) {
+    for (int i = 0; i < 100; ++i) {
+        drum_.add_variable(numbered("a variable with a long name ", i), Value(i));
+    }
+    const Path path("/boiler/drum/a variable with a long name 77");
+    const testing::AllocationCounter counter;
+    const Variable* found = root_.find_variable(path.as_string());
+    const Item* missing = root_.find_item("/boiler/drum/a variable with a long name that is not there");
+    EXPECT_EQ(counter.get_count(), 0U);
+    EXPECT_EQ(missing, nullptr);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->get_path(), path);
 }
 
 TEST_F(ItemTest, LongPathsAreWalked) {

@@ -21,7 +21,8 @@ INSTANTIATE_TEST_SUITE_P(Path, GoodPath,
                          ::testing::Values("/", ".", "a", "/a", "./a", "a/b", "/a/b/c", "./a/b", "...", "a.b",
                                            ".a", "..a", "a..", "/boiler/temperature", "a b", " ", "a:b",
                                            "a\\b", "K\xC3\xBChler/\xE6\xB8\xA9\xE5\xBA\xA6", "\xC2\xA0",
-                                           "\xF0\x9F\x94\xA5", "\xF4\x8F\xBF\xBF", "<&>\"'"));
+                                           "\xF0\x9F\x94\xA5", "\xEF\xBF\xBD", "\xF0\x9F\xBF\xBE",
+                                           "\xF4\x8F\xBF\xBF", "<&>\"'"));
 
 /// A text that is no path, what is wrong with it and at which byte.
 struct BadText {
@@ -60,7 +61,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadText{"\xC0\xAF", "not UTF-8 at byte 0"}, BadText{"\xC3", "not UTF-8 at byte 0"},
         BadText{"ab\xC3/c", "not UTF-8 at byte 2"}, BadText{"\xE0\x80\xAF", "not UTF-8 at byte 0"},
         BadText{"\xED\xA0\x80", "not UTF-8 at byte 0"}, BadText{"\xF4\x90\x80\x80", "not UTF-8 at byte 0"},
-        BadText{"\xFF", "not UTF-8 at byte 0"}));
+        BadText{"\xFF", "not UTF-8 at byte 0"},
+        BadText{"a/\xEF\xBF\xBE", "character that XML cannot carry at byte 2"},
+        BadText{"\xEF\xBF\xBF", "character that XML cannot carry at byte 0"}));
 
 TEST(Path, EqualityComparesTheTexts) {
     EXPECT_EQ(Path("a/b"), Path("a/b"));

@@ -7,8 +7,11 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace kx::information_model {
+
+class Variable;
 
 /// What an item is.
 enum class ITEM_TYPE : std::uint8_t { DOMAIN = 0, VARIABLE = 1 };
@@ -29,6 +32,32 @@ public:
     /// The same, to change the item: then the lock is held exclusively.
     Item& get_item(const Path& path, bool reserved);
 
+    /// Finds the item at `path` as `get_item` does, but a missing one is no error. Allocates nothing.
+    ///
+    /// Requires: tree lock held, shared or exclusive; what the pointer leads to is valid while it is held,
+    /// and longer for a thread that alone builds and removes.
+    /// @param path  the item's address, in the form that `Path` describes
+    /// @return the item, null if no item has that path
+    /// @throws InvalidPathException  if the text is no path
+    const Item* find_item(std::string_view path) const;
+    /// The same, to change the item: then the lock is held exclusively.
+    Item* find_item(std::string_view path);
+    /// The same for a path whose text has been checked already.
+    const Item* find_item(const Path& path) const noexcept;
+    /// The same, to change the item: then the lock is held exclusively.
+    Item* find_item(const Path& path) noexcept;
+
+    /// As `find_item`, for a variable.
+    /// @return the variable, null if no item has that path or if it is a domain
+    /// @throws InvalidPathException  if the text is no path
+    const Variable* find_variable(std::string_view path) const;
+    /// The same, to change the variable: then the lock is held exclusively.
+    Variable* find_variable(std::string_view path);
+    /// The same for a path whose text has been checked already.
+    const Variable* find_variable(const Path& path) const noexcept;
+    /// The same, to change the variable: then the lock is held exclusively.
+    Variable* find_variable(const Path& path) noexcept;
+
     /// Which of the two classes the item is: `static_cast` may follow.
     ITEM_TYPE get_item_type() const noexcept { return item_type_; }
 
@@ -40,6 +69,9 @@ protected:
     Item(std::string name, Domain* parent, ITEM_TYPE item_type, std::string description);
 
 private:
+    /// Requires: a valid path
+    const Item* find_checked(std::string_view path) const noexcept;
+
     std::unique_ptr<const std::string> description_;  // null when empty
     ITEM_TYPE item_type_;
 };

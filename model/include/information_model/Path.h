@@ -16,7 +16,8 @@ class Tree;
 /// Text form: segments separated by "/". "/" is the root, "/boiler/temperature" starts at the root,
 /// "boiler/temperature" starts at the item where the look-up starts (the root, for every service), "." is
 /// that item itself and may also lead, as in "./boiler". A segment is a non-empty UTF-8 text without "/"
-/// and without control characters (U+0000 to U+001F, U+007F to U+009F), and is neither "." nor "..".
+/// and without control characters (U+0000 to U+001F, U+007F to U+009F), U+FFFE and U+FFFF, which no request
+/// could carry, and is neither "." nor "..".
 class KX_INFORMATION_MODEL_EXPORT Path {
 public:
     /// @param text  a path in the form above

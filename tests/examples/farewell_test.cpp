@@ -1,8 +1,8 @@
 #include "examples/Plant.h"
-#include "model/WaitFor.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
 #include "support/tls_client.h"
+#include "support/wait_for.h"
 
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
@@ -62,8 +62,6 @@ const std::vector<Client> CLIENTS = {
     {"Idle", [] { return create_post("<GetStatus/>"); }, 100},
     {"Silent", [] { return ""; }, 0},
 };
-
-using information_model::testing::wait_for;
 
 HttpClient let(HttpClient client, const Client& what) {
     client.send(what.create_bytes());

@@ -1,7 +1,7 @@
 #include "hardening/HostProcess.h"
 
-#include "model/WaitFor.h"
 #include "support/replies.h"
+#include "support/wait_for.h"
 
 #include <gtest/gtest.h>
 
@@ -60,7 +60,7 @@ std::size_t HostProcess::count_files() const {
 void HostProcess::expect_served() const {
     std::optional<int> status;
     std::string failure;
-    EXPECT_TRUE(information_model::testing::wait_for([&] {
+    EXPECT_TRUE(wait_for([&] {
         try {
             status = HttpClient(port_).post(create_request("<GetStatus/>")).status;
         } catch (const std::exception& closed) {

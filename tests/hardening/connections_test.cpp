@@ -1,8 +1,8 @@
 #include "hardening/HostProcess.h"
 #include "hardening/RawClient.h"
-#include "model/WaitFor.h"
 #include "support/HttpClient.h"
 #include "support/replies.h"
+#include "support/wait_for.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

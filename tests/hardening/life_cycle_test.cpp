@@ -1,8 +1,8 @@
-#include "model/WaitFor.h"
 #include "support/HttpClient.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
 #include "support/tls_client.h"
+#include "support/wait_for.h"
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
@@ -68,8 +68,6 @@ std::size_t get_allocated() {
     return __sanitizer_get_current_allocated_bytes != nullptr ? __sanitizer_get_current_allocated_bytes()
                                                               : mallinfo2().uordblks;
 }
-
-using information_model::testing::wait_for;
 
 std::string create_status_request() {
     return create_request("<GetStatus/>");

@@ -5,15 +5,17 @@
 #include <atomic>
 #include <mutex>
 #include <shared_mutex>
+#include <stop_token>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "model/numbered.h"
+#include "support/TestThreads.h"
 
 namespace kx::information_model {
 
 using testing::numbered;
+using testing::TestThreads;
 
 namespace {
 
@@ -69,42 +71,35 @@ protected:
 TEST_F(ConcurrencyTest, ReadersSeeWholeUpdatesOnly) {
     std::atomic<int> calls = 0;
     const Registration registration = find(0).on_write([&](const Path&, const Value&) { ++calls; });
-    std::atomic<bool> is_over = false;
     std::atomic<int> torn_reads = 0;
-    std::vector<std::thread> readers;
+    TestThreads readers;
     for (int i = 0; i < READERS; ++i) {
-        readers.emplace_back([&] {
-            while (!is_over) {
+        readers.start([&](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
                 torn_reads += is_consistent() ? 0 : 1;
             }
         });
     }
-    std::vector<std::thread> writers;
+    TestThreads writers;
     for (int i = 0; i < WRITERS; ++i) {
-        writers.emplace_back([this, i] {
+        writers.start([this, i] {
             for (int round = 0; round < ROUNDS; ++round) {
                 update_all(round * WRITERS + i);
             }
         });
     }
-    for (std::thread& writer : writers) {
-        writer.join();
-    }
-    is_over = true;
-    for (std::thread& reader : readers) {
-        reader.join();
-    }
+    writers.join();
+    readers.stop();
     EXPECT_EQ(torn_reads, 0);
     EXPECT_EQ(calls, WRITERS * ROUNDS);
 }
 
 TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
-    std::atomic<bool> is_over = false;
     std::atomic<int> finds = 0;
-    std::vector<std::thread> readers;
+    TestThreads readers;
     for (int i = 0; i < READERS; ++i) {
-        readers.emplace_back([&] {
-            while (!is_over) {
+        readers.start([&](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
                 const std::shared_lock lock(model_.get_information_tree());
                 for (const auto& child : bulk_.get_children()) {
                     finds += &bulk_.get_item(child->get_path(), false) == child.get() ? 0 : 1;
@@ -119,10 +114,7 @@ TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
             bulk_.remove(numbered("passing", round - 1));
         }
     }
-    is_over = true;
-    for (std::thread& reader : readers) {
-        reader.join();
-    }
+    readers.stop();
     EXPECT_EQ(finds, 0);
     EXPECT_EQ(bulk_.get_children().size(), static_cast<std::size_t>(VARIABLES + ROUNDS / 2));
 }

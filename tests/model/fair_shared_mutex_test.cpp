@@ -5,13 +5,16 @@
 #include <atomic>
 #include <mutex>
 #include <shared_mutex>
+#include <stop_token>
 #include <thread>
 #include <vector>
 
-#include "model/WaitFor.h"
+#include "support/TestThreads.h"
+#include "support/wait_for.h"
 
 namespace kx::information_model::detail {
 
+using testing::TestThreads;
 using testing::wait_for;
 
 namespace {
@@ -22,12 +25,6 @@ bool can_lock(FairSharedMutex& mutex) {
 
 bool can_lock_shared(FairSharedMutex& mutex) {
     return std::shared_lock(mutex, std::try_to_lock).owns_lock();
-}
-
-void join(std::vector<std::thread>& threads) {
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
 }
 
 }  // namespace
@@ -68,10 +65,10 @@ TEST(FairSharedMutex, WaitingWriterIsAdmittedBeforeReadersThatCameLater) {
     std::atomic<int> overtakers = 0;
     std::atomic<int> admissions = 0;
 
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (int i = 0; i < READERS; ++i) {
-        threads.emplace_back([&] {  // back to back, so that together they never let go
-            while (!is_over) {
+        threads.start([&](const std::stop_token& stop) {  // back to back, so that together they never let go
+            while (!is_over && !stop.stop_requested()) {
                 const bool came_later = is_writer_waiting;
                 const std::shared_lock lock(mutex);
                 overtakers += came_later && !is_writer_admitted ? 1 : 0;
@@ -82,7 +79,7 @@ TEST(FairSharedMutex, WaitingWriterIsAdmittedBeforeReadersThatCameLater) {
     EXPECT_TRUE(wait_for([&] { return admissions > 100; }));
 
     std::shared_lock inside(mutex);  // keeps the writer waiting until all the readers came behind it
-    threads.emplace_back([&] {
+    threads.start([&] {
         const std::unique_lock lock(mutex);
         is_writer_admitted = true;
         is_over = true;
@@ -93,19 +90,18 @@ TEST(FairSharedMutex, WaitingWriterIsAdmittedBeforeReadersThatCameLater) {
     EXPECT_FALSE(is_writer_admitted);
     EXPECT_FALSE(can_lock_shared(mutex));
     inside.unlock();
-    join(threads);
+    threads.join();
     EXPECT_TRUE(is_writer_admitted);
     EXPECT_EQ(overtakers, 0);
 }
 
 TEST(FairSharedMutex, WritersGetInUnderASteadyLoadOfReaders) {
     FairSharedMutex mutex;
-    std::atomic<bool> is_over = false;
     std::atomic<int> readers_inside = 0;
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&] {
-            while (!is_over) {
+        threads.start([&](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
                 const std::shared_lock lock(mutex);
                 ++readers_inside;
                 std::this_thread::yield();
@@ -117,8 +113,7 @@ TEST(FairSharedMutex, WritersGetInUnderASteadyLoadOfReaders) {
         const std::unique_lock lock(mutex);
         ASSERT_EQ(readers_inside, 0);
     }
-    is_over = true;
-    join(threads);
+    threads.stop();
 }
 
 TEST(FairSharedMutex, WaitingReadersAreAdmittedTogetherBeforeTheNextWriter) {
@@ -128,15 +123,15 @@ TEST(FairSharedMutex, WaitingReadersAreAdmittedTogetherBeforeTheNextWriter) {
     std::atomic<bool> may_readers_leave = false;
     std::atomic<int> readers_before_second_writer = -1;
 
-    std::vector<std::thread> threads;
+    TestThreads threads;
     std::unique_lock first_writer(mutex);
-    threads.emplace_back([&] {
+    threads.start([&] {
         const std::unique_lock lock(mutex);
         readers_before_second_writer = admitted_readers.load();
     });
     EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_writers() == 1; }));
     for (int i = 0; i < READERS; ++i) {
-        threads.emplace_back([&] {
+        threads.start([&] {
             const std::shared_lock lock(mutex);
             ++admitted_readers;
             wait_for([&] { return may_readers_leave.load(); });
@@ -149,7 +144,7 @@ TEST(FairSharedMutex, WaitingReadersAreAdmittedTogetherBeforeTheNextWriter) {
     EXPECT_EQ(readers_before_second_writer, -1);
     EXPECT_FALSE(can_lock_shared(mutex));  // the second writer still waits
     may_readers_leave = true;
-    join(threads);
+    threads.join();
     EXPECT_EQ(readers_before_second_writer, READERS);
 }
 
@@ -157,10 +152,10 @@ TEST(FairSharedMutex, WritersAreAdmittedInTheOrderTheyCame) {
     constexpr int WRITERS = 6;
     FairSharedMutex mutex;
     std::vector<int> order;  // guarded by mutex
-    std::vector<std::thread> threads;
+    TestThreads threads;
     std::unique_lock first(mutex);
     for (int i = 0; i < WRITERS; ++i) {
-        threads.emplace_back([&, i] {
+        threads.start([&, i] {
             const std::unique_lock lock(mutex);
             order.push_back(i);
         });
@@ -168,7 +163,7 @@ TEST(FairSharedMutex, WritersAreAdmittedInTheOrderTheyCame) {
             wait_for([&] { return mutex.count_waiting_writers() == static_cast<std::size_t>(i) + 1; }));
     }
     first.unlock();
-    join(threads);
+    threads.join();
     EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 3, 4, 5}));
 }
 
@@ -177,25 +172,25 @@ TEST(FairSharedMutex, WritersAloneExcludeEachOther) {
     constexpr int ROUNDS = 400;
     FairSharedMutex mutex;
     int count = 0;  // guarded by mutex
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (int i = 0; i < THREADS; ++i) {
-        threads.emplace_back([&] {
+        threads.start([&] {
             for (int round = 0; round < ROUNDS; ++round) {
                 const std::unique_lock lock(mutex);
                 ++count;
             }
         });
     }
-    join(threads);
+    threads.join();
     EXPECT_EQ(count, THREADS * ROUNDS);
 }
 
 TEST(FairSharedMutex, MixedUseLosesNobody) {
     FairSharedMutex mutex;
     int count = 0;  // guarded by mutex
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (int i = 0; i < 8; ++i) {
-        threads.emplace_back([&, i] {
+        threads.start([&, i] {
             for (int round = 0; round < 400; ++round) {
                 if ((round + i) % 4 == 0) {
                     const std::unique_lock lock(mutex);
@@ -212,7 +207,7 @@ TEST(FairSharedMutex, MixedUseLosesNobody) {
             }
         });
     }
-    join(threads);
+    threads.join();
     EXPECT_GE(count, 8 * 100);
     EXPECT_TRUE(can_lock(mutex));
 }

@@ -11,14 +11,16 @@
 #include <optional>
 #include <shared_mutex>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "model/AllocationControl.h"
-#include "model/WaitFor.h"
 #include "model/numbered.h"
 #include "support/StderrCapture.h"
+#include "support/TestThreads.h"
+#include "support/wait_for.h"
 
 namespace kx::information_model {
 
@@ -27,6 +29,7 @@ using testing::numbered;
 using opc::testing::StderrCapture;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::TestThreads;
 using testing::wait_for;
 
 namespace {
@@ -112,7 +115,7 @@ TEST_F(ObserversTest, AreCalledOnTheThreadThatUnlocks) {
     const Registration registration =
         a_.on_change([&](const Path&, const Value&) { called_on = std::this_thread::get_id(); });
     std::thread::id unlocked_on;
-    std::thread writer([&] {
+    TestThreads writer([&] {
         unlocked_on = std::this_thread::get_id();
         const std::unique_lock lock(tree_);
         a_ = Value(1);
@@ -289,7 +292,7 @@ TEST_F(ObserversTest, EndWaitsForACallUnderWay) {
         }
         is_finished = true;
     });
-    std::thread writer([&] { a_ = Value(1); });
+    TestThreads writer([&] { a_ = Value(1); });
     EXPECT_TRUE(wait_for([&] { return is_inside.load(); }));
     is_ending = true;
     registration.end();
@@ -389,26 +392,23 @@ TEST_F(ObserversTest, CallsOfOneObserverDoNotOverlap) {
     constexpr int WRITES = 100;
     int calls = 0;  // not atomic: the thread sanitizer would see an overlap
     const Registration registration = a_.on_write([&](const Path&, const Value&) { ++calls; });
-    std::vector<std::thread> writers;
+    TestThreads writers;
     for (int i = 0; i < THREADS; ++i) {
-        writers.emplace_back([this] {
+        writers.start([this] {
             for (int write = 0; write < WRITES; ++write) {
                 const std::unique_lock lock(tree_);
                 a_ = Value(write);
             }
         });
     }
-    for (std::thread& writer : writers) {
-        writer.join();
-    }
+    writers.join();
     EXPECT_EQ(calls, THREADS * WRITES);
 }
 
 TEST_F(ObserversTest, MayEndWhileOthersWrite) {
-    std::atomic<bool> is_over = false;
     std::atomic<int> writes = 0;
-    std::thread writer([&] {
-        while (!is_over) {
+    TestThreads writer([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
             const std::unique_lock lock(tree_);
             a_ = Value(++writes);
         }
@@ -424,8 +424,7 @@ TEST_F(ObserversTest, MayEndWhileOthersWrite) {
         registration.end();
         calls.reset();  // a call after the end would touch freed memory
     }
-    is_over = true;
-    writer.join();
+    writer.stop();
 }
 
 }  // namespace kx::information_model

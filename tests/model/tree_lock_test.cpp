@@ -1,3 +1,5 @@
+#include "support/TestThreads.h"
+
 #include <information_model/InformationModel.h>
 #include <information_model/Tree.h>
 
@@ -5,23 +7,24 @@
 
 #include <mutex>
 #include <shared_mutex>
-#include <thread>
 
 namespace kx::information_model {
 
 namespace {
 
+using testing::TestThreads;
+
 class TreeLockTest : public ::testing::Test {
 protected:
     bool can_lock(Tree& tree) {
         bool result = false;
-        std::thread([&] { result = std::unique_lock<Tree>(tree, std::try_to_lock).owns_lock(); }).join();
+        TestThreads([&] { result = std::unique_lock<Tree>(tree, std::try_to_lock).owns_lock(); }).join();
         return result;
     }
 
     bool can_lock_shared(const Tree& tree) {
         bool result = false;
-        std::thread([&] {
+        TestThreads([&] {
             result = std::shared_lock<const Tree>(tree, std::try_to_lock).owns_lock();
         }).join();
         return result;

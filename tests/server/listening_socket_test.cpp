@@ -1,5 +1,6 @@
 #include "server/ListeningSocket.h"
 
+#include "support/TestThreads.h"
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
 
@@ -43,6 +44,8 @@ extern "C" [[gnu::visibility("default")]] int shutdown(int socket, int direction
 
 namespace kx::information_model::opc {
 namespace {
+
+using testing::TestThreads;
 
 const ::testing::Environment* const ENVIRONMENT =
     ::testing::AddGlobalTestEnvironment(new testing::TlsEnvironment);
@@ -157,7 +160,7 @@ TEST_P(Connection, CanBeShutDownWhenItsPeerHasLeft) {
 // Otherwise the descriptor may be that of anything else in the process.
 TEST_P(Connection, IsNotClosedWhileItIsShutDown) {
     waits_in_shutdown = true;
-    std::thread stopping([this] { connection_.shutdown(); });
+    TestThreads stopping([this] { connection_.shutdown(); });
     while (!is_in_shutdown) {
         std::this_thread::yield();
     }

@@ -1,13 +1,15 @@
 #include "server/PerThread.h"
+#include "support/TestThreads.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <stdexcept>
-#include <thread>
 
 namespace kx::information_model::opc {
 namespace {
+
+using testing::TestThreads;
 
 std::atomic<int> living{0};
 std::atomic<int> refusals{0};
@@ -33,11 +35,11 @@ PerThread<Counted>& get_objects() {
 }
 
 TEST(PerThread, IsTheSameForAThreadAndAnotherForTheNext) {
-    std::thread([] {
+    TestThreads([] {
         Counted* const first = &get_objects().get();
         first->number = 7;
         EXPECT_EQ(&get_objects().get(), first);
-        std::thread([first] {
+        TestThreads([first] {
             EXPECT_NE(&get_objects().get(), first);
             EXPECT_EQ(get_objects().get().number, 0);
             EXPECT_EQ(living, 2);
@@ -48,13 +50,13 @@ TEST(PerThread, IsTheSameForAThreadAndAnotherForTheNext) {
 
 TEST(PerThread, EndsWithItsThread) {
     for (int round = 0; round < 10; ++round) {
-        std::thread([] { EXPECT_EQ(get_objects().get().number, 0); }).join();
+        TestThreads([] { EXPECT_EQ(get_objects().get().number, 0); }).join();
         EXPECT_EQ(living, 0);
     }
 }
 
 TEST(PerThread, IsMadeLaterWhenItCouldNotBeMade) {
-    std::thread([] {
+    TestThreads([] {
         refusals = 1;
         EXPECT_THROW(get_objects().get(), std::runtime_error);
         EXPECT_EQ(get_objects().get().number, 0);

@@ -1,4 +1,5 @@
 #include "subscriptions/SubscriptionHandler.h"
+#include "support/TestThreads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,10 +8,11 @@
 #include <chrono>
 #include <map>
 #include <set>
-#include <thread>
 
 namespace kx::information_model::opc {
 namespace {
+
+using testing::TestThreads;
 
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
@@ -172,17 +174,15 @@ TEST(SubscriptionHandler, EightThreadsCreateAtOnce) {
     constexpr std::size_t EACH = 2000;
     SubscriptionHandler handler;
     std::vector<std::vector<std::shared_ptr<Subscription>>> created(THREADS);
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (auto& own : created) {
-        threads.emplace_back([&handler, &own] {
+        threads.start([&handler, &own] {
             for (std::size_t count = 0; count < EACH; ++count) {
                 own.push_back(handler.create(LONG_PING_RATE));
             }
         });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.join();
 
     std::map<std::string, std::set<std::shared_ptr<Subscription>>> by_handle;
     for (const auto& own : created) {
@@ -202,9 +202,9 @@ TEST(SubscriptionHandler, SweepsRemovalsAndLookUpsRunAtOnce) {
     SubscriptionHandler handler;
     const auto kept = create_subscription("1");
     handler.add(kept);
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (int number = 0; number < 4; ++number) {
-        threads.emplace_back([&handler, number] {
+        threads.start([&handler, number] {
             for (int count = 0; count < EACH; ++count) {
                 const auto subscription = handler.create(number % 2 == 0 ? LONG_PING_RATE : 0);
                 subscription->expiry = subscription->expiry.load();
@@ -214,9 +214,7 @@ TEST(SubscriptionHandler, SweepsRemovalsAndLookUpsRunAtOnce) {
             }
         });
     }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    threads.join();
     handler.remove_expired();
     EXPECT_EQ(handler.get_size(), 1U);
     EXPECT_EQ(handler.find("1"), kept);

@@ -1,30 +1,16 @@
 #pragma once
 
 #include "support/TestServer.h"
+#include "support/wait_for.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <mutex>
+#include <stop_token>
 #include <string>
-#include <thread>
 
 namespace kx::information_model::opc::testing {
-
-/// Waits until `condition` holds; fails the test after a minute.
-template <class Condition>
-bool wait_for(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            ADD_FAILURE() << "waited in vain";
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
-    return true;
-}
 
 /// A host that writes the same number to the variables "/left" and "/right" under one lock, again and again.
 class PairWriter {
@@ -34,12 +20,13 @@ public:
           left_(server.get_root().add_variable("left", Value(0))),
           right_(server.get_root().add_variable("right", Value(0))) {}
 
-    /// Writes until `stop` is true; waits for a poll in between, so that there is something left to poll for.
-    void run(const std::atomic<bool>& stop, const std::atomic<int>& polls) {
-        while (!stop) {
+    /// Writes until it is told to stop; waits for a poll in between, so that there is something left to poll
+    /// for.
+    void run(const std::stop_token& stop, const std::atomic<int>& polls) {
+        while (!stop.stop_requested()) {
             const int seen = polls;
             write();
-            wait_for([&] { return stop || polls != seen; });
+            EXPECT_TRUE(wait_for([&] { return stop.stop_requested() || polls != seen; }));
         }
     }
 

@@ -2,6 +2,7 @@
 #include "property_replies.h"
 #include "support/StderrCapture.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/replies.h"
 
 #include <Poco/DOM/DOMParser.h>
@@ -10,9 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <mutex>
-#include <thread>
+#include <stop_token>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -347,9 +347,8 @@ TEST(BrowseTree, ListingShowsTheTreeAtOneMoment) {
     TestServer server;
     Variable& first = server.get_root().add_variable("first", Value(0));
     Variable& second = server.get_root().add_variable("second", Value(0));
-    std::atomic<bool> stop{false};
-    std::thread host([&] {
-        for (int number = 0; !stop; ++number) {
+    TestThreads host([&](const std::stop_token& stop) {
+        for (int number = 0; !stop.stop_requested(); ++number) {
             const std::unique_lock<Tree> lock(server.get_tree());
             first = Value(number);
             second = Value(number);
@@ -366,8 +365,7 @@ TEST(BrowseTree, ListingShowsTheTreeAtOneMoment) {
         EXPECT_EQ(body.substr(left, body.find('/', left) - left),
                   body.substr(right, body.find('/', right) - right));
     }
-    stop = true;
-    host.join();
+    host.stop();
 }
 
 TEST(BrowseNames, AnyTextArrivesUnharmed) {

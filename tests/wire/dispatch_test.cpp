@@ -1,5 +1,6 @@
 #include "support/HttpClient.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/replies.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 #include <atomic>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -410,10 +410,10 @@ TEST_F(Dispatch, ServesClientsAtOnce) {
     const std::string value =
         R"(<ReadResponse><RItemList><Items ItemName="/v"><Value xsi:type="xsd:int">42</Value></Items></RItemList>)" +
         create_result("ReadResult") + "</ReadResponse>";
-    std::vector<std::thread> clients;
+    TestThreads clients;
     std::atomic<int> answers{0};
     for (int number = 0; number < 8; ++number) {
-        clients.emplace_back([&, number] {
+        clients.start([&, number] {
             const std::string handle = std::to_string(number);
             HttpClient client(server.get_port());
             for (int round = 0; round < 50; ++round) {
@@ -429,9 +429,7 @@ TEST_F(Dispatch, ServesClientsAtOnce) {
             expect_bad_request(client.post("no xml"));
         });
     }
-    for (std::thread& client : clients) {
-        client.join();
-    }
+    clients.join();
     EXPECT_EQ(answers, 8 * 50 * 3);
 }
 

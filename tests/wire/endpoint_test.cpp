@@ -1,5 +1,6 @@
 #include "subscription_requests.h"
 #include "support/HttpClient.h"
+#include "support/TestThreads.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
 #include "support/server_end.h"
@@ -23,7 +24,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <type_traits>
 
 namespace kx::information_model::opc::testing {
@@ -123,7 +123,7 @@ bool has_ipv6_loopback() {
 
 TEST_F(Endpoint, ListensOnIpv6) {
     if (!has_ipv6_loopback()) {
-        GTEST_SKIP() << "no IPv6 here";
+        GTEST_SKIP() << "this machine has no IPv6";
     }
     Server server("::1", model_);
     EXPECT_EQ(server.get_address(), "::1");
@@ -215,7 +215,7 @@ TEST_F(Endpoint, AnswersRequestsUnderWayWhenItIsDestroyed) {
                 std::to_string(create_status_request().size()) + "\r\n\r\n");
     EXPECT_EQ(client.receive().status, 100);
     std::atomic<bool> is_destroyed{false};
-    std::thread destroyer([&] {
+    TestThreads destroyer([&] {
         server.reset();
         is_destroyed = true;
     });

@@ -1,6 +1,7 @@
 #include "PairWriter.h"
 #include "subscription_requests.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/replies.h"
 
 #include <information_model/TimePoint.h>
@@ -10,8 +11,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <stop_token>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -151,22 +152,18 @@ TEST(MixedLoad, AllServicesAnswerAsIfAlone) {
 
     const auto end = steady_clock::now() + get_duration();
     std::atomic<int> rounds{0};
-    std::vector<std::thread> threads;
+    TestThreads threads;
     for (MixedClient& client : clients) {
-        threads.emplace_back([&] {
+        threads.start([&] {
             for (int round = 0; steady_clock::now() < end && !::testing::Test::HasFailure(); ++round) {
                 client.run_round(round);
                 ++rounds;
             }
         });
     }
-    std::atomic<bool> stop{false};
-    std::thread writer([&] { host.run(stop, rounds); });
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    stop = true;
-    writer.join();
+    TestThreads writer([&](const std::stop_token& stop) { host.run(stop, rounds); });
+    threads.join();
+    writer.stop();
     EXPECT_GE(rounds, CLIENTS);
     ::testing::Test::RecordProperty("rounds", rounds);
 }

@@ -1,18 +1,18 @@
 #include "support/StderrCapture.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/replies.h"
 
 #include <information_model/symbol_lists.h>
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <limits>
 #include <mutex>
 #include <shared_mutex>
+#include <stop_token>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -437,9 +437,8 @@ TEST_F(ReadService, ReadsAllItemsUnderOneLock) {
     }
     auto& second = server.get_root().add_variable("second", Value(0));
     items += R"(<Items ItemName="/second"/>)";
-    std::atomic<bool> done{false};
-    std::thread writer([&] {
-        for (int number = 1; !done; ++number) {
+    TestThreads writer([&](const std::stop_token& stop) {
+        for (int number = 1; !stop.stop_requested(); ++number) {
             const std::unique_lock lock(server.get_tree());
             first = Value(number);
             second = Value(number);
@@ -455,8 +454,7 @@ TEST_F(ReadService, ReadsAllItemsUnderOneLock) {
         EXPECT_EQ(body.substr(first_start, body.find("</Value>", first_start) - first_start),
                   body.substr(second_start, body.find("</Value>", second_start) - second_start));
     }
-    done = true;
-    writer.join();
+    writer.stop();
 }
 
 // Size.

@@ -2,6 +2,7 @@
 #include "subscription_requests.h"
 #include "support/StderrCapture.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/replies.h"
 
 #include <information_model/TimePoint.h>
@@ -17,7 +18,7 @@
 #include <optional>
 #include <set>
 #include <sstream>
-#include <thread>
+#include <stop_token>
 
 namespace kx::information_model::opc::testing {
 namespace {
@@ -27,12 +28,6 @@ using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 constexpr int CLIENTS = 8;
-
-void join(std::vector<std::thread>& threads) {
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
 
 Reply call(HttpClient& client, const std::string& request) {
     return client.post(create_request(request));
@@ -73,16 +68,14 @@ TEST(SubscriptionConcurrency, EightClientsMissNoChangeAndSeeNoneTorn) {
     TestServer server;
     PairWriter host(server);
     std::atomic<int> polls{0};
-    std::vector<std::thread> clients;
+    TestThreads clients;
     for (int number = 0; number < CLIENTS; ++number) {
-        clients.emplace_back(
+        clients.start(
             [&] { follow(server, host, get_handle(server.call(create_subscribe(PAIR))), 100, polls); });
     }
-    std::atomic<bool> stop{false};
-    std::thread writer([&] { host.run(stop, polls); });
-    join(clients);
-    stop = true;
-    writer.join();
+    TestThreads writer([&](const std::stop_token& stop) { host.run(stop, polls); });
+    clients.join();
+    writer.stop();
     EXPECT_GE(host.get_written(), 99);
 }
 
@@ -94,12 +87,11 @@ TEST(SubscriptionConcurrency, TwoClientsPollOneSubscription) {
     std::set<int> reported;
     std::mutex reported_mutex;
     std::array<std::atomic<int>, 2> polls{};
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> clients;
+    TestThreads clients;
     for (std::atomic<int>& own_polls : polls) {
-        clients.emplace_back([&] {
+        clients.start([&](const std::stop_token& stop) {
             HttpClient client(server.get_port());
-            for (int last = -1; !stop; ++own_polls) {
+            for (int last = -1; !stop.stop_requested(); ++own_polls) {
                 if (const auto number = get_reported_number(call(client, create_poll(handle)))) {
                     EXPECT_GT(*number, last) << "reported twice";
                     last = *number;
@@ -113,12 +105,11 @@ TEST(SubscriptionConcurrency, TwoClientsPollOneSubscription) {
         host.write();
         // Each client's second reply from now on is that of a poll that began after the write.
         const std::array<int, 2> then = {polls[0], polls[1]};
-        wait_for([&] { return polls[0] >= then[0] + 2 && polls[1] >= then[1] + 2; });
+        ASSERT_TRUE(wait_for([&] { return polls[0] >= then[0] + 2 && polls[1] >= then[1] + 2; }));
         const std::lock_guard lock(reported_mutex);
         EXPECT_EQ(reported.count(host.get_written()), 1U) << host.get_written();
     }
-    stop = true;
-    join(clients);
+    clients.stop();
 }
 
 TEST(SubscriptionConcurrency, EightThreadsSubscribeAtOnce) {
@@ -129,9 +120,9 @@ TEST(SubscriptionConcurrency, EightThreadsSubscribeAtOnce) {
     }
     std::mutex mutex;
     std::map<std::string, std::set<int>> clients_by_handle;
-    std::vector<std::thread> clients;
+    TestThreads clients;
     for (int number = 0; number < CLIENTS; ++number) {
-        clients.emplace_back([&, number] {
+        clients.start([&, number] {
             HttpClient client(server.get_port());
             const std::string item = "<Items ItemName=\"/v" + std::to_string(number) + "\"/>";
             for (int count = 0; count < EACH; ++count) {
@@ -141,7 +132,7 @@ TEST(SubscriptionConcurrency, EightThreadsSubscribeAtOnce) {
             }
         });
     }
-    join(clients);
+    clients.join();
 
     // Subscriptions made in the same nanosecond share a handle, and one of them is there under it.
     for (const auto& [handle, numbers] : clients_by_handle) {
@@ -168,19 +159,19 @@ TEST(SubscriptionConcurrency, CancelsDuringPolls) {
             create_reply(create_poll_response("")),
             create_reply(create_poll_response("", create_invalid(handle))),
         };
-        std::vector<std::thread> threads;
+        TestThreads threads;
         for (int number = 0; number < 3; ++number) {
-            threads.emplace_back([&] {
+            threads.start([&] {
                 const Reply reply = server.call(create_poll(handle));
                 EXPECT_EQ(reply.status, 200);
                 EXPECT_EQ(possible.count(mask_times(reply.body)), 1U) << reply.body;
             });
         }
-        threads.emplace_back([&] {
+        threads.start([&] {
             expect_success(server.call(create_cancel(handle)),
                            R"(<SubscriptionCancelResponse ClientRequestHandle=""/>)");
         });
-        join(threads);
+        threads.join();
         expect_success(server.call(create_poll(handle)), create_poll_response("", create_invalid(handle)));
     }
 }
@@ -188,9 +179,9 @@ TEST(SubscriptionConcurrency, CancelsDuringPolls) {
 TEST(SubscriptionConcurrency, CancelDuringHoldTimes) {
     TestServer server;
     server.get_root().add_variable("count", Value(7));
-    std::vector<std::thread> clients;
+    TestThreads clients;
     for (int number = 0; number < 4; ++number) {
-        clients.emplace_back([&] {
+        clients.start([&] {
             const std::string handle =
                 get_handle(server.call(create_subscribe(R"(<Items ItemName="/count"/>)")));
             HttpClient poller(server.get_port());
@@ -208,7 +199,7 @@ TEST(SubscriptionConcurrency, CancelDuringHoldTimes) {
             }
         });
     }
-    join(clients);
+    clients.join();
 }
 
 // A variable that comes and goes: each reply either has it or leaves a line, and the neighbour stays.
@@ -222,13 +213,12 @@ TEST(SubscriptionConcurrency, HostRemovesAndAddsWhileClientsPoll) {
     const std::set<std::string> possible = {create_reply(create_poll_response(stays)),
                                             create_reply(create_poll_response(comes + stays))};
     std::atomic<int> polls{0};
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> clients;
+    TestThreads clients;
     for (int number = 0; number < 4; ++number) {
-        clients.emplace_back([&] {
+        clients.start([&](const std::stop_token& stop) {
             HttpClient client(server.get_port());
             const std::string handle = get_handle(call(client, create_subscribe(items)));
-            while (!stop) {
+            while (!stop.stop_requested()) {
                 const Reply reply = call(client, create_poll(handle));
                 EXPECT_EQ(possible.count(mask_times(reply.body)), 1U) << reply.body;
                 ++polls;
@@ -245,12 +235,9 @@ TEST(SubscriptionConcurrency, HostRemovesAndAddsWhileClientsPoll) {
                 server.get_root().remove("comes");
             }
         }
-        if (!wait_for([&] { return polls >= seen + 4; })) {
-            break;
-        }
+        ASSERT_TRUE(wait_for([&] { return polls >= seen + 4; }));
     }
-    stop = true;
-    join(clients);
+    clients.stop();
 
     std::istringstream lines(capture.stop());
     const std::set<std::string> expected = {"error not found:/comes",

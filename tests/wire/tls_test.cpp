@@ -1,5 +1,6 @@
 #include "support/HttpClient.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
 #include "support/replies.h"
@@ -20,7 +21,6 @@
 #include <chrono>
 #include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -89,18 +89,16 @@ TEST_F(TlsServer, ServesLargeRequestsAndReplies) {
 
 TEST_F(TlsServer, ServesClientsAtOnce) {
     std::atomic<int> served{0};
-    std::vector<std::thread> clients;
+    TestThreads clients;
     for (int number = 0; number < 8; ++number) {
-        clients.emplace_back([&] {
+        clients.start([&] {
             HttpClient client = connect();
             for (int round = 0; round < 10; ++round) {
                 served += client.post(create_request("<GetStatus/>")).status == 200 ? 1 : 0;
             }
         });
     }
-    for (std::thread& client : clients) {
-        client.join();
-    }
+    clients.join();
     EXPECT_EQ(served, 80);
 }
 
@@ -260,7 +258,7 @@ TEST(DestroyedTlsServer, AnswersRequestsUnderWay) {
     client.send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: " + std::to_string(body.size()) +
                 "\r\n\r\n");
     EXPECT_EQ(client.receive().status, 100);
-    std::thread destroyer([&] { server.reset(); });
+    TestThreads destroyer([&] { server.reset(); });
     client.send(body);
     expect_status(client.receive());
     destroyer.join();

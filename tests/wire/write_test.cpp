@@ -1,5 +1,6 @@
 #include "support/StderrCapture.h"
 #include "support/TestServer.h"
+#include "support/TestThreads.h"
 #include "support/replies.h"
 
 #include <gtest/gtest.h>
@@ -11,8 +12,8 @@
 #include <mutex>
 #include <ostream>
 #include <shared_mutex>
+#include <stop_token>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace kx::information_model::opc::testing {
@@ -720,16 +721,16 @@ TEST_F(WriteWireTest, ReadsTheRequestWithoutTheTreeLock) {
 TEST_F(WriteWireTest, NobodySeesTheItemsOfOneRequestApart) {
     Variable& left = add("left", Value(0));
     Variable& right = add("right", Value(0));
-    std::atomic<bool> done = false;
     std::atomic<bool> torn = false;
-    const auto watch = [&] {
-        while (!done) {
+    const auto watch = [&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
             const std::shared_lock<const Tree> lock(server.get_tree());
             torn = torn || !(left.get_value() == right.get_value());
         }
     };
-    std::thread first_watcher(watch);
-    std::thread second_watcher(watch);
+    TestThreads watchers;
+    watchers.start(watch);
+    watchers.start(watch);
     HttpClient client(server.get_port());
     for (int round = 1; round <= 200; ++round) {
         const std::string value = create_value("xsd:int", std::to_string(round));
@@ -737,9 +738,7 @@ TEST_F(WriteWireTest, NobodySeesTheItemsOfOneRequestApart) {
             create_request(create_write(create_item("left", value) + create_item("right", value))));
         EXPECT_EQ(reply.status, 200);
     }
-    done = true;
-    first_watcher.join();
-    second_watcher.join();
+    watchers.stop();
     EXPECT_FALSE(torn);
     EXPECT_EQ(get(left), Value(200));
 }

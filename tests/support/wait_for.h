@@ -20,3 +20,9 @@ bool wait_for(Condition condition, std::chrono::seconds patience = std::chrono::
 }
 
 }  // namespace kx::information_model::testing
+
+namespace kx::information_model::opc::testing {
+
+using information_model::testing::wait_for;
+
+}  // namespace kx::information_model::opc::testing

@@ -17,7 +17,7 @@ import sys
 import time
 import unittest
 
-from plant_site import DEADLINE, PASSWORD, Site, authorize, envelope, wait_for
+from plant_site import DEADLINE, Site, authorize, envelope, wait_for
 
 SKIPPED = 77
 SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "deploy")
@@ -26,6 +26,7 @@ READ = f'<Read><ItemList><Items ItemName="{SETPOINT}"/></ItemList></Read>'
 BODY_LIMIT = 1024 * 1024
 IDLE_CLIENTS = 200
 POLLS_OF_ONE_CLIENT = 4
+POLLS_OF_ALL_CLIENTS = 60
 KEPT_CONNECTIONS = 8  # to the plants: 4 for each of two worker processes
 
 
@@ -34,8 +35,8 @@ def write(value, element="Write"):
             f'<Value xsi:type="xsd:double">{value}</Value></Items></ItemList></{element.split()[0]}>')
 
 
-def subscribe():
-    return ('<Subscribe ReturnValuesOnReply="true" SubscriptionPingRate="60000"><ItemList>'
+def subscribe(ping_rate="60000"):
+    return (f'<Subscribe ReturnValuesOnReply="true" SubscriptionPingRate="{ping_rate}"><ItemList>'
             f'<Items ItemName="{SETPOINT}"/></ItemList></Subscribe>')
 
 
@@ -62,9 +63,11 @@ def get_value(reply):
 class SiteTest(unittest.TestCase):
     """Two plants behind nginx, made once for the tests of a class."""
 
+    IS_SECURE = False
+
     @classmethod
     def setUpClass(cls):
-        cls.site = Site(plant, SOURCES, nginx, module)
+        cls.site = Site(plant, SOURCES, nginx, module, is_secure=cls.IS_SECURE)
         cls.addClassCleanup(cls.site.close)
 
     def read_setpoints(self):
@@ -141,6 +144,36 @@ class Access(SiteTest):
                 self.check_refused(self.site.client("historian"), [400, 405], envelope(write(152.5)), method=method)
         self.assertNotIn(152.5, self.read_setpoints())
 
+    def test_pages_of_other_sites(self):
+        """A browser sends a page's request with the password or certificate of whoever looks at it. It says where the
+        page is from, and asks first whether it may send XML."""
+        before = self.read_setpoints()
+        own = f"https://127.0.0.1:{self.site.port}"
+        clients = self.site.client("operator"), self.site.client(certificate="control-room")
+        for client in clients:
+            for origin in "https://evil.example", "null", "", own.replace("https", "http"), own + "1", "https://127.0.0.1":
+                with self.subTest(origin):
+                    self.check_refused(client, [403], envelope(write(154.5)), headers={"Origin": origin})
+            for content_type in ("text/plain", "text/plain; text/xml", "text/plain, text/xml", "TEXT/PLAIN", "", "xml",
+                                 "application/x-www-form-urlencoded", "multipart/form-data; boundary=xml", "text/xmlx"):
+                with self.subTest(content_type):
+                    self.check_refused(client, [415], envelope(write(154.5)), headers={"Content-Type": content_type})
+            del client.headers["Content-Type"]
+            self.check_refused(client, [415], envelope(write(154.5)))
+            self.check_refused(client, [405], b"", method="OPTIONS",
+                               headers={"Origin": "https://evil.example", "Access-Control-Request-Method": "POST",
+                                        "Access-Control-Request-Headers": "content-type"})
+        self.assertEqual(self.read_setpoints(), before)
+
+    def test_pages_and_programs_of_ones_own(self):
+        own = f"https://127.0.0.1:{self.site.port}"
+        client = self.site.client("operator")
+        self.assertEqual(client.send(envelope(READ), headers={"Origin": own})[0], 200)
+        self.assertEqual(client.send(envelope(READ), headers={"Origin": "HTTPS://Plant", "Host": "plant"})[0], 200)
+        for content_type in "text/xml", "Text/XML ;charset=utf-8", "application/xml", "application/soap+xml; action=x":
+            with self.subTest(content_type):
+                self.assertEqual(client.send(envelope(READ), headers={"Content-Type": content_type})[0], 200)
+
     def test_passwords_do_not_reach_the_servers(self):
         """A plant that is replaced by a listener shows what nginx sends."""
         site = Site(plant, SOURCES, nginx, module)
@@ -175,7 +208,7 @@ class Readers(SiteTest):
 
     def check_harmless(self, body, **arguments):
         for client in self.site.client("historian"), self.site.client(certificate="dashboard"):
-            self.check_refused(client, [400, 403, 413], body, **arguments)
+            self.check_refused(client, [400, 403, 413, 415], body, **arguments)
 
     def check_refused_but_dangerous(self, body, **arguments):
         """The server itself would obey."""
@@ -297,9 +330,10 @@ class Readers(SiteTest):
 
     def test_by_requests_inside_requests(self):
         """What one of the two takes for a body the other must not take for a request."""
-        head = ("POST / HTTP/1.1\r\nHost: x\r\nAuthorization: " + authorize("historian") + "\r\n").encode()
+        head = ("POST / HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nAuthorization: " + authorize("historian") +
+                "\r\n").encode()
         body = envelope(write(153.625))
-        inner = b"POST / HTTP/1.1\r\nHost: x\r\nContent-Length: %d\r\n\r\n" % len(body) + body
+        inner = b"POST / HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nContent-Length: %d\r\n\r\n" % len(body) + body
         read = envelope(READ)
         close = b"Connection: close\r\n"
         for name, data in {
@@ -369,6 +403,73 @@ class Limits(SiteTest):
             self.assertIsNotNone(get_value(reader.call(READ)))
             self.assertEqual([answer.result()[0] for answer in held], [200] * POLLS_OF_ONE_CLIENT)
 
+    def test_subscriptions_are_not_kept_for_ever(self):
+        client = self.site.client("historian")
+        for ping_rate in "300001", "2147483647", "+2147483647", " 2147483647 ", "9999999999":
+            with self.subTest(ping_rate):
+                self.check_refused(client, [403], envelope(subscribe(ping_rate)))
+        far_off = subscribe("2147483647")
+        for name, body in {
+            "characters": far_off.replace("2147", "&#50;147"), "blanks": far_off.replace('Rate="', 'Rate \n= "'),
+            "quotes": far_off.replace('"', "'"), "zeros": far_off.replace("2147483647", "0" * 60 + "2147483647"),
+            "commas": far_off.replace("2147483647", "2,147,483,647"),
+            "second": subscribe().replace("<Subscribe ", "<!-- SubscriptionPingRate='1' --><Subscribe ")
+                      .replace("60000", "2147483647"),
+            "prefix": far_off.replace("SubscriptionPingRate",
+                                      'xmlns:x="http://opcfoundation.org/webservices/XMLDA/1.0/" x:SubscriptionPingRate'),
+        }.items():
+            with self.subTest(name):
+                self.check_refused(client, [400, 403], envelope(body))
+        for ping_rate in "300000", "0", "+60000", " 60000", "-2147483648":
+            with self.subTest(ping_rate):
+                get_handle(client.call(subscribe(ping_rate)))
+
+    def test_a_name_alone_takes_nobody_s_place(self):
+        """Requests without a password are refused at once, but nginx still waits for their bodies."""
+        request = ("POST / HTTP/1.1\r\nHost: x\r\nAuthorization: " + authorize("historian", "guessed") +
+                   "\r\nContent-Length: 100000\r\n\r\n").encode()
+        for count in POLLS_OF_ONE_CLIENT, POLLS_OF_ALL_CLIENTS:
+            for _ in range(count):
+                connection = self.site.connect(source="127.0.0.7")
+                self.addCleanup(connection.close)
+                connection.sendall(request)
+                self.assertEqual(connection.recv(65536).split()[1], b"401")
+            for client in self.site.client("historian"), self.site.client(certificate="control-room"):
+                self.assertIsNotNone(get_value(client.call(READ)))
+
+    def test_no_request_keeps_nginx_busy(self):
+        """While the gate looks at a request, nobody else of the same process of nginx is served. Compared with a
+        request of the same size that has just blanks."""
+        start, end = envelope(READ + "#").decode().split("#")
+
+        def fill(text):
+            size = BODY_LIMIT - len(start) - len(end)
+            return (start + (text * (size // len(text) + 1))[:size] + end).encode()
+
+        client = self.site.client("historian", source="127.0.0.8")
+        plain = self.measure_processor(client, fill(" "))
+        for name, body in {
+            "blanks in front": b" " * (BODY_LIMIT - len(envelope(READ))) + envelope(READ),
+            "blanks behind a name": fill("<a HoldTime" + " " * BODY_LIMIT),
+            "blanks behind an equals sign": fill("<a HoldTime=" + " " * BODY_LIMIT),
+            "a long name": fill("<" + "x" * (BODY_LIMIT - 2000) + "Write "),
+            "long names": fill("x" * 1000 + "Write "),
+            "names of tags": fill("<Write_"), "names in texts": fill("Write "), "slashes": fill("Write/"),
+            "names of attributes": fill("HoldTime "), "names of other attributes": fill("SubscriptionPingRate "),
+            "hold times": fill('HoldTime="2001-01-01T00:00:00Z" '), "ping rates": fill('SubscriptionPingRate="1" '),
+            "long values": fill('HoldTime="' + "2" * BODY_LIMIT),
+            "a tag for each byte": fill("<"), "short tags": fill("<a>"), "bytes that are not UTF-8": fill(" ").replace(b"  ", b"\xff "),
+        }.items():
+            with self.subTest(name):
+                self.assertLess(self.measure_processor(client, body), 6 * plain + 0.3)
+
+    def measure_processor(self, client, body):
+        """How long the processes of nginx compute for ten such requests, in seconds."""
+        before = self.site.read_processor_time()
+        for _ in range(10):
+            client.send(body)
+        return self.site.read_processor_time() - before
+
     def test_requests_come_too_fast(self):
         """They are counted before anyone asks who it is, so that guessing passwords is limited, too."""
         request = b"POST / HTTP/1.1\r\nHost: x\r\nContent-Length: 0\r\n\r\n"
@@ -392,7 +493,7 @@ class Limits(SiteTest):
 
     def test_idle_clients_hold_no_workers(self):
         """Each worker of a server has one connection: with that many clients of its own it would be lost."""
-        request = ("POST / HTTP/1.1\r\nHost: x\r\nAuthorization: " + authorize("historian") +
+        request = ("POST / HTTP/1.1\r\nHost: x\r\nContent-Type: text/xml\r\nAuthorization: " + authorize("historian") +
                    f"\r\nContent-Length: {len(envelope(READ))}\r\n\r\n").encode() + envelope(READ)
         idle = []
         self.open_many_connections_to_the_plants()
@@ -402,7 +503,9 @@ class Limits(SiteTest):
             connection.sendall(request)
             received = b""
             while not received.endswith(b"0\r\n\r\n") and b"</soap:Envelope>" not in received:
-                received += connection.recv(65536)
+                piece = connection.recv(65536)
+                self.assertTrue(piece, received)
+                received += piece
             self.assertTrue(received.startswith(b"HTTP/1.1 200"), received[:200])
             idle.append(connection)
 
@@ -440,6 +543,21 @@ class Subscriptions(SiteTest):
             client.call(write(value - 1))
             self.assertEqual(get_value(held.result()), value - 1)
         self.assertGreaterEqual(datetime.datetime.now(datetime.timezone.utc), hold_time)
+
+
+class Log(SiteTest):
+    LINE = re.compile(r'127\.0\.0\.\d+ "[^"]*" \w+ \[[^\]]*\] \d{3} "[^"]*" "[^"]*" \d+ \d+ [\d.]+s [\d.:, -]+')
+
+    def test_no_client_writes_fields_of_its_own(self):
+        forged = "x 77 77 0.000s 127.0.0.1:8081"
+        client = self.site.client("historian")
+        for action in forged, '" ' + forged, '\\" ' + forged, '"' + forged + '"', "", "é\x7f\x01".encode("latin-1"):
+            client.call("<GetStatus/>", headers={"SOAPAction": action})
+        for user in 'x" full [now', "x\\":
+            self.check_refused(self.site.client(user), [401])
+        lines = wait_for(lambda: len(found := self.site.read_log().splitlines()) >= 8 and found, "the log is written")
+        for line in lines:
+            self.assertIsNotNone(self.LINE.fullmatch(line), line)
 
 
 class TwoServers(SiteTest):

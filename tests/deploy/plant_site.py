@@ -44,10 +44,10 @@ def run(*command):
 class Plant:
     """A server of its own process, with as many worker threads as it has by default."""
 
-    def __init__(self, program, directory, port=0):
+    def __init__(self, program, directory, port=0, options=()):
         self.output = os.path.join(directory, f"plant-{time.monotonic_ns()}.txt")
         with open(self.output, "w", encoding="utf-8") as output:
-            self.process = subprocess.Popen([program, "--port", str(port)], stdout=output, stderr=subprocess.DEVNULL)
+            self.process = subprocess.Popen([program, "--port", str(port), *options], stdout=output, stderr=subprocess.DEVNULL)
         atexit.register(self.kill)
         self.port = wait_for(self.read_port, "the plant listens")
 
@@ -55,7 +55,7 @@ class Plant:
         if self.process.poll() is not None:
             raise RuntimeError(f"the plant ended with {self.process.returncode}")
         with open(self.output, encoding="utf-8") as output:
-            found = re.search(r"^listening on http://127\.0\.0\.1:(\d+)$", output.read(), re.MULTILINE)
+            found = re.search(r"^listening on https?://127\.0\.0\.1:(\d+)$", output.read(), re.MULTILINE)
         return found and int(found[1])
 
     def kill(self):
@@ -108,21 +108,29 @@ class Certificates:
 
 
 class Site:
-    """Two plants and nginx. `close()` ends all of them."""
+    """Two plants and nginx. `close()` ends all of them. The plants of a secure site speak HTTPS, and nginx asks them for
+    certificates of the given authority."""
 
-    def __init__(self, plant_program, sources, nginx, module):
+    def __init__(self, plant_program, sources, nginx, module, is_secure=False, servers_authority="clients-ca"):
         self.directory = tempfile.mkdtemp(prefix="kx-deploy-")
         atexit.register(shutil.rmtree, self.directory, ignore_errors=True)
         self.plant_program = plant_program
-        self.plants = [Plant(plant_program, self.directory) for _ in range(2)]
         self.settings = os.path.join(self.directory, "kx-xmlda")
         os.mkdir(self.settings)
         self.certificates = Certificates(self.settings)
+        self.is_secure = is_secure
+        shutil.copy(self.certificates.path(f"{servers_authority}.pem"), self.certificates.path("servers-ca.pem"))
+        self.plants = [self.start_plant() for _ in range(2)]
         shutil.copy(os.path.join(sources, "nginx", "kx-xmlda", "gate.js"), self.settings)
         self.write_users()
         with open(os.path.join(sources, "nginx", "kx-xmlda.conf"), encoding="utf-8") as file:
             self.deployed = file.read()
         self.start_nginx(nginx, module)
+
+    def start_plant(self, port=0):
+        options = ["--certificate", self.certificates.path("server.pem"),
+                   "--private-key", self.certificates.path("server.key")] if self.is_secure else []
+        return Plant(self.plant_program, self.directory, port, options)
 
     def write_users(self):
         lines = [f'"user {name}" {group};\n' for name, group in USERS.items() if group]
@@ -139,6 +147,8 @@ class Site:
     def adapt(self, port):
         """The configuration as it is deployed, but for ports and paths."""
         text = self.deployed
+        if self.is_secure:  # what is commented out there
+            text = text.replace("proxy_pass http://kx_servers;", "").replace("#     proxy_", "proxy_")
         replacements = [("listen 443 ssl;", f"listen 127.0.0.1:{port} ssl;"), ("listen [::]:443 ssl;", ""),
                         ("127.0.0.1:8081", f"127.0.0.1:{self.plants[0].port}"),
                         ("127.0.0.1:8082", f"127.0.0.1:{self.plants[1].port}"),
@@ -186,12 +196,23 @@ class Site:
             return False
         return True
 
+    def read_processor_time(self):
+        """Of nginx's processes that serve, in seconds."""
+        with open(f"/proc/{self.nginx.pid}/task/{self.nginx.pid}/children", encoding="utf-8") as file:
+            workers = file.read().split()
+        ticks = 0
+        for worker in workers:
+            with open(f"/proc/{worker}/stat", encoding="utf-8") as file:
+                fields = file.read().rpartition(")")[2].split()
+            ticks += int(fields[11]) + int(fields[12])
+        return ticks / os.sysconf("SC_CLK_TCK")
+
     def read_log(self):
         with open(os.path.join(self.directory, "kx-xmlda.log"), encoding="utf-8") as file:
             return file.read()
 
     def revive(self, index):
-        self.plants[index] = Plant(self.plant_program, self.directory, self.plants[index].port)
+        self.plants[index] = self.start_plant(self.plants[index].port)
 
     def close(self):
         if self.nginx.poll() is None:

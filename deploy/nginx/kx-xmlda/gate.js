@@ -1,82 +1,66 @@
 // Decides about each request before a server sees it. The servers look at nothing but the body: whatever the header
 // SOAPAction says, the body is what counts here, too.
 //
-// Bodies are searched as bytes. That is safe because only UTF-8 is let through, and because the names of elements and
+// Bodies are searched as texts. That is safe because only UTF-8 is let through, and because the names of elements and
 // attributes cannot be written otherwise than letter by letter: without a document type there are no entities.
+//
+// nginx serves nobody else while this runs. Long texts are therefore left to regular expressions, each of which passes
+// over a text once; loops written here run over a bounded number of matches.
 
 const MAXIMUM_HOLD_SECONDS = 60;
+const MAXIMUM_PING_SECONDS = 300;
 const MAXIMUM_DECLARATION = 256;
-
-const TAB = 0x09, LINE_FEED = 0x0a, RETURN = 0x0d, BLANK = 0x20;
-const DOUBLE_QUOTE = 0x22, QUOTE = 0x27, SLASH = 0x2f, LESS = 0x3c, EQUALS = 0x3d, GREATER = 0x3e;
+const MAXIMUM_MENTIONS = 10;
 
 function Refusal(status, reason) {
     this.status = status;
     this.reason = reason;
 }
 
-function isBlank(byte) {
-    return byte === BLANK || byte === TAB || byte === LINE_FEED || byte === RETURN;
-}
+// What a page of another site can make a browser send without asking first has none of these types.
+const XML_TYPE = /^(text\/xml|application\/([\w.+-]+\+)?xml)[ \t]*(;|$)/i;
 
-// Whether `byte` cannot be part of a tag's name. Anything else may be: this must not be too narrow.
-function endsName(byte) {
-    return byte === undefined || isBlank(byte) || byte === SLASH || byte === GREATER || byte === LESS;
-}
-
-// Whether there may be a start tag whose name ends in `name`, whatever its prefix. What stands in comments and texts
-// is taken for a tag as well.
-function hasElement(body, name) {
-    for (let at = body.indexOf(name); at !== -1; at = body.indexOf(name, at + 1)) {
-        if (!endsName(body[at + name.length])) {
-            continue;
-        }
-        let start = at - 1;
-        while (start >= 0 && !endsName(body[start])) {
-            start -= 1;
-        }
-        if (start >= 0 && body[start] === LESS) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Calls `check` with the text of whatever may be an attribute of this name; null for one that has no proper text.
-function forEachAttribute(body, name, check) {
-    for (let at = body.indexOf(name); at !== -1; at = body.indexOf(name, at + 1)) {
-        let next = at + name.length;
-        while (isBlank(body[next])) {
-            next += 1;
-        }
-        if (body[next] !== EQUALS) {
-            continue;
-        }
-        next += 1;
-        while (isBlank(body[next])) {
-            next += 1;
-        }
-        const quote = body[next];
-        const end = quote === QUOTE || quote === DOUBLE_QUOTE ? body.indexOf(quote, next + 1) : -1;
-        check(end === -1 || end - next > 64 ? null : body.slice(next + 1, end).toString());
+function requireXml(request) {
+    if (!XML_TYPE.test(request.headersIn['Content-Type'] || '')) {
+        throw new Refusal(415, 'not XML');
     }
 }
 
-// Where the text begins: behind a byte order mark and blanks.
-function findStart(body) {
-    let start = body[0] === 0xef && body[1] === 0xbb && body[2] === 0xbf ? 3 : 0;
-    while (isBlank(body[start])) {
-        start += 1;
+// Browsers say which site's page sends a request; other programs say nothing.
+function requireOwnOrigin(request) {
+    const origin = request.headersIn['Origin'];
+    const own = request.variables.scheme + '://' + (request.headersIn['Host'] || '');
+    if (origin !== undefined && origin.toLowerCase() !== own.toLowerCase()) {
+        throw new Refusal(403, 'foreign origin');
     }
-    return start;
 }
 
-function requireUtf8(body) {
-    const start = findStart(body);
-    if (body[start] !== LESS || body.indexOf(0) !== -1) {
+// A start tag whose name ends in "Write", whatever its prefix. What stands in comments and texts is taken for a tag as
+// well. Whatever does not end a tag's name may be part of it: this must not be too narrow.
+const WRITE_TAG = /<[^ \t\r\n\/<>]*Write([ \t\r\n\/<>]|$)/;
+
+// Calls `check` with the value of whatever may be an attribute of this name; empty for one that has no proper value.
+function forEachValue(text, name, check) {
+    const attribute = new RegExp(name + '[ \\t\\r\\n]*=[ \\t\\r\\n]*(?:"([^"<]{0,64})"|\'([^\'<]{0,64})\')?', 'g');
+    let mentions = 0;
+    for (let match = attribute.exec(text); match !== null; match = attribute.exec(text)) {
+        mentions += 1;
+        if (mentions > MAXIMUM_MENTIONS) {
+            throw new Refusal(400, 'too many times');
+        }
+        check(match[1] || match[2] || '');
+    }
+}
+
+function requireUtf8(text) {
+    const start = text.match(/^\ufeff?[ \t\r\n]*</);
+    if (start === null || /\0/.test(text)) {
         throw new Refusal(400, 'not UTF-8');
     }
-    const head = body.slice(start, start + MAXIMUM_DECLARATION).toString();
+    if (/<</.test(text)) { // Each "<" would be tried as a tag.
+        throw new Refusal(400, 'not XML');
+    }
+    const head = text.substr(start[0].length - 1, MAXIMUM_DECLARATION);
     if (!head.startsWith('<?xml')) {
         return;
     }
@@ -87,8 +71,8 @@ function requireUtf8(body) {
     }
 }
 
-function requireNoDocumentType(body) {
-    if (body.indexOf('<!DOCTYPE') !== -1) {
+function requireNoDocumentType(text) {
+    if (/<!DOCTYPE/.test(text)) {
         throw new Refusal(400, 'document type');
     }
 }
@@ -98,7 +82,7 @@ const TIME = /^(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d)(\.\d{1,9})?(Z|([+-])(\d\d):(\d\d
 
 // In milliseconds; NaN if the text is none of that form.
 function parseTime(text) {
-    const parts = text === null ? null : text.match(TIME);
+    const parts = text.match(TIME);
     if (parts === null) {
         return NaN;
     }
@@ -107,9 +91,9 @@ function parseTime(text) {
 }
 
 // A server holds a poll as long as it is asked to, and a thread with it.
-function requireShortHold(body) {
-    forEachAttribute(body, 'HoldTime', (text) => {
-        const time = parseTime(text);
+function requireShortHold(text) {
+    forEachValue(text, 'HoldTime', (value) => {
+        const time = parseTime(value);
         if (isNaN(time)) {
             throw new Refusal(400, 'hold time not understood');
         }
@@ -119,7 +103,19 @@ function requireShortHold(body) {
     });
 }
 
-function getBody(request) {
+// A server keeps a subscription that nobody polls for as long as its ping rate says.
+function requireShortPing(text) {
+    forEachValue(text, 'SubscriptionPingRate', (value) => {
+        if (!/^[ \t\r\n]*[+-]?\d{1,10}[ \t\r\n]*$/.test(value)) {
+            throw new Refusal(400, 'ping rate not understood');
+        }
+        if (Number(value) > MAXIMUM_PING_SECONDS * 1000) {
+            throw new Refusal(403, 'ping rate too long');
+        }
+    });
+}
+
+function getText(request) {
     let body;
     try {
         body = request.requestBuffer;
@@ -129,7 +125,7 @@ function getBody(request) {
     if (!body || body.length === 0) {
         throw new Refusal(400, 'no body');
     }
-    return body;
+    return body.toString();
 }
 
 function requireAdmission(request) {
@@ -140,11 +136,14 @@ function requireAdmission(request) {
     if (request.method !== 'POST') {
         throw new Refusal(405, 'not POST');
     }
-    const body = getBody(request);
-    requireUtf8(body);
-    requireNoDocumentType(body);
-    requireShortHold(body);
-    if (group === 'reader' && (/Write/.test(request.headersIn['SOAPAction'] || '') || hasElement(body, 'Write'))) {
+    requireXml(request);
+    requireOwnOrigin(request);
+    const text = getText(request);
+    requireUtf8(text);
+    requireNoDocumentType(text);
+    requireShortHold(text);
+    requireShortPing(text);
+    if (group === 'reader' && (/Write/.test(request.headersIn['SOAPAction'] || '') || WRITE_TAG.test(text))) {
         throw new Refusal(403, 'Write by a reader');
     }
 }

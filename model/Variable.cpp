@@ -24,6 +24,7 @@ struct Variable::Extension {
     std::unique_ptr<const Limits> limits = {};  // null when none was given
     std::optional<int> fractional_digits = {};
     std::optional<symbol_list::HISTORY_KIND> history_kind = {};
+    std::unique_ptr<const Guard> guard = {};  // null when there is none
     detail::Observers observers = {};
 };
 
@@ -48,6 +49,10 @@ void check_symbol(E symbol) {
 symbol_list::QUALITY check_quality(symbol_list::QUALITY quality) {
     check_symbol(quality);
     return quality;
+}
+
+std::unique_ptr<const Guard> make_guard(Guard guard) {
+    return guard ? std::make_unique<const Guard>(std::move(guard)) : nullptr;
 }
 
 template <class T>
@@ -92,11 +97,12 @@ Variable::Variable(std::string name, Domain* parent, Value initial, VariableOpti
     }
     const bool has_limits = options.range.lower || options.range.upper || options.delta;
     if (has_limits || !options.engineering_unit.empty() || options.fractional_digits ||
-        options.history_kind) {
+        options.history_kind || options.accept) {
         Extension& extension = get_extension();
         extension.engineering_unit = std::move(options.engineering_unit);
         extension.fractional_digits = options.fractional_digits;
         extension.history_kind = options.history_kind;
+        extension.guard = make_guard(std::move(options.accept));
     }
     if (has_limits) {
         extension_->limits =
@@ -140,6 +146,16 @@ std::optional<bool> Variable::get_writable() const noexcept {
         return std::nullopt;
     }
     return writable_ == 2;
+}
+
+void Variable::set_guard(Guard guard) {
+    if (guard || extension_) {
+        get_extension().guard = make_guard(std::move(guard));
+    }
+}
+
+bool Variable::apply_guard(Value& value) const {
+    return !extension_ || !extension_->guard || (*extension_->guard)(*this, value);
 }
 
 SymbolInfo Variable::get_quality() const {

@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -192,6 +194,80 @@ TEST_F(VariableTest, UnlistedQualityIsRefused) {
     Variable& variable = add(Value(1));
     EXPECT_THROW(variable.set_quality(QUALITY(16)), std::invalid_argument);
     EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::GOOD));
+}
+
+TEST_F(VariableTest, WithoutAGuardAllIsAccepted) {
+    Variable& variable = add(Value(1));
+    Value value(5);
+    EXPECT_TRUE(variable.apply_guard(value));
+    EXPECT_EQ(value, Value(5));
+    variable.set_guard({});
+    EXPECT_TRUE(variable.apply_guard(value));
+}
+
+TEST_F(VariableTest, GuardRefusesOrChangesWhatIsWritten) {
+    Variable& variable = add(Value(1), {.accept = [](const Variable& guarded, Value& value) {
+                                 EXPECT_EQ(guarded.get_value(), Value(1));
+                                 EXPECT_EQ(guarded.get_path(), Path("/v"));
+                                 std::get<int>(value) = std::min(std::get<int>(value), 10);
+                                 return std::get<int>(value) >= 0;
+                             }});
+    Value value(5);
+    EXPECT_TRUE(variable.apply_guard(value));
+    EXPECT_EQ(value, Value(5));
+    value = Value(5000);
+    EXPECT_TRUE(variable.apply_guard(value));
+    EXPECT_EQ(value, Value(10));
+    value = Value(-1);
+    EXPECT_FALSE(variable.apply_guard(value));
+    EXPECT_EQ(variable.get_value(), Value(1));
+}
+
+TEST_F(VariableTest, GuardIsReplacedAndRemoved) {
+    Variable& variable = add(Value(1));
+    Value value(5);
+    variable.set_guard([](const Variable&, Value&) { return false; });
+    EXPECT_FALSE(variable.apply_guard(value));
+    variable.set_guard([](const Variable&, Value& changed) {
+        changed = Value(7);
+        return true;
+    });
+    EXPECT_TRUE(variable.apply_guard(value));
+    EXPECT_EQ(value, Value(7));
+    variable.set_guard({});
+    EXPECT_TRUE(variable.apply_guard(value));
+    EXPECT_EQ(value, Value(7));
+}
+
+TEST_F(VariableTest, GuardDoesNotConcernTheHost) {
+    Variable& variable = add(Value(1), {.accept = [](const Variable&, Value&) { return false; }});
+    variable = Value(2);
+    EXPECT_EQ(variable.get_value(), Value(2));
+}
+
+TEST_F(VariableTest, ExceptionOfTheGuardComesOut) {
+    Variable& variable =
+        add(Value(1), {.accept = [](const Variable&, Value&) -> bool { throw std::runtime_error("no"); }});
+    Value value(5);
+    EXPECT_THROW(variable.apply_guard(value), std::runtime_error);
+}
+
+TEST_F(VariableTest, GuardMayWriteOtherVariables) {
+    Variable& other = model_.get_root().add_variable("other", Value(0));
+    int heard = 0;
+    const Registration watching =
+        other.on_change([&](const Path&, const Value& value) { heard = std::get<int>(value); });
+    Variable& variable = add(Value(1), {.accept = [&](const Variable&, Value& value) {
+                                 other = value;
+                                 return true;
+                             }});
+    Value value(5);
+    {
+        const std::unique_lock lock(model_.get_information_tree());
+        EXPECT_TRUE(variable.apply_guard(value));
+        EXPECT_EQ(heard, 0);
+    }
+    EXPECT_EQ(heard, 5);
 }
 
 TEST_F(VariableTest, CallbackRestrainNumbersAreFixed) {

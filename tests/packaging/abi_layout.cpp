@@ -88,6 +88,7 @@ void print_options() {
     print_offset("fractional_digits", &VariableOptions::fractional_digits);
     print_offset("history_kind", &VariableOptions::history_kind);
     print_offset("quality", &VariableOptions::quality);
+    print_offset("accept", &VariableOptions::accept);
 }
 
 void print_exceptions() {

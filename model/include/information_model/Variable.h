@@ -30,6 +30,26 @@ struct Range {
     std::optional<Value> upper = {};  ///< the highest value to be expected
 };
 
+class Variable;
+
+/// Decides what becomes of a value that a client writes: called with the variable, as it still is, and the
+/// value, which has the declared type.
+///
+/// True stores the value, which the guard may have changed (for example brought into the range): clients then
+/// see, and observers hear, what is stored. False refuses it: the variable stays as it is, and the client
+/// gets the answer that it gets for an item that may not be written. So does an exception, whose text goes to
+/// the standard error stream, and a value that the guard gave another type. A client that resets the variable
+/// writes the type's default content, which passes the guard as well. Writes of the host itself do not.
+///
+/// It runs on a thread of the server **while that holds the tree's exclusive lock**: all clients and the host
+/// wait for it. So it must
+/// - not take the tree's lock, shared or exclusive, nor wait for a thread that may want it: that never ends;
+/// - not wait for anything else either: no input or output, no other lock that is held for long, no logging;
+/// - not add or remove items, nor end registrations, nor write the variable itself; other variables may be
+///   written, and their observers are called after the release, as always.
+/// What takes longer belongs into an observer (`Variable::on_write`), which runs without the lock.
+using Guard = std::function<bool(const Variable& variable, Value& value)>;
+
 /// What a variable may have besides its value. What is not given is absent, and costs nothing.
 struct VariableOptions {
     std::string description = {};               ///< for people
@@ -40,6 +60,7 @@ struct VariableOptions {
     std::optional<int> fractional_digits = {};  ///< how many digits after the point to show
     std::optional<symbol_list::HISTORY_KIND> history_kind = {};  ///< whether a history is kept
     symbol_list::QUALITY quality = symbol_list::QUALITY::GOOD;   ///< the quality at first
+    Guard accept = {};  ///< asked before a client's value is stored; empty means that all are
 };
 
 /// A leaf of the tree: a typed value with quality, timestamps and metadata.
@@ -76,6 +97,17 @@ public:
 
     /// Whether clients may write; absent when the options did not say, which means no.
     std::optional<bool> get_writable() const noexcept;
+
+    /// Replaces the guard that the options gave; an empty one removes it.
+    /// Requires: exclusive tree lock held once a server runs, and not called by the guard itself.
+    void set_guard(Guard guard);
+
+    /// Whether the guard lets a client write `value`, which it may change on the way; true without a guard.
+    /// Called by the server before it stores what a client wrote.
+    ///
+    /// Requires: exclusive tree lock held; `value` has the declared type.
+    /// Exceptions of the guard come out of it.
+    bool apply_guard(Value& value) const;
 
     /// The quality, a symbol of "common.Quality".
     SymbolInfo get_quality() const;

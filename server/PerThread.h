@@ -32,8 +32,8 @@ public:
     /// This thread's object.
     /// @throws std::bad_alloc, and what making a `T` throws; the next call tries again
     T& get() {
-        if (void* const known = pthread_getspecific(key_)) {
-            return *static_cast<T*>(known);
+        if (T* const known = find()) {
+            return *known;
         }
         auto object = std::make_unique<T>();
         if (pthread_setspecific(key_, object.get()) != 0) {
@@ -41,6 +41,9 @@ public:
         }
         return *object.release();
     }
+
+    /// This thread's object, null if it has none yet.
+    T* find() const noexcept { return static_cast<T*>(pthread_getspecific(key_)); }
 
 private:
     static void destroy(void* object) { delete static_cast<T*>(object); }

@@ -15,6 +15,11 @@ constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{8} * 1024;
 constexpr unsigned long POOL_SIZE = 389;
 static_assert(POOL_SIZE > 2 * (MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES));
 
+PerThread<std::shared_ptr<NameTable>>& get_tables() {
+    static PerThread<std::shared_ptr<NameTable>> tables;
+    return tables;
+}
+
 }  // namespace
 
 QualifiedName::QualifiedName(std::string_view expat_name) {
@@ -37,12 +42,18 @@ QualifiedName::QualifiedName(std::string_view expat_name) {
 NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}
 
 std::shared_ptr<NameTable> NameTable::get_for_thread() {
-    static PerThread<std::shared_ptr<NameTable>> tables;
-    std::shared_ptr<NameTable>& table = tables.get();
+    std::shared_ptr<NameTable>& table = get_tables().get();
     if (table == nullptr || !table->is_worth_keeping()) {
         table = std::make_shared<NameTable>();
     }
     return table;
+}
+
+void NameTable::trim_for_thread() noexcept {
+    std::shared_ptr<NameTable>* const table = get_tables().find();
+    if (table != nullptr && *table != nullptr && !(*table)->is_worth_keeping()) {
+        table->reset();
+    }
 }
 
 const QualifiedName& NameTable::get(std::string_view expat_name) {

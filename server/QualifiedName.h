@@ -39,6 +39,10 @@ public:
     /// The table that this thread keeps.
     static std::shared_ptr<NameTable> get_for_thread();
 
+    /// Gives this thread's table back if it is not worth keeping. For the end of a document: the next request
+    /// may be long in coming.
+    static void trim_for_thread() noexcept;
+
     /// @return the same object for the same name, for as long as the table lives
     /// @throws Poco::PoolOverflowException  if the name is new and the table full
     const QualifiedName& get(std::string_view expat_name);

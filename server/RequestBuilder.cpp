@@ -1,5 +1,7 @@
 #include "server/RequestBuilder.h"
 
+#include "server/ExpatMemory.h"
+
 #include <Poco/DOM/CDATASection.h>
 #include <Poco/DOM/Comment.h>
 #include <Poco/DOM/ProcessingInstruction.h>
@@ -39,6 +41,11 @@ int handle_unknown_encoding(void* /*user_data*/, const XML_Char* name, XML_Encod
     } catch (...) {
         return XML_STATUS_ERROR;
     }
+}
+
+/// What expat may take at one time: with a text that is one large attribute it takes four bytes for each.
+std::size_t get_memory_limit(std::size_t size) {
+    return 4 * size + std::size_t{1024} * 1024;
 }
 
 // Against clients that choose names which collide. Expat would ask the system for a salt each time.
@@ -84,6 +91,15 @@ struct RequestBuilder::Callbacks {
         builder.guard([&] { builder.add_processing_instruction(target, data); });
     }
 
+    static void start_namespace(void* user_data, const XML_Char* /*prefix*/, const XML_Char* uri) {
+        if (uri == nullptr || std::strlen(uri) <= MAXIMUM_NAMESPACE_SIZE) {
+            return;
+        }
+        RequestBuilder& builder = get_builder(user_data);
+        builder.guard([] { throw RequestLimitException("the name of a namespace is too long"); });
+        builder.memory_->close();
+    }
+
     static void start_document_type(void* user_data, const XML_Char* /*name*/, const XML_Char* /*system_id*/,
                                     const XML_Char* /*public_id*/, int /*has_internal_subset*/) {
         get_builder(user_data).guard(
@@ -100,8 +116,10 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(const char* xml, std::s
     if (size > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         throw RequestLimitException("the text is too large");
     }
+    ExpatMemory memory(get_memory_limit(size));
+    memory_ = &memory;
     const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
-        XML_ParserCreateNS(nullptr, NAME_SEPARATOR), &XML_ParserFree);
+        XML_ParserCreate_MM(nullptr, &ExpatMemory::FUNCTIONS, &NAME_SEPARATOR), &XML_ParserFree);
     if (parser == nullptr) {
         throw std::bad_alloc();
     }
@@ -114,6 +132,7 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(const char* xml, std::s
     XML_SetCdataSectionHandler(parser_, Callbacks::start_cdata, Callbacks::end_cdata);
     XML_SetCommentHandler(parser_, Callbacks::comment);
     XML_SetProcessingInstructionHandler(parser_, Callbacks::processing_instruction);
+    XML_SetStartNamespaceDeclHandler(parser_, Callbacks::start_namespace);
     XML_SetStartDoctypeDeclHandler(parser_, Callbacks::start_document_type);
     XML_SetUnknownEncodingHandler(parser_, handle_unknown_encoding, nullptr);
 
@@ -122,6 +141,9 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(const char* xml, std::s
         std::rethrow_exception(failure_);
     }
     if (status != XML_STATUS_OK) {
+        if (memory.is_limit_reached()) {
+            throw RequestLimitException("parsing takes too much memory");
+        }
         throw Poco::XML::XMLException(XML_ErrorString(XML_GetErrorCode(parser_)));
     }
     return document_;

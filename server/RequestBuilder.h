@@ -16,6 +16,8 @@ struct XML_ParserStruct;
 
 namespace kx::information_model::opc {
 
+class ExpatMemory;
+
 /// A request exceeds what this server parses for anybody.
 class RequestLimitException : public std::runtime_error {
 public:
@@ -30,6 +32,9 @@ inline constexpr std::size_t MAXIMUM_DEPTH = 128;
 /// million.
 inline constexpr std::size_t MAXIMUM_NODE_COUNT = std::size_t{8} * 1024 * 1024;
 
+/// Longest name of a namespace, in bytes: expat copies it for each attribute that has its prefix.
+inline constexpr std::size_t MAXIMUM_NAMESPACE_SIZE = 1024;
+
 /// Builds, with expat, the DOM that `Poco::XML::DOMParser` builds with namespaces and namespace prefixes on,
 /// from texts of unknown origin.
 ///
@@ -37,7 +42,9 @@ inline constexpr std::size_t MAXIMUM_NODE_COUNT = std::size_t{8} * 1024 * 1024;
 /// each piece, so that an attribute of 10 MB takes many seconds; it cannot stop; and an exception that leaves
 /// one of its handlers takes memory of expat's with it. This one gives expat the whole text in one call,
 /// stops at the first failure, and throws it when expat has returned. It refuses document type declarations,
-/// elements nested deeper than `MAXIMUM_DEPTH`, and more than `MAXIMUM_NODE_COUNT` nodes, as they begin.
+/// elements nested deeper than `MAXIMUM_DEPTH`, more than `MAXIMUM_NODE_COUNT` nodes, names of namespaces
+/// longer than `MAXIMUM_NAMESPACE_SIZE`, and what makes expat take more than four bytes of memory for each of
+/// the text (and one MiB), as they begin.
 ///
 /// Lives for one parse, used by one thread.
 class RequestBuilder {
@@ -76,6 +83,7 @@ private:
 
     Poco::AutoPtr<RequestDocument> document_;
     XML_ParserStruct* parser_ = nullptr;
+    ExpatMemory* memory_ = nullptr;
     std::exception_ptr failure_;
     std::vector<RequestElement*> open_elements_;
     std::size_t remaining_nodes_;

@@ -10,7 +10,11 @@ namespace kx::information_model::opc {
 RequestDocument::RequestDocument(std::shared_ptr<NameTable> names)
     : ArenaDocument(names->get_pool()), names_(std::move(names)) {}
 
-RequestDocument::~RequestDocument() = default;
+// The nodes are still there, but look at no name any more.
+RequestDocument::~RequestDocument() {
+    names_.reset();
+    NameTable::trim_for_thread();
+}
 
 RequestElement::RequestElement(RequestDocument& document, const QualifiedName& name)
     : ArenaElement(document, std::string(), std::string(), name.name), name_(name) {}

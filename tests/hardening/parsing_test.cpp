@@ -131,6 +131,20 @@ TEST_F(Parsing, ManySmallElementsTakeBoundedMemory) {
     expect_peak_memory_below(1600);
 }
 
+// Expat copies the name of a namespace for each attribute that has its prefix.
+TEST_F(Parsing, LongNamesOfNamespacesTakeNeitherMemoryNorTime) {
+    std::string attributes;
+    for (int number = 0; number < 15'000; ++number) {
+        attributes += " p:a" + std::to_string(number) + "=''";
+    }
+    const std::string declaration = "<GetStatus xmlns:p='" + std::string(150'000, 'n') + "'";
+    expect_bad_request(post(create_request(declaration + attributes + "/>")));
+    expect_bad_request(post(create_request(declaration + ">" + repeat("<p:b/>", 150'000) + "</GetStatus>")));
+    expect_bad_request(
+        post(create_request(declaration + ">" + repeat("<b p:c=''/>", 80'000) + "</GetStatus>")));
+    expect_peak_memory_below(60);
+}
+
 // Names take the time of their number squared where they are compared with each other.
 TEST_F(Parsing, ManyAttributesAndNamespacesTakeNoTime) {
     std::string attributes;

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 namespace kx::information_model::opc {
@@ -73,6 +74,15 @@ TEST(NameTable, IsNotKeptWithLongNames) {
     const auto table = NameTable::get_for_thread();
     table->get(std::string(100'000, 'n'));
     EXPECT_NE(NameTable::get_for_thread(), table);
+}
+
+// Where a thread is idle, nobody asks for its table for a long time.
+TEST(NameTable, IsGivenBackWithItsDocument) {
+    const std::weak_ptr<NameTable> table = NameTable::get_for_thread();
+    parse_request("<r/>");
+    EXPECT_FALSE(table.expired());
+    parse_request("<r><" + std::string(100'000, 'n') + "/></r>");
+    EXPECT_TRUE(table.expired());
 }
 
 TEST(NameTable, RefusesEndlessNames) {

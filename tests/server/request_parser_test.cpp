@@ -11,6 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <time.h>
+
+#include <algorithm>
 #include <atomic>
 #include <random>
 #include <string>
@@ -341,6 +344,80 @@ TEST(ParseRequest, TakesLargeTokens) {
     EXPECT_EQ(parse_request("<a><![CDATA[" + large + "]]></a>")->documentElement()->innerText(), large);
     EXPECT_EQ(parse_request("<a><!--" + large + "--></a>")->documentElement()->firstChild()->getNodeValue(),
               large);
+}
+
+std::string repeat(const std::string& text, std::size_t count) {
+    std::string texts;
+    for (; count > 0; --count) {
+        texts += text;
+    }
+    return texts;
+}
+
+/// An element whose prefix "p" means a namespace with a name of `size` letters.
+std::string create_namespace(std::size_t size, const std::string& attributes, const std::string& content) {
+    return "<a xmlns:p='" + std::string(size, 'n') + "'" + attributes + ">" + content + "</a>";
+}
+
+// Expat copies the name for each attribute, a handler of ours for each element.
+TEST(ParseRequest, RefusesLongNamesOfNamespaces) {
+    EXPECT_EQ(MAXIMUM_NAMESPACE_SIZE, 1024U);
+    const std::string longest = create_namespace(1024, " p:x='1'", "<p:b/>");
+    EXPECT_EQ(describe_with_parse_request(longest), describe_with_dom_parser(longest));
+    EXPECT_THROW(parse_request(create_namespace(1025, "", "")), RequestLimitException);
+    EXPECT_THROW(parse_request("<a xmlns='" + std::string(1025, 'n') + "'/>"), RequestLimitException);
+    EXPECT_THROW(parse_request(create_namespace(500'000, "", repeat("<p:b/>", 80'000))),
+                 RequestLimitException);
+    EXPECT_THROW(parse_request(create_namespace(500'000, "", repeat("<b p:c=''/>", 40'000))),
+                 RequestLimitException);
+}
+
+// A quarter of a name for each attribute is enough to make expat take many times the text, before it calls
+// the element's handler.
+TEST(ParseRequest, RefusesWhatExpatTakesMuchMemoryFor) {
+    std::string attributes;
+    for (int number = 0; number < 15'000; ++number) {
+        attributes += " p:a" + std::to_string(number) + "=''";
+    }
+    EXPECT_THROW(parse_request(create_namespace(150'000, attributes, "")), RequestLimitException);
+    try {
+        parse_request(create_namespace(1000, attributes, ""));
+        FAIL() << "accepted";
+    } catch (const RequestLimitException& error) {
+        EXPECT_STREQ(error.what(), "parsing takes too much memory");
+    }
+}
+
+/// Processor time of this thread, in seconds.
+template <class Action>
+double measure(Action action) {
+    const auto get_time = [] {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+    };
+    const double start = get_time();
+    action();
+    return get_time() - start;
+}
+
+/// Eight times the text may take twenty times the time, if it takes any to speak of.
+template <class Create>
+void expect_linear(Create create) {
+    const std::string small = create(10'000);
+    const std::string large = create(80'000);
+    const double time = measure([&] { parse_request(small); });
+    EXPECT_LT(measure([&] { parse_request(large); }), std::max(20 * time, 0.05));
+}
+
+TEST(ParseRequest, TakesTimeInProportionToTheText) {
+    expect_linear([](std::size_t count) { return create_namespace(1024, "", repeat("<p:b/>", count)); });
+    expect_linear([](std::size_t count) { return create_namespace(1024, "", repeat("<b p:c=''/>", count)); });
+    expect_linear(
+        [](std::size_t count) { return create_namespace(10, "", repeat("<p:b xmlns:p='q'/>", count)); });
+    expect_linear(
+        [](std::size_t count) { return "<a>" + repeat("<!----><?p?><![CDATA[x]]>", count) + "</a>"; });
+    expect_linear([](std::size_t count) { return "<a>" + repeat("&lt;\r\n", count) + "</a>"; });
 }
 
 }  // namespace

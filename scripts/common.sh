@@ -69,6 +69,10 @@ check_packages=(
   clang-tidy-14:run-clang-tidy-14
   cppcheck:cppcheck
 )
+lint_packages=(
+  eslint:eslint
+  pylint:pylint
+)
 coverage_packages=(
   gcovr:gcovr
 )

@@ -195,12 +195,16 @@ async function checkSubscription(client) {
     [400, 'E_NOSUBSCRIPTION']);
 }
 
-const client = await soap.createClientAsync(description, {}, url);
-await checkStatus(client);
-await checkBrowse(client);
-await checkProperties(client);
-await checkRead(client);
-await checkWrite(client);
-await checkSubscription(client);
-console.log(`${failures} failed`);
-process.exitCode = failures === 0 ? 0 : 1;
+async function main() {
+  const client = await soap.createClientAsync(description, {}, url);
+  await checkStatus(client);
+  await checkBrowse(client);
+  await checkProperties(client);
+  await checkRead(client);
+  await checkWrite(client);
+  await checkSubscription(client);
+  console.log(`${failures} failed`);
+  process.exitCode = failures === 0 ? 0 : 1;
+}
+
+main();

@@ -37,7 +37,7 @@ function requireOwnOrigin(request) {
 
 // A start tag whose name ends in "Write", whatever its prefix. What stands in comments and texts is taken for a tag as
 // well. Whatever does not end a tag's name may be part of it: this must not be too narrow.
-const WRITE_TAG = /<[^ \t\r\n\/<>]*Write([ \t\r\n\/<>]|$)/;
+const WRITE_TAG = /<[^ \t\r\n/<>]*Write([ \t\r\n/<>]|$)/;
 
 // Calls `check` with the value of whatever may be an attribute of this name; empty for one that has no proper value.
 function forEachValue(text, name, check) {

@@ -23,6 +23,7 @@ test_packages=(
 )
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
+  libxml2-dev:/usr/include/libxml2/libxml/parser.h
 )
 # What a locale with a decimal comma is made of. Its test is skipped without.
 locale_packages=(

@@ -1,7 +1,7 @@
+#include "client/text/utf8.h"
 #include "xmlda/print/Table.h"
 #include "xmlda/print/Tree.h"
 #include "xmlda/text/printable.h"
-#include "xmlda/text/utf8.h"
 #include "xmlda/text/width.h"
 
 #include <gmock/gmock.h>

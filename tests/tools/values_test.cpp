@@ -1,7 +1,7 @@
+#include "client/Value.h"
+#include "client/xml/XmlDocument.h"
 #include "xmlda/print/JsonWriter.h"
 #include "xmlda/print/value_text.h"
-#include "xmlda/protocol/Value.h"
-#include "xmlda/soap/XmlReader.h"
 
 #include <gtest/gtest.h>
 
@@ -14,12 +14,12 @@ namespace {
 /// @param element  "Value" with the prefixes "x" for XML Schema and "i" for its instances; the default
 ///                 namespace is that of OPC XML-DA
 Value parse(const std::string& element) {
-    const auto document = parse_xml(
+    const XmlDocument document(
         "<a xmlns='http://opcfoundation.org/webservices/XMLDA/1.0/' "
         "xmlns:x='http://www.w3.org/2001/XMLSchema' "
         "xmlns:i='http://www.w3.org/2001/XMLSchema-instance'>" +
         element + "</a>");
-    return parse_value(*document->get_children().front());
+    return parse_value(document.get_root().get_children().front());
 }
 
 std::string to_json(const Value& value) {

@@ -1,7 +1,7 @@
 #include "xmlda/Arguments.h"
 
+#include "client/type_names.h"
 #include "xmlda/Failure.h"
-#include "xmlda/protocol/type_names.h"
 
 #include <Poco/String.h>
 #include <CLI/CLI.hpp>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "client/requests.h"
 #include "xmlda/http/HttpTransport.h"
-#include "xmlda/protocol/requests.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "client/errors.h"
 #include "xmlda/ExitStatus.h"
 
 #include <exception>
 #include <stdexcept>
 #include <string>
-#include <utility>
 
 namespace xmlda {
 
@@ -23,14 +23,12 @@ private:
 };
 
 /// The server answered with a SOAP fault.
-class Fault : public Failure {
+class ServerFault : public Failure {
 public:
-    /// @param code  without prefix, for example "E_NOSUBSCRIPTION"
-    Fault(std::string code, const std::string& text)
-        : Failure(ExitStatus::FAULT,
-                  "the server refused the request: " + (text.empty() ? code : code + ": " + text)),
-          code_(std::move(code)) {}
+    explicit ServerFault(const Fault& fault)
+        : Failure(ExitStatus::FAULT, fault.what()), code_(fault.get_code()) {}
 
+    /// Without prefix, for example "E_NOSUBSCRIPTION".
     const std::string& get_code() const { return code_; }
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xmlda/protocol/replies.h"
+#include "client/replies.h"
 
 #include <string>
 #include <vector>

@@ -36,10 +36,8 @@ void Browser::add_elements(const ItemAddress& address, std::vector<BrowseNode>& 
     std::string continuation_point;
     bool has_more = true;
     while (has_more) {
-        const std::string request =
-            create_browse_request(address, options_.with_properties, continuation_point);
-        const Response response = client_.call("Browse", request);
-        BrowseReply reply = parse_browse_reply(response.get());
+        BrowseReply reply = client_.call(
+            create_browse_request(address, options_.with_properties, continuation_point), parse_browse_reply);
         for (BrowseElement& element : reply.elements) {
             nodes.push_back({std::move(element), "", {}});
         }
@@ -82,7 +80,7 @@ void Browser::collect_below(const ItemAddress& address, BrowseNode& node) {
     const std::size_t depth = way_.size();
     try {
         collect(address, node.children);
-    } catch (const Fault& fault) {
+    } catch (const ServerFault& fault) {
         way_.resize(depth);
         progress_.wipe();
         console_.report(Failure(fault.get_status(), address.name + ": " + fault.what()));

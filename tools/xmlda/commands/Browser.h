@@ -1,9 +1,9 @@
 #pragma once
 
+#include "client/requests.h"
 #include "xmlda/commands/BrowseNode.h"
 #include "xmlda/print/Console.h"
 #include "xmlda/print/Progress.h"
-#include "xmlda/protocol/requests.h"
 #include "xmlda/soap/Client.h"
 
 #include <vector>

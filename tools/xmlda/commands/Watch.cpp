@@ -1,9 +1,9 @@
 #include "xmlda/commands/Watch.h"
 
+#include "client/requests.h"
 #include "xmlda/Failure.h"
 #include "xmlda/commands/commands.h"
 #include "xmlda/print/item_output.h"
-#include "xmlda/protocol/requests.h"
 
 #include <algorithm>
 
@@ -125,10 +125,9 @@ void Watch::call_server_patiently() {
 }
 
 void Watch::subscribe() {
-    const Response response = client_.call(
-        "Subscribe",
-        create_subscribe_request(arguments_.items, arguments_.interval, get_ping_rate(arguments_)));
-    const SubscribeReply reply = parse_subscribe_reply(response.get());
+    const SubscribeReply reply = client_.call(
+        create_subscribe_request(arguments_.items, arguments_.interval, get_ping_rate(arguments_)),
+        parse_subscribe_reply);
     subscription_ = reply.handle;
     report_absent(reply.items);
     take(reply.items);
@@ -140,9 +139,7 @@ void Watch::subscribe() {
 
 void Watch::poll() {
     try {
-        const Response response =
-            client_.call("SubscriptionPolledRefresh", create_refresh_request(subscription_));
-        const RefreshReply reply = parse_refresh_reply(response.get());
+        const RefreshReply reply = client_.call(create_refresh_request(subscription_), parse_refresh_reply);
         if (reply.has_overflowed) {
             say("the server could not keep all changes: some are missing");
         }
@@ -151,7 +148,7 @@ void Watch::poll() {
         } else {
             take(reply.items);
         }
-    } catch (const Fault& fault) {
+    } catch (const ServerFault& fault) {
         if (fault.get_code() == "E_NOSUBSCRIPTION") {
             renew();
         } else if (fault.get_code() !=
@@ -175,7 +172,7 @@ void Watch::cancel() {
     const std::string subscription = std::move(subscription_);
     subscription_.clear();
     try {
-        client_.call("SubscriptionCancel", create_cancel_request(subscription));
+        client_.call(create_cancel_request(subscription), parse_cancel_reply);
     } catch (const Failure&) {
         // It is over for us in any case, and the server forgets it when no more polls come.
     }

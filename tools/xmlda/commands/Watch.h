@@ -1,11 +1,11 @@
 #pragma once
 
+#include "client/ItemMatcher.h"
 #include "xmlda/Arguments.h"
 #include "xmlda/Failure.h"
 #include "xmlda/commands/WatchView.h"
 #include "xmlda/http/Interruption.h"
 #include "xmlda/print/Console.h"
-#include "xmlda/protocol/ItemMatcher.h"
 #include "xmlda/soap/Client.h"
 
 #include <chrono>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "client/replies.h"
 #include "xmlda/Arguments.h"
 #include "xmlda/print/Console.h"
-#include "xmlda/protocol/replies.h"
 
 #include <cstddef>
 #include <memory>

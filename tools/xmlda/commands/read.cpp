@@ -1,7 +1,7 @@
+#include "client/ItemMatcher.h"
 #include "xmlda/commands/commands.h"
 #include "xmlda/print/Table.h"
 #include "xmlda/print/item_output.h"
-#include "xmlda/protocol/ItemMatcher.h"
 
 namespace xmlda {
 namespace {
@@ -47,8 +47,8 @@ void print(const Arguments& arguments, const Items& items, std::ostream& stream)
 }  // namespace
 
 void run_read(Client& client, const Arguments& arguments, Console& console) {
-    const Response response = client.call("Read", create_read_request(arguments.items));
-    const Items items = ItemMatcher(arguments.items).sort(parse_items_reply(response.get()));
+    const ItemsReply reply = client.call(create_read_request(arguments.items), parse_read_reply);
+    const Items items = ItemMatcher(arguments.items).sort(reply.items);
     print(arguments, items, console.get_output());
     console.flush();  // the values first, then what is wrong with the others
     for (std::size_t i = 0; i < items.size(); ++i) {

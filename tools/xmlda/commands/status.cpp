@@ -1,7 +1,7 @@
+#include "client/replies.h"
 #include "xmlda/commands/commands.h"
 #include "xmlda/print/JsonWriter.h"
 #include "xmlda/print/Table.h"
-#include "xmlda/protocol/replies.h"
 #include "xmlda/text/printable.h"
 
 namespace xmlda {
@@ -22,12 +22,12 @@ void print_table(const StatusReply& reply, std::ostream& stream) {
             table.add_row({name, to_printable(text)});
         }
     };
-    add("State", reply.state);
+    add("State", reply.header.server_state);
     add("Information", reply.info);
     add("Vendor", reply.vendor);
     add("Version", reply.version);
     add("Started", reply.start_time);
-    add("Server time", reply.reply_time);
+    add("Server time", reply.header.reply_time);
     add("Locales", join(reply.locales));
     add("Interfaces", join(reply.interfaces));
     table.print(stream);
@@ -44,12 +44,12 @@ void print_texts(JsonWriter& json, const char* name, const std::vector<std::stri
 void print_json(const StatusReply& reply, std::ostream& stream) {
     JsonWriter json(stream, JsonWriter::Layout::INDENTED);
     json.begin_object()
-        .member("state", reply.state)
+        .member("state", reply.header.server_state)
         .member("information", reply.info)
         .member("vendor", reply.vendor)
         .member("version", reply.version)
         .member("started", reply.start_time)
-        .member("serverTime", reply.reply_time);
+        .member("serverTime", reply.header.reply_time);
     print_texts(json, "locales", reply.locales);
     print_texts(json, "interfaces", reply.interfaces);
     json.end_object();
@@ -59,8 +59,7 @@ void print_json(const StatusReply& reply, std::ostream& stream) {
 }  // namespace
 
 void run_status(Client& client, const Arguments& arguments, Console& console) {
-    const Response response = client.call("GetStatus", create_status_request());
-    const StatusReply reply = parse_status_reply(response.get());
+    const StatusReply reply = client.call(create_status_request(), parse_status_reply);
     if (arguments.json) {
         print_json(reply, console.get_output());
     } else {

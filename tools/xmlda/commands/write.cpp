@@ -1,9 +1,11 @@
+#include "client/ItemMatcher.h"
+#include "client/outgoing_value.h"
+#include "client/property_names.h"
+#include "client/replies.h"
+#include "client/type_names.h"
 #include "xmlda/commands/commands.h"
 #include "xmlda/print/Table.h"
 #include "xmlda/print/item_output.h"
-#include "xmlda/protocol/ItemMatcher.h"
-#include "xmlda/protocol/outgoing_value.h"
-#include "xmlda/protocol/type_names.h"
 #include "xmlda/text/printable.h"
 
 #include <algorithm>
@@ -18,23 +20,9 @@ struct ItemFacts {
     std::vector<std::string> symbols;  // of an enumerated item, from 0 on
 };
 
-const Value* find_property(const PropertiesReply& reply, const std::string& name) {
-    for (const Property& property : reply.properties) {
-        if (property.name == name && property.value) {
-            return &*property.value;
-        }
-    }
-    return nullptr;
-}
-
-std::string get_property_text(const PropertiesReply& reply, const std::string& name) {
-    const Value* const value = find_property(reply, name);
-    return value == nullptr ? "" : value->text;
-}
-
-std::vector<std::string> get_symbols(const PropertiesReply& reply) {
+std::vector<std::string> get_symbols(const ItemProperties& properties) {
     std::vector<std::string> symbols;
-    if (const Value* const value = find_property(reply, "euInfo")) {
+    if (const Value* const value = properties.find(property_names::EU_INFO)) {
         for (const Value& member : value->members) {
             symbols.push_back(member.text);
         }
@@ -44,24 +32,25 @@ std::vector<std::string> get_symbols(const PropertiesReply& reply) {
 
 /// The type of the value that the item has now, for servers that do not tell an item's type.
 std::string read_type(Client& client, const ItemAddress& address) {
-    const Response response = client.call("Read", create_read_request({address}));
-    const auto item = ItemMatcher({address}).sort(parse_items_reply(response.get())).front();
+    const ItemsReply reply = client.call(create_read_request({address}), parse_read_reply);
+    const auto item = ItemMatcher({address}).sort(reply.items).front();
     return item && item->value ? item->value->type : "";
 }
 
 ItemFacts get_facts(Client& client, const ItemAddress& address) {
-    const Response response = client.call(
-        "GetProperties", create_properties_request(address, {"dataType", "accessRights", "euInfo"}));
-    const PropertiesReply reply = parse_properties_reply(response.get());
-    if (reply.result && reply.result->is_error()) {
-        throw Failure(ExitStatus::ITEM_ERROR, reply.result->to_text());
-    }
-    if (response->find_child("PropertyLists") == nullptr) {
+    using namespace property_names;
+    const PropertiesReply reply = client.call(
+        create_properties_request({address}, {DATA_TYPE, ACCESS_RIGHTS, EU_INFO}), parse_properties_reply);
+    if (reply.items.empty()) {
         throw Failure(ExitStatus::MISSING_ITEM, "the server does not know it");
     }
-    ItemFacts facts{.type = to_type_name(get_property_text(reply, "dataType")),
-                    .access_rights = get_property_text(reply, "accessRights"),
-                    .symbols = get_symbols(reply)};
+    const ItemProperties& properties = reply.items.front();
+    if (properties.result && properties.result->is_error()) {
+        throw Failure(ExitStatus::ITEM_ERROR, properties.result->to_text());
+    }
+    ItemFacts facts{.type = to_type_name(properties.get_text(DATA_TYPE)),
+                    .access_rights = properties.get_text(ACCESS_RIGHTS),
+                    .symbols = get_symbols(properties)};
     if (!is_writable_type(facts.type)) {
         facts.type = read_type(client, address);
     }
@@ -83,15 +72,12 @@ std::string to_symbol_number(const ItemFacts& facts, const std::string& text) {
 OutgoingValue to_outgoing_value(const ItemFacts& facts, const std::string& text) {
     try {
         return parse_outgoing_value(facts.type, to_symbol_number(facts, text));
-    } catch (const Failure& failure) {
-        if (facts.symbols.empty()) {
-            throw;
-        }
-        std::string message = failure.what() + std::string(", nor one of");
+    } catch (const UnsuitableText& error) {
+        std::string message = error.what();
         for (const std::string& symbol : facts.symbols) {
-            message += (&symbol == &facts.symbols.front() ? " " : ", ") + symbol;
+            message += (&symbol == &facts.symbols.front() ? ", nor one of " : ", ") + symbol;
         }
-        throw Failure(failure.get_status(), message);
+        throw Failure(ExitStatus::USAGE, message);
     }
 }
 
@@ -134,9 +120,9 @@ private:
     }
 
     void write() {
-        const std::string request = create_write_request(items_, !arguments_.without_values);
-        const Response response = client_.call("Write", request, Repetition::FORBIDDEN);
-        replies_ = ItemMatcher(get_addresses()).sort(parse_items_reply(response.get()));
+        const ItemsReply reply = client_.call(create_write_request(items_, !arguments_.without_values),
+                                              parse_write_reply, Repetition::FORBIDDEN);
+        replies_ = ItemMatcher(get_addresses()).sort(reply.items);
     }
 
     std::vector<ItemAddress> get_addresses() const {

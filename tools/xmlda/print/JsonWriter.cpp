@@ -1,8 +1,8 @@
 #include "xmlda/print/JsonWriter.h"
 
-#include "xmlda/protocol/type_names.h"
+#include "client/text/utf8.h"
+#include "client/type_names.h"
 #include "xmlda/text/printable.h"
-#include "xmlda/text/utf8.h"
 
 #include <array>
 #include <cstdio>

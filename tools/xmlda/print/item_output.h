@@ -1,7 +1,7 @@
 #pragma once
 
+#include "client/replies.h"
 #include "xmlda/print/JsonWriter.h"
-#include "xmlda/protocol/replies.h"
 
 #include <optional>
 #include <string>

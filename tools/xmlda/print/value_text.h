@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xmlda/protocol/Value.h"
+#include "client/Value.h"
 
 #include <string>
 

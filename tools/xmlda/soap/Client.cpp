@@ -1,9 +1,5 @@
 #include "xmlda/soap/Client.h"
 
-#include "xmlda/Failure.h"
-#include "xmlda/soap/XmlReader.h"
-#include "xmlda/soap/envelope.h"
-#include "xmlda/soap/namespaces.h"
 #include "xmlda/soap/xml_indent.h"
 #include "xmlda/text/printable.h"
 
@@ -15,10 +11,6 @@ namespace {
 using Poco::Net::HTTPResponse;
 
 constexpr std::size_t LONGEST_QUOTATION = 60;
-
-bool is_success(const HttpReply& reply) {
-    return reply.status / 100 == 2;
-}
 
 /// The first words of a body that are worth being quoted in a message; empty for markup.
 std::string get_quotation(const std::string& body) {
@@ -44,39 +36,20 @@ Failure explain_status(const HttpReply& reply) {
     }
 }
 
-/// The document of an answer that is no success, if it holds a fault; else null.
-std::unique_ptr<XmlElement> find_fault(const HttpReply& reply) {
-    try {
-        std::unique_ptr<XmlElement> document = parse_xml(reply.body);
-        return holds_fault(*document) ? std::move(document) : nullptr;
-    } catch (const Failure&) {
-        return nullptr;  // not XML: the status says what is wrong
-    }
-}
-
-std::unique_ptr<XmlElement> parse_reply(const HttpReply& reply) {
-    if (is_success(reply)) {
-        return parse_xml(reply.body);
-    }
-    std::unique_ptr<XmlElement> fault = find_fault(reply);
-    if (fault == nullptr) {
-        throw explain_status(reply);
-    }
-    return fault;
-}
-
 }  // namespace
 
-Response Client::call(const std::string& service, const std::string& request, Repetition repetition) {
-    const std::string document = wrap(request);
-    show("request to " + transport_.get_endpoint().get_url(), document);
-    const HttpReply reply = transport_.post(namespaces::XMLDA + service, document, repetition);
+HttpReply Client::post(const Request& request, Repetition repetition) {
+    show("request to " + transport_.get_endpoint().get_url(), request.body);
+    HttpReply reply = transport_.post(request.get_action(), request.body, repetition);
     show("reply " + std::to_string(reply.status) + ' ' + reply.reason + ", " + reply.content_type,
          reply.body);
+    return reply;
+}
 
-    std::unique_ptr<XmlElement> envelope = parse_reply(reply);
-    const XmlElement& response = unwrap(*envelope, service + "Response");
-    return {std::move(envelope), response};
+void Client::check_status(const HttpReply& reply) {
+    if (reply.status / 100 != 2) {
+        throw explain_status(reply);
+    }
 }
 
 void Client::show(const std::string& headline, const std::string& text) const {

@@ -1,27 +1,15 @@
 #pragma once
 
+#include "client/errors.h"
+#include "client/requests.h"
+#include "xmlda/Failure.h"
 #include "xmlda/http/HttpTransport.h"
-#include "xmlda/soap/XmlElement.h"
 
-#include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 namespace xmlda {
-
-/// A response element together with the document that it belongs to.
-class Response {
-public:
-    Response(std::unique_ptr<XmlElement> envelope, const XmlElement& response)
-        : envelope_(std::move(envelope)), response_(&response) {}
-
-    const XmlElement& get() const { return *response_; }
-    const XmlElement* operator->() const { return response_; }
-
-private:
-    std::unique_ptr<XmlElement> envelope_;
-    const XmlElement* response_;
-};
 
 /// Calls the services of one server. Used by one thread.
 class Client {
@@ -31,20 +19,35 @@ public:
     Client(const Endpoint& endpoint, const HttpSettings& settings, std::ostream* trace)
         : transport_(endpoint, settings), trace_(trace) {}
 
-    /// Posts a request and returns the response.
-    /// @param service  for example "Read"
-    /// @param request  the element of that name, see `wrap`
-    /// @throws Fault        if the server answered with a fault, whatever the HTTP status
+    /// Posts a request and reads the reply.
+    /// @param parse  the reader of client/replies.h that belongs to the request
+    /// @throws ServerFault  if the server answered with a fault, whatever the HTTP status
     /// @throws Failure      what `HttpTransport::post` throws; BAD_REQUEST or HTTP_ERROR for an answer that
     /// is
     ///                      neither a success nor a fault; UNEXPECTED_CONTENT for one that is no response
     /// @throws Interrupted  if a signal came
-    Response call(const std::string& service, const std::string& request,
-                  Repetition repetition = Repetition::ALLOWED);
+    template <class Reply>
+    Reply call(const Request& request, Reply (*parse)(std::string_view bytes),
+               Repetition repetition = Repetition::ALLOWED) {
+        const HttpReply reply = post(request, repetition);
+        try {
+            Reply parsed = parse(reply.body);
+            check_status(reply);
+            return parsed;
+        } catch (const Fault& fault) {
+            throw ServerFault(fault);
+        } catch (const UnexpectedMessage& error) {
+            check_status(reply);
+            throw Failure(ExitStatus::UNEXPECTED_CONTENT, error.what());
+        }
+    }
 
     HttpTransport& get_transport() { return transport_; }
 
 private:
+    HttpReply post(const Request& request, Repetition repetition);
+    /// @throws Failure  if it is no success
+    static void check_status(const HttpReply& reply);
     void show(const std::string& headline, const std::string& text) const;
 
     HttpTransport transport_;

@@ -1,6 +1,6 @@
 #include "xmlda/text/printable.h"
 
-#include "xmlda/text/utf8.h"
+#include "client/text/utf8.h"
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "xmlda/text/width.h"
 
-#include "xmlda/text/utf8.h"
+#include "client/text/utf8.h"
 
 #include <algorithm>
 

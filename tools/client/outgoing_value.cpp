@@ -1,11 +1,10 @@
-#include "xmlda/protocol/outgoing_value.h"
+#include "client/outgoing_value.h"
 
-#include "xmlda/Failure.h"
-#include "xmlda/protocol/split_list.h"
-#include "xmlda/protocol/type_names.h"
-#include "xmlda/soap/XmlWriter.h"
-
-#include <Poco/String.h>
+#include "client/errors.h"
+#include "client/split_list.h"
+#include "client/text/text.h"
+#include "client/type_names.h"
+#include "client/xml/XmlWriter.h"
 
 #include <algorithm>
 #include <array>
@@ -21,8 +20,8 @@ namespace {
 
 constexpr int BYTE_VALUES = 256;
 
-Failure create_misfit(const std::string& type, const std::string& text) {
-    return {ExitStatus::USAGE, "'" + text + "' is no " + type};
+UnsuitableText create_misfit(const std::string& type, const std::string& text) {
+    return UnsuitableText("'" + text + "' is no " + type);
 }
 
 /// Reads all of the text as a decimal number; a leading "+" is allowed.
@@ -92,7 +91,7 @@ const std::array CHECKS = {
 };
 
 std::string to_boolean_text(const std::string& text) {
-    const std::string word = Poco::toLower(text);
+    const std::string word = to_lower(text);
     for (const char* const yes : {"true", "1", "on", "yes"}) {
         if (word == yes) {
             return "1";
@@ -111,7 +110,7 @@ std::string to_scalar_text(const std::string& type, const std::string& typed) {
     if (type == "string") {
         return typed;
     }
-    const std::string text = Poco::trim(typed);
+    const std::string text = trim(typed);
     if (type == "boolean") {
         return to_boolean_text(text);
     }
@@ -132,7 +131,7 @@ std::string to_member_text(const std::string& type, const std::string& text) {
 
 void check_characters(const std::vector<std::string>& texts) {
     if (!std::all_of(texts.begin(), texts.end(), is_xml_text)) {
-        throw Failure(ExitStatus::USAGE, "the value holds a character that XML cannot carry");
+        throw UnsuitableText("the value holds a character that XML cannot carry");
     }
 }
 
@@ -151,7 +150,7 @@ std::vector<std::string> to_texts(const std::string& type, const std::string& te
 
 OutgoingValue parse_outgoing_value(const std::string& type, const std::string& text) {
     if (!is_writable_type(type)) {
-        throw Failure(ExitStatus::USAGE, "values of the type '" + type + "' cannot be written from a text");
+        throw UnsuitableText("values of the type '" + type + "' cannot be written from a text");
     }
     OutgoingValue value{type, to_texts(type, text)};
     check_characters(value.texts);

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "xmlda/protocol/Value.h"
-#include "xmlda/soap/XmlElement.h"
+#include "client/Value.h"
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace xmlda {
@@ -66,51 +66,85 @@ struct BrowseElement {
     std::vector<Property> properties;
 };
 
+/// What every reply says of the server itself.
+struct ReplyHeader {
+    std::string server_state;  ///< "running", "failed", ...; empty if the server does not say
+    std::string reply_time;    ///< the server's clock; may be empty
+};
+
+/// Of Read and Write.
+struct ItemsReply {
+    ReplyHeader header;
+    std::vector<ItemReply> items;
+};
+
 struct BrowseReply {
+    ReplyHeader header;
     std::vector<BrowseElement> elements;
     std::string continuation_point;  ///< empty if there is none
     bool has_more = false;           ///< the server has more elements than it gave
 };
 
-struct PropertiesReply {
+/// The properties of one item.
+struct ItemProperties {
+    std::string item_name;  ///< as the server writes it; may be empty
+    std::string item_path;  ///< may be empty
     std::optional<Result> result;
     std::vector<Property> properties;
+
+    /// The value of the first property of this name that has one, or null.
+    const Value* find(std::string_view name) const;
+
+    /// The text of that value; empty if there is none.
+    std::string get_text(std::string_view name) const;
+};
+
+struct PropertiesReply {
+    ReplyHeader header;
+    std::vector<ItemProperties>
+        items;  ///< in the server's order; servers may leave out what they do not know
 };
 
 struct StatusReply {
-    std::string state;
+    ReplyHeader header;
     std::string info;  ///< the status text that a server may give
     std::string vendor;
     std::string version;
     std::string start_time;
-    std::string reply_time;
     std::vector<std::string> locales;
     std::vector<std::string> interfaces;
 };
 
 struct SubscribeReply {
+    ReplyHeader header;
     std::string handle;
     std::vector<ItemReply> items;
 };
 
 struct RefreshReply {
+    ReplyHeader header;
     std::vector<ItemReply> items;
     bool is_subscription_lost = false;  ///< a handle was given back as invalid
     bool has_overflowed = false;        ///< the server could not keep all changes
 };
 
-/// @name Readers of responses
-/// They take what the published schema allows, in any order, and whatever of it is there: a server that
-/// leaves out the optional is read as if it had written the default.
+struct CancelReply {};
+
+/// @name Readers of replies
+/// They take the bytes of a reply, as they came over HTTP, whatever its status. They take what the published
+/// schema allows, in any order, and whatever of it is there: a server that leaves out the optional is read as
+/// if it had written the default.
+/// @throws Fault              the reply is a fault
+/// @throws UnexpectedMessage  it is not XML, or not the reply to such a request
 /// @{
-StatusReply parse_status_reply(const XmlElement& response);
-BrowseReply parse_browse_reply(const XmlElement& response);
-/// Of one item: a response to a request for several is read as if it were for the first.
-PropertiesReply parse_properties_reply(const XmlElement& response);
-/// For Read and Write.
-std::vector<ItemReply> parse_items_reply(const XmlElement& response);
-SubscribeReply parse_subscribe_reply(const XmlElement& response);
-RefreshReply parse_refresh_reply(const XmlElement& response);
+StatusReply parse_status_reply(std::string_view bytes);
+BrowseReply parse_browse_reply(std::string_view bytes);
+PropertiesReply parse_properties_reply(std::string_view bytes);
+ItemsReply parse_read_reply(std::string_view bytes);
+ItemsReply parse_write_reply(std::string_view bytes);
+SubscribeReply parse_subscribe_reply(std::string_view bytes);
+RefreshReply parse_refresh_reply(std::string_view bytes);
+CancelReply parse_cancel_reply(std::string_view bytes);
 /// @}
 
 }  // namespace xmlda

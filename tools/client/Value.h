@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xmlda/soap/XmlElement.h"
+#include "client/xml/XmlElement.h"
 
 #include <string>
 #include <vector>
@@ -25,7 +25,7 @@ struct Value {
     bool operator==(const Value&) const = default;
 };
 
-/// Reads the element "Value".
+/// Reads an element "Value".
 Value parse_value(const XmlElement& element);
 
 }  // namespace xmlda

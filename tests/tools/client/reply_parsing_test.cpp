@@ -1,8 +1,6 @@
-#include "FakeServer.h"
-#include "xmlda/Failure.h"
-#include "xmlda/protocol/replies.h"
-#include "xmlda/soap/XmlReader.h"
-#include "xmlda/soap/envelope.h"
+#include "client/errors.h"
+#include "client/replies.h"
+#include "tools/FakeServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,21 +10,11 @@ namespace {
 
 using ::testing::ElementsAre;
 
-/// Replies as servers write them that follow the published schema: results first, everything qualified, codes
-/// and qualities on items.
-class ReplyParsing : public ::testing::Test {
-protected:
-    const XmlElement& parse(const std::string& name, const std::string& response) {
-        document_ = parse_xml(to_envelope(response));
-        return unwrap(*document_, name);
-    }
+/// Replies here are as servers write them that follow the published schema: results first, everything
+/// qualified, codes and qualities on items.
 
-private:
-    std::unique_ptr<XmlElement> document_;
-};
-
-TEST_F(ReplyParsing, StatusWithResultFirst) {
-    const StatusReply reply = parse_status_reply(parse("GetStatusResponse", R"(
+TEST(ReplyParsing, StatusWithResultFirst) {
+    const StatusReply reply = parse_status_reply(to_envelope(R"(
         <da:GetStatusResponse>
           <da:GetStatusResult RcvTime="2026-01-02T03:04:05Z" ReplyTime="2026-01-02T03:04:06Z" ServerState="test"/>
           <da:Status StartTime="2026-01-01T00:00:00+01:00" ProductVersion="3.2">
@@ -38,25 +26,25 @@ TEST_F(ReplyParsing, StatusWithResultFirst) {
           </da:Status>
         </da:GetStatusResponse>)"));
 
-    EXPECT_EQ(reply.state, "test");
+    EXPECT_EQ(reply.header.server_state, "test");
     EXPECT_EQ(reply.info, "warm");
     EXPECT_EQ(reply.vendor, "Somebody");
     EXPECT_EQ(reply.version, "3.2");
     EXPECT_EQ(reply.start_time, "2026-01-01T00:00:00+01:00");
-    EXPECT_EQ(reply.reply_time, "2026-01-02T03:04:06Z");
+    EXPECT_EQ(reply.header.reply_time, "2026-01-02T03:04:06Z");
     EXPECT_THAT(reply.locales, ElementsAre("en", "de"));
     EXPECT_THAT(reply.interfaces, ElementsAre("XML_DA_Version_1_0"));
 }
 
-TEST_F(ReplyParsing, StatusWithNothingInIt) {
-    const StatusReply reply = parse_status_reply(parse("GetStatusResponse", "<da:GetStatusResponse/>"));
+TEST(ReplyParsing, StatusWithNothingInIt) {
+    const StatusReply reply = parse_status_reply(to_envelope("<da:GetStatusResponse/>"));
 
-    EXPECT_EQ(reply.state, "");
+    EXPECT_EQ(reply.header.server_state, "");
     EXPECT_TRUE(reply.locales.empty());
 }
 
-TEST_F(ReplyParsing, ItemsWithQualitiesAndCodes) {
-    const auto items = parse_items_reply(parse("ReadResponse", R"(
+TEST(ReplyParsing, ItemsWithQualitiesAndCodes) {
+    const auto items = parse_read_reply(to_envelope(R"(
         <da:ReadResponse>
           <da:ReadResult ServerState="running"/>
           <da:RItemList Reserved="">
@@ -71,7 +59,8 @@ TEST_F(ReplyParsing, ItemsWithQualitiesAndCodes) {
             </da:Items>
           </da:RItemList>
           <da:Errors ID="da:E_UNKNOWNITEMNAME"><da:Text>no such item</da:Text></da:Errors>
-        </da:ReadResponse>)"));
+        </da:ReadResponse>)"))
+                           .items;
 
     ASSERT_EQ(items.size(), 3U);
     EXPECT_EQ(items[0].handle, "2");
@@ -93,23 +82,23 @@ TEST_F(ReplyParsing, ItemsWithQualitiesAndCodes) {
     EXPECT_EQ(items[2].quality->to_text(), "good");
 }
 
-TEST_F(ReplyParsing, CodesOfVendorsAreErrors) {
-    const auto items =
-        parse_items_reply(parse("WriteResponse", R"(<da:WriteResponse xmlns:v="urn:vendor"><da:RItemList>
+TEST(ReplyParsing, CodesOfVendorsAreErrors) {
+    const auto items = parse_write_reply(to_envelope(R"(<da:WriteResponse xmlns:v="urn:vendor"><da:RItemList>
             <da:Items ResultID="v:LOCKED"/></da:RItemList>
-            <da:Errors ID="v:LOCKED"><da:Text>by the operator</da:Text></da:Errors></da:WriteResponse>)"));
+            <da:Errors ID="v:LOCKED"><da:Text>by the operator</da:Text></da:Errors></da:WriteResponse>)"))
+                           .items;
 
     ASSERT_EQ(items.size(), 1U);
     EXPECT_TRUE(items[0].has_error());
     EXPECT_EQ(items[0].result->to_text(), "LOCKED: by the operator");
 }
 
-TEST_F(ReplyParsing, AnEmptyResponseHasNoItems) {
-    EXPECT_TRUE(parse_items_reply(parse("ReadResponse", "<da:ReadResponse/>")).empty());
+TEST(ReplyParsing, AnEmptyResponseHasNoItems) {
+    EXPECT_TRUE(parse_read_reply(to_envelope("<da:ReadResponse/>")).items.empty());
 }
 
-TEST_F(ReplyParsing, BrowseElementsInBothBooleanForms) {
-    const BrowseReply reply = parse_browse_reply(parse("BrowseResponse", R"(
+TEST(ReplyParsing, BrowseElementsInBothBooleanForms) {
+    const BrowseReply reply = parse_browse_reply(to_envelope(R"(
         <da:BrowseResponse MoreElements="true" ContinuationPoint="next &amp; on">
           <da:BrowseResult ServerState="running"/>
           <da:Elements Name="Line" ItemName="S7.Line" ItemPath="DA" IsItem="0" HasChildren="1"/>
@@ -140,10 +129,9 @@ TEST_F(ReplyParsing, BrowseElementsInBothBooleanForms) {
     EXPECT_EQ(properties[2].name, "v:colour");
 }
 
-TEST_F(ReplyParsing, BrowseContinuesWithAPointAloneUnlessToldOtherwise) {
-    const auto has_more = [this](const std::string& attributes) {
-        return parse_browse_reply(parse("BrowseResponse", "<da:BrowseResponse " + attributes + "/>"))
-            .has_more;
+TEST(ReplyParsing, BrowseContinuesWithAPointAloneUnlessToldOtherwise) {
+    const auto has_more = [](const std::string& attributes) {
+        return parse_browse_reply(to_envelope("<da:BrowseResponse " + attributes + "/>")).has_more;
     };
 
     EXPECT_FALSE(has_more(""));
@@ -153,20 +141,47 @@ TEST_F(ReplyParsing, BrowseContinuesWithAPointAloneUnlessToldOtherwise) {
     EXPECT_TRUE(has_more("MoreElements='1'"));
 }
 
-TEST_F(ReplyParsing, PropertiesOfAnUnknownItem) {
-    const PropertiesReply reply = parse_properties_reply(parse("GetPropertiesResponse", R"(
+TEST(ReplyParsing, PropertiesOfAnUnknownItem) {
+    const PropertiesReply reply = parse_properties_reply(to_envelope(R"(
         <da:GetPropertiesResponse>
           <da:GetPropertiesResult/>
           <da:PropertyLists ItemName="x" ResultID="da:E_UNKNOWNITEMNAME"/>
           <da:Errors ID="da:E_UNKNOWNITEMNAME"><da:Text>gone</da:Text></da:Errors>
         </da:GetPropertiesResponse>)"));
 
-    EXPECT_EQ(reply.result->to_text(), "E_UNKNOWNITEMNAME: gone");
-    EXPECT_TRUE(reply.properties.empty());
+    ASSERT_EQ(reply.items.size(), 1U);
+    EXPECT_EQ(reply.items[0].item_name, "x");
+    EXPECT_EQ(reply.items[0].result->to_text(), "E_UNKNOWNITEMNAME: gone");
+    EXPECT_TRUE(reply.items[0].properties.empty());
 }
 
-TEST_F(ReplyParsing, SubscribeItemsAreOneElementDeeper) {
-    const SubscribeReply reply = parse_subscribe_reply(parse("SubscribeResponse", R"(
+TEST(ReplyParsing, PropertiesOfSeveralItems) {
+    const PropertiesReply reply = parse_properties_reply(to_envelope(R"(
+        <da:GetPropertiesResponse>
+          <da:GetPropertiesResult ServerState="running"/>
+          <da:PropertyLists ItemPath="DA" ItemName="x">
+            <da:Properties Name="da:engineeringUnits"><da:Value i:type="x:string">m</da:Value></da:Properties>
+            <da:Properties Name="da:quality"/>
+          </da:PropertyLists>
+          <da:PropertyLists ItemName="y"/>
+        </da:GetPropertiesResponse>)"));
+
+    EXPECT_EQ(reply.header.server_state, "running");
+    ASSERT_EQ(reply.items.size(), 2U);
+    EXPECT_EQ(reply.items[0].item_path, "DA");
+    EXPECT_EQ(reply.items[0].get_text("engineeringUnits"), "m");
+    EXPECT_EQ(reply.items[0].find("quality"), nullptr);
+    EXPECT_EQ(reply.items[0].get_text("quality"), "");
+    EXPECT_EQ(reply.items[1].item_name, "y");
+}
+
+TEST(ReplyParsing, CancelSaysNothing) {
+    EXPECT_NO_THROW(parse_cancel_reply(to_envelope("<da:SubscriptionCancelResponse/>")));
+    EXPECT_THROW(parse_cancel_reply(to_envelope("<da:ReadResponse/>")), UnexpectedMessage);
+}
+
+TEST(ReplyParsing, SubscribeItemsAreOneElementDeeper) {
+    const SubscribeReply reply = parse_subscribe_reply(to_envelope(R"(
         <da:SubscribeResponse ServerSubHandle="h 1">
           <da:SubscribeResult/>
           <da:RItemList RevisedSamplingRate="500">
@@ -182,8 +197,8 @@ TEST_F(ReplyParsing, SubscribeItemsAreOneElementDeeper) {
     EXPECT_EQ(reply.items[0].value->text, "7");
 }
 
-TEST_F(ReplyParsing, RefreshWithSeveralListsAndAnOverflow) {
-    const RefreshReply reply = parse_refresh_reply(parse("SubscriptionPolledRefreshResponse", R"(
+TEST(ReplyParsing, RefreshWithSeveralListsAndAnOverflow) {
+    const RefreshReply reply = parse_refresh_reply(to_envelope(R"(
         <da:SubscriptionPolledRefreshResponse DataBufferOverflow="1">
           <da:SubscriptionPolledRefreshResult/>
           <da:RItemList SubscriptionHandle="h"><da:Items ClientItemHandle="1"/></da:RItemList>
@@ -195,9 +210,8 @@ TEST_F(ReplyParsing, RefreshWithSeveralListsAndAnOverflow) {
     EXPECT_EQ(reply.items.size(), 2U);
 }
 
-TEST_F(ReplyParsing, RefreshOfALostSubscription) {
-    const RefreshReply reply = parse_refresh_reply(parse(
-        "SubscriptionPolledRefreshResponse",
+TEST(ReplyParsing, RefreshOfALostSubscription) {
+    const RefreshReply reply = parse_refresh_reply(to_envelope(
         "<da:SubscriptionPolledRefreshResponse><da:InvalidServerSubHandles>h</da:InvalidServerSubHandles>"
         "</da:SubscriptionPolledRefreshResponse>"));
 
@@ -205,52 +219,68 @@ TEST_F(ReplyParsing, RefreshOfALostSubscription) {
     EXPECT_FALSE(reply.has_overflowed);
 }
 
-TEST_F(ReplyParsing, AnEnvelopeWithoutPrefixes) {
-    const auto document = parse_xml(
+TEST(ReplyParsing, AnEnvelopeWithoutPrefixes) {
+    const std::string reply =
         "<Envelope xmlns='http://schemas.xmlsoap.org/soap/envelope/'><Body>"
         "<ReadResponse xmlns='http://opcfoundation.org/webservices/XMLDA/1.0/'><RItemList>"
         "<Items ClientItemHandle='1'><Value t:type='s:int' "
         "xmlns:t='http://www.w3.org/2001/XMLSchema-instance' "
         "xmlns:s='http://www.w3.org/2001/XMLSchema'>3</Value></Items></RItemList></ReadResponse></Body></"
-        "Envelope>");
-    const auto items = parse_items_reply(unwrap(*document, "ReadResponse"));
+        "Envelope>";
+    const auto items = parse_read_reply(reply).items;
 
     ASSERT_EQ(items.size(), 1U);
     EXPECT_EQ(items[0].value->type, "int");
 }
 
-void expect_failure(const std::string& envelope, ExitStatus status, const std::string& message) {
-    const auto document = parse_xml(envelope);
+template <class Exception>
+void expect_failure(const std::string& envelope, const std::string& message) {
     try {
-        unwrap(*document, "ReadResponse");
+        parse_read_reply(envelope);
         FAIL() << "no failure";
-    } catch (const Failure& failure) {
-        EXPECT_EQ(failure.get_status(), status);
-        EXPECT_EQ(std::string(failure.what()), message);
+    } catch (const Exception& error) {
+        EXPECT_EQ(std::string(error.what()), message);
     }
 }
 
 TEST(Unwrap, FaultWithAQualifiedCode) {
-    expect_failure(to_envelope("<E:Fault><faultcode>da:E_ACCESS_DENIED</faultcode>"
-                               "<faultstring>not you</faultstring><detail/></E:Fault>"),
-                   ExitStatus::FAULT, "the server refused the request: E_ACCESS_DENIED: not you");
+    expect_failure<Fault>(to_envelope("<E:Fault><faultcode>da:E_ACCESS_DENIED</faultcode>"
+                                      "<faultstring>not you</faultstring><detail/></E:Fault>"),
+                          "the server refused the request: E_ACCESS_DENIED: not you");
 }
 
 TEST(Unwrap, FaultWithoutAnything) {
-    expect_failure(to_envelope("<E:Fault/>"), ExitStatus::FAULT,
-                   "the server refused the request: a fault without a code");
+    expect_failure<Fault>(to_envelope("<E:Fault/>"),
+                          "the server refused the request: a fault without a code");
 }
 
 TEST(Unwrap, AnotherResponse) {
-    expect_failure(to_envelope("<da:WriteResponse/>"), ExitStatus::UNEXPECTED_CONTENT,
-                   "the reply holds 'WriteResponse' instead of 'ReadResponse'");
-    expect_failure(to_envelope(""), ExitStatus::UNEXPECTED_CONTENT,
-                   "the reply holds nothing instead of 'ReadResponse'");
+    expect_failure<UnexpectedMessage>(to_envelope("<da:WriteResponse/>"),
+                                      "the reply holds 'WriteResponse' instead of 'ReadResponse'");
+    expect_failure<UnexpectedMessage>(to_envelope(""), "the reply holds nothing instead of 'ReadResponse'");
+}
+
+TEST(Unwrap, FaultsOfTheNewerSoap) {
+    expect_failure<Fault>(
+        "<e:Envelope xmlns:e='http://www.w3.org/2003/05/soap-envelope'><e:Body><e:Fault>"
+        "<e:Code><e:Value>e:Sender</e:Value><e:Subcode><e:Value "
+        "xmlns:v='urn:v'>v:E_FAIL</e:Value></e:Subcode>"
+        "</e:Code><e:Reason><e:Text xml:lang='en'>no luck</e:Text><e:Text "
+        "xml:lang='de'>Pech</e:Text></e:Reason>"
+        "</e:Fault></e:Body></e:Envelope>",
+        "the server refused the request: E_FAIL: no luck");
+    expect_failure<Fault>(to_envelope("<E:Fault><E:Code><E:Value>E:Receiver</E:Value></E:Code></E:Fault>"),
+                          "the server refused the request: Receiver");
+}
+
+TEST(Unwrap, NoXml) {
+    expect_failure<UnexpectedMessage>("hello",
+                                      "the reply is not the XML it should be: syntax error in line 1");
 }
 
 TEST(Unwrap, NoEnvelope) {
-    expect_failure("<html><body/></html>", ExitStatus::UNEXPECTED_CONTENT,
-                   "the reply is XML, but no SOAP envelope with a body");
+    expect_failure<UnexpectedMessage>("<html><body/></html>",
+                                      "the reply is XML, but no SOAP envelope with a body");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "xmlda/text/utf8.h"
+#include "client/text/utf8.h"
 
 namespace xmlda {
 namespace {
@@ -61,6 +61,28 @@ std::optional<char32_t> take_character(std::string_view& text) {
     const auto decoded = decode(text);
     text.remove_prefix(decoded ? decoded->second : 1);
     return decoded ? std::optional(decoded->first) : std::nullopt;
+}
+
+void append_character(std::string& text, char32_t character) {
+    const auto append = [&text](char32_t bits) { text += static_cast<char>(bits); };
+    const auto append_rest = [&append, character](unsigned int shift) {
+        append(CONTINUATION | (character >> shift & 0x3FU));
+    };
+    if (character < 0x80) {
+        append(character);
+    } else if (character < 0x800) {
+        append(0xC0U | character >> 6U);
+        append_rest(0);
+    } else if (character < 0x10000) {
+        append(0xE0U | character >> 12U);
+        append_rest(6);
+        append_rest(0);
+    } else {
+        append(0xF0U | character >> 18U);
+        append_rest(12);
+        append_rest(6);
+        append_rest(0);
+    }
 }
 
 }  // namespace xmlda

@@ -1,16 +1,11 @@
-#include "xmlda/protocol/Value.h"
+#include "client/Value.h"
 
-#include "xmlda/protocol/type_names.h"
-#include "xmlda/soap/namespaces.h"
+#include "client/namespaces.h"
+#include "client/text/text.h"
+#include "client/type_names.h"
 
 namespace xmlda {
 namespace {
-
-std::string trim(const std::string& text) {
-    constexpr const char* BLANKS = " \t\r\n";
-    const std::size_t begin = text.find_first_not_of(BLANKS);
-    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1);
-}
 
 std::string get_type(const XmlElement& element, const std::string& otherwise) {
     const auto text = element.find_instance_attribute("type");
@@ -36,8 +31,8 @@ Value parse_value(const XmlElement& element, const std::string& presumed_type) {
     } else if (is_array_type(value.type) || !element.get_children().empty()) {
         value.kind = Value::Kind::LIST;
         const std::string member_type = is_array_type(value.type) ? get_member_type(value.type) : "";
-        for (const auto& child : element.get_children()) {
-            value.members.push_back(parse_value(*child, member_type));
+        for (const XmlElement& child : element.get_children()) {
+            value.members.push_back(parse_value(child, member_type));
         }
     } else {
         const bool keeps_blanks = value.type == "string" || value.type.empty();

@@ -11,4 +11,7 @@ namespace xmlda {
 /// Requires: the text is not empty.
 std::optional<char32_t> take_character(std::string_view& text);
 
+/// Appends the UTF-8 form of a code point, whether or not it is a character.
+void append_character(std::string& text, char32_t character);
+
 }  // namespace xmlda

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xmlda/soap/XmlElement.h"
+#include "client/xml/XmlDocument.h"
 
 #include <string>
 
@@ -11,13 +11,10 @@ namespace xmlda {
 ///                 "xsd" and "xsi" stand for XML Schema and its instance namespace
 std::string wrap(const std::string& request);
 
-/// Finds the response in an envelope.
+/// Finds the response in an envelope, of SOAP 1.1 or 1.2.
 /// @param name  of the response element, for example "ReadResponse"
-/// @throws Fault    if the envelope holds a fault instead
-/// @throws Failure  UNEXPECTED_CONTENT: this is no envelope, or it holds something else
-const XmlElement& unwrap(const XmlElement& envelope, const std::string& name);
-
-/// Whether this is an envelope that holds a fault.
-bool holds_fault(const XmlElement& envelope);
+/// @throws Fault              if the envelope holds a fault instead
+/// @throws UnexpectedMessage  this is no envelope, or it holds something else
+XmlElement unwrap(const XmlDocument& envelope, const std::string& name);
 
 }  // namespace xmlda

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "xmlda/protocol/requests.h"
+#include "client/requests.h"
 
 #include <string>
 
@@ -13,7 +13,7 @@ namespace xmlda {
 /// range, times and durations for their shape. A byte in an array may also be typed as 128 to 255: it is
 /// written as the negative number with the same bits. How an array is typed is `split_list`'s matter.
 /// @param type  as `to_type_name` gives it
-/// @throws Failure  USAGE: the text does not suit the type, or XML cannot carry it; the message names both
+/// @throws UnsuitableText  the text does not suit the type, or XML cannot carry it; the message names both
 OutgoingValue parse_outgoing_value(const std::string& type, const std::string& text);
 
 }  // namespace xmlda

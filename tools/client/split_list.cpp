@@ -1,10 +1,8 @@
-#include "xmlda/protocol/split_list.h"
+#include "client/split_list.h"
 
-#include "xmlda/Failure.h"
-
-#include <Poco/String.h>
-#include <Poco/UTF8Encoding.h>
-#include <Poco/UnicodeConverter.h>
+#include "client/errors.h"
+#include "client/text/text.h"
+#include "client/text/utf8.h"
 
 #include <charconv>
 #include <string_view>
@@ -14,8 +12,8 @@ namespace {
 
 constexpr std::size_t HEX_DIGITS = 4;  // behind "\u"
 
-Failure create_failure(const std::string& text, const std::string& reason) {
-    return {ExitStatus::USAGE, "'" + text + "' is no list: " + reason};
+UnsuitableText create_failure(const std::string& text, const std::string& reason) {
+    return UnsuitableText("'" + text + "' is no list: " + reason);
 }
 
 /// The text without the brackets around it.
@@ -55,7 +53,7 @@ private:
         if (!rest_.starts_with('"')) {
             const std::string member(rest_.substr(0, rest_.find(',')));
             rest_.remove_prefix(member.size());
-            return Poco::trim(member);
+            return trim(member);
         }
         std::string member = take_quoted();
         skip_blanks();
@@ -119,15 +117,21 @@ private:
     }
 
     void append_code_point(std::string& member) {
-        std::u16string units(1, take_code_unit());
-        const bool is_first_half = (units.front() & 0xFC00U) == 0xD800U;
-        if (is_first_half && rest_.starts_with("\\u")) {
-            rest_.remove_prefix(2);
-            units += take_code_unit();
+        const char32_t first = take_code_unit();
+        const bool is_first_half = (first & 0xFC00U) == 0xD800U;
+        if (!is_first_half || !rest_.starts_with("\\u")) {
+            append_character(member, first);
+            return;
         }
-        std::string text;
-        Poco::UnicodeConverter::convert(Poco::UTF16String(units.begin(), units.end()), text);
-        member += text;
+        rest_.remove_prefix(2);
+        const char32_t second = take_code_unit();
+        const bool is_second_half = (second & 0xFC00U) == 0xDC00U;
+        if (is_second_half) {
+            append_character(member, 0x10000U + ((first & 0x3FFU) << 10U) + (second & 0x3FFU));
+        } else {
+            append_character(member, first);
+            append_character(member, second);
+        }
     }
 
     char16_t take_code_unit() {

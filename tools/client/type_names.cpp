@@ -1,4 +1,4 @@
-#include "xmlda/protocol/type_names.h"
+#include "client/type_names.h"
 
 #include <algorithm>
 #include <array>

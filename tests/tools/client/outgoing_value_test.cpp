@@ -1,7 +1,7 @@
-#include "xmlda/protocol/outgoing_value.h"
-#include "xmlda/Failure.h"
-#include "xmlda/protocol/split_list.h"
-#include "xmlda/protocol/type_names.h"
+#include "client/outgoing_value.h"
+#include "client/errors.h"
+#include "client/split_list.h"
+#include "client/type_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,9 +20,8 @@ std::string write_scalar(const std::string& type, const std::string& text) {
 std::string get_refusal(const std::string& type, const std::string& text) {
     try {
         return "taken: " + write_scalar(type, text);
-    } catch (const Failure& failure) {
-        EXPECT_EQ(failure.get_status(), ExitStatus::USAGE);
-        return failure.what();
+    } catch (const UnsuitableText& error) {
+        return error.what();
     }
 }
 
@@ -127,8 +126,8 @@ TEST(SplitList, RefusesMalformedQuotes) {
         try {
             split_list(text);
             return "";
-        } catch (const Failure& failure) {
-            return failure.what();
+        } catch (const UnsuitableText& error) {
+            return error.what();
         }
     };
 

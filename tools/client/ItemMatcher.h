@@ -1,7 +1,7 @@
 #pragma once
 
-#include "xmlda/protocol/replies.h"
-#include "xmlda/protocol/requests.h"
+#include "client/replies.h"
+#include "client/requests.h"
 
 #include <cstddef>
 #include <map>

@@ -1,6 +1,6 @@
-#include "xmlda/protocol/requests.h"
-#include "xmlda/protocol/ItemMatcher.h"
-#include "xmlda/soap/envelope.h"
+#include "client/requests.h"
+#include "client/ItemMatcher.h"
+#include "client/envelope.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +17,15 @@ using ::testing::Optional;
 const std::string OPTIONS = R"(<Options ReturnErrorText="true" ReturnDiagnosticInfo="false" )"
                             R"(ReturnItemTime="true" ReturnItemPath="false" ReturnItemName="true"/>)";
 
+/// The element of a request, without the envelope around it.
+std::string get_element(const Request& request) {
+    const std::string envelope = wrap("|");
+    const std::size_t begin = envelope.find('|');
+    EXPECT_EQ(request.body.substr(0, begin), envelope.substr(0, begin));
+    EXPECT_TRUE(request.body.ends_with(envelope.substr(begin + 1))) << request.body;
+    return request.body.substr(begin, request.body.size() - envelope.size() + 1);
+}
+
 TEST(Requests, AreWrappedInAnEnvelope) {
     EXPECT_EQ(
         wrap("<GetStatus/>"),
@@ -28,31 +37,45 @@ TEST(Requests, AreWrappedInAnEnvelope) {
 }
 
 TEST(Requests, Status) {
-    EXPECT_EQ(create_status_request(), "<GetStatus/>");
+    EXPECT_EQ(get_element(create_status_request()), "<GetStatus/>");
 }
 
 TEST(Requests, BrowseOfTheRoot) {
-    EXPECT_EQ(create_browse_request({}, false, ""),
+    EXPECT_EQ(get_element(create_browse_request({}, false, "")),
               R"(<Browse BrowseFilter="all" ReturnAllProperties="false" ReturnPropertyValues="false" )"
               R"(ReturnErrorText="true"/>)");
 }
 
 TEST(Requests, BrowseGoesOn) {
-    EXPECT_EQ(create_browse_request({"a", "p"}, true, "c"),
+    EXPECT_EQ(get_element(create_browse_request({"a", "p"}, true, "c")),
               R"(<Browse ItemPath="p" ItemName="a" ContinuationPoint="c" BrowseFilter="all" )"
               R"(ReturnAllProperties="true" ReturnPropertyValues="true" ReturnErrorText="true"/>)");
 }
 
 TEST(Requests, Properties) {
     EXPECT_EQ(
-        create_properties_request({"a", ""}, {"dataType", "euInfo"}),
+        get_element(create_properties_request({{"a", ""}}, {"dataType", "euInfo"})),
         R"(<GetProperties ReturnAllProperties="false" ReturnPropertyValues="true" ReturnErrorText="true">)"
         R"(<ItemIDs ItemName="a"/><PropertyNames>dataType</PropertyNames>)"
         R"(<PropertyNames>euInfo</PropertyNames></GetProperties>)");
 }
 
+TEST(Requests, AllPropertiesOfSeveralItems) {
+    EXPECT_EQ(
+        get_element(create_properties_request({{"a", ""}, {"b", "p"}})),
+        R"(<GetProperties ReturnAllProperties="true" ReturnPropertyValues="true" ReturnErrorText="true">)"
+        R"(<ItemIDs ItemName="a"/><ItemIDs ItemPath="p" ItemName="b"/></GetProperties>)");
+}
+
+TEST(Requests, SayWhatTheyAsk) {
+    const Request request = create_read_request({});
+
+    EXPECT_EQ(request.service, "Read");
+    EXPECT_EQ(request.get_action(), "http://opcfoundation.org/webservices/XMLDA/1.0/Read");
+}
+
 TEST(Requests, Read) {
-    EXPECT_EQ(create_read_request({{"a<b", ""}, {"c", "p"}}),
+    EXPECT_EQ(get_element(create_read_request({{"a<b", ""}, {"c", "p"}})),
               "<Read>" + OPTIONS +
                   R"(<ItemList><Items ItemName="a&lt;b" ClientItemHandle="1"/>)"
                   R"(<Items ItemPath="p" ItemName="c" ClientItemHandle="2"/></ItemList></Read>)");
@@ -65,7 +88,7 @@ TEST(Requests, WriteOfScalarsAndArrays) {
                                           {{"d", ""}, {"string", {"<"}}}};
 
     EXPECT_EQ(
-        create_write_request(items, true),
+        get_element(create_write_request(items, true)),
         R"(<Write ReturnValuesOnReply="true">)" + OPTIONS +
             R"(<ItemList>)"
             R"(<Items ItemName="a" ClientItemHandle="1"><Value xsi:type="xsd:double">2.5</Value></Items>)"
@@ -78,14 +101,14 @@ TEST(Requests, WriteOfScalarsAndArrays) {
 
 TEST(Requests, SubscribeRefreshAndCancel) {
     EXPECT_EQ(
-        create_subscribe_request({{"a", ""}}, 500ms, 30s),
+        get_element(create_subscribe_request({{"a", ""}}, 500ms, 30s)),
         R"(<Subscribe ReturnValuesOnReply="true" SubscriptionPingRate="30000">)" + OPTIONS +
             R"(<ItemList RequestedSamplingRate="500"><Items ItemName="a" ClientItemHandle="1"/></ItemList>)"
             R"(</Subscribe>)");
-    EXPECT_EQ(create_refresh_request("h"),
+    EXPECT_EQ(get_element(create_refresh_request("h")),
               R"(<SubscriptionPolledRefresh WaitTime="0" ReturnAllItems="false">)" + OPTIONS +
                   R"(<ServerSubHandles>h</ServerSubHandles></SubscriptionPolledRefresh>)");
-    EXPECT_EQ(create_cancel_request("h"), R"(<SubscriptionCancel ServerSubHandle="h"/>)");
+    EXPECT_EQ(get_element(create_cancel_request("h")), R"(<SubscriptionCancel ServerSubHandle="h"/>)");
 }
 
 ItemReply create_item(std::optional<std::string> handle, std::optional<std::string> name,

@@ -1,4 +1,4 @@
-#include "xmlda/protocol/ItemMatcher.h"
+#include "client/ItemMatcher.h"
 
 #include <algorithm>
 

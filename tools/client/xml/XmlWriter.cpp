@@ -1,6 +1,6 @@
-#include "xmlda/soap/XmlWriter.h"
+#include "client/xml/XmlWriter.h"
 
-#include "xmlda/text/utf8.h"
+#include "client/text/utf8.h"
 
 namespace xmlda {
 namespace {

@@ -1,0 +1,135 @@
+#include "client/errors.h"
+#include "client/namespaces.h"
+#include "client/xml/XmlDocument.h"
+#include "client/xml/XmlWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace xmlda::testing {
+namespace {
+
+void expect_refusal(const std::string& document, const std::string& message) {
+    try {
+        XmlDocument parsed(document);
+        FAIL() << "no failure for " << document.substr(0, 100);
+    } catch (const UnexpectedMessage& error) {
+        EXPECT_EQ(std::string(error.what()), "not the XML it should be: " + message);
+    }
+}
+
+std::string nest(int depth) {
+    std::string begin;
+    std::string end;
+    for (int i = 0; i < depth; ++i) {
+        begin += "<a>";
+        end += "</a>";
+    }
+    return begin + end;
+}
+
+TEST(ParseXml, TextsAndAttributes) {
+    const XmlDocument document("<a b='1 &lt; 2' c:d='3' xmlns:c='urn:c'>x<e>y</e>&#228;<![CDATA[<z>]]></a>");
+
+    EXPECT_EQ(document.get_root().get_text(), "x\xC3\xA4<z>");
+    EXPECT_EQ(document.get_root().find_attribute("b"), "1 < 2");
+    EXPECT_EQ(document.get_root().find_attribute("d"), std::nullopt);
+    EXPECT_EQ(document.get_root().find_child("e")->get_text(), "y");
+    EXPECT_EQ(document.get_root().find_child("f"), std::nullopt);
+}
+
+TEST(ParseXml, NamesInValuesResolveByTheNearestDeclaration) {
+    const XmlDocument document("<a xmlns='urn:1' xmlns:p='urn:2'><b xmlns:p='urn:3'><c xmlns=''/></b></a>");
+    const XmlElement c = *document.get_root().find_child("b")->find_child("c");
+
+    EXPECT_EQ(document.get_root().get_namespace(), "urn:1");
+    EXPECT_EQ(c.get_namespace(), "");
+    EXPECT_EQ(c.resolve("p:n").namespace_uri, "urn:3");
+    EXPECT_EQ(c.resolve("n").namespace_uri, "");
+    EXPECT_EQ(document.get_root().resolve("p:n").namespace_uri, "urn:2");
+    EXPECT_EQ(document.get_root().resolve("n").namespace_uri, "urn:1");
+    EXPECT_EQ(document.get_root().resolve("q:n").namespace_uri, "");
+    EXPECT_EQ(document.get_root().resolve("q:n").name, "n");
+}
+
+TEST(ParseXml, AttributesInTheProtocolsNamespace) {
+    const XmlDocument document(std::string("<a xmlns:d='") + namespaces::XMLDA + "' d:ItemName='i'/>");
+
+    EXPECT_EQ(document.get_root().find_attribute("ItemName"), "i");
+}
+
+TEST(ParseXml, OtherEncodings) {
+    const XmlDocument document("<?xml version='1.0' encoding='iso-8859-1'?><a>\xE4</a>");
+
+    EXPECT_EQ(document.get_root().get_text(), "\xC3\xA4");
+}
+
+TEST(ParseXml, LongTexts) {
+    const std::string text(12'000'000, 'x');
+    const XmlDocument document("<a b='" + text + "'>" + text + "</a>");
+
+    EXPECT_EQ(document.get_root().get_text(), text);
+    EXPECT_EQ(document.get_root().find_attribute("b"), text);
+}
+
+TEST(ParseXml, ElementsOutliveAMoveOfTheirDocument) {
+    XmlDocument document("<a><b>x</b></a>");
+    const XmlElement child = *document.get_root().find_child("b");
+    const XmlDocument moved = std::move(document);
+
+    EXPECT_EQ(child.get_text(), "x");
+    EXPECT_EQ(moved.get_root().find_child("b")->get_text(), "x");
+}
+
+TEST(ParseXml, RefusesWhatIsNotWellFormed) {
+    expect_refusal("<a><b></a>", "mismatched tag in line 1");
+    expect_refusal("Bad request", "syntax error in line 1");
+    expect_refusal("", "no element found in line 1");
+    expect_refusal("<a>\n<b/>\n", "no element found in line 3");
+    expect_refusal("<a x:b='1'/>", "unbound prefix in line 1");
+}
+
+TEST(ParseXml, RefusesDocumentTypes) {
+    expect_refusal("<!DOCTYPE a [<!ENTITY e 'x'>]><a>&e;</a>", "a document type declaration in line 1");
+    expect_refusal("<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>", "a document type declaration in line 1");
+    expect_refusal("<a>&e;</a>", "Entity 'e' not defined in line 1");
+}
+
+TEST(ParseXml, RefusesDeepNesting) {
+    EXPECT_NO_THROW(XmlDocument(nest(100)));
+    expect_refusal(nest(101), "elements nested too deep in line 1");
+    expect_refusal(nest(100'000), "elements nested too deep in line 1");
+}
+
+TEST(XmlWriter, WritesAttributesAndTexts) {
+    XmlWriter writer;
+    writer.start("a").attribute("b", "<\"&\n\t\r>").start("c").end().element("d", "x\n<&>\r").end();
+
+    EXPECT_EQ(writer.get(),
+              "<a b=\"&lt;&quot;&amp;&#10;&#9;&#13;&gt;\"><c/><d>x&#10;&lt;&amp;&gt;&#13;</d></a>");
+}
+
+TEST(XmlWriter, WhatItWritesReadsBackUnchanged) {
+    const std::string text = " \t\r\n<>&\"' \xC3\xA4 ]]> ";
+    XmlWriter writer;
+    writer.start("a").attribute("b", text).text(text).end();
+    const XmlDocument document(writer.get());
+
+    EXPECT_EQ(document.get_root().get_text(), text);
+    EXPECT_EQ(document.get_root().find_attribute("b"), text);
+}
+
+TEST(IsXmlText, TakesWhatXmlCanCarry) {
+    EXPECT_TRUE(is_xml_text("a\t\n\r\xC3\xA4\xF0\x9F\x94\xA5"));
+    EXPECT_FALSE(is_xml_text(std::string("a\0b", 3)));
+    EXPECT_FALSE(is_xml_text("\x1b[31m"));
+    EXPECT_FALSE(is_xml_text("\xC3"));
+    EXPECT_FALSE(is_xml_text("\xEF\xBF\xBF"));      // U+FFFF
+    EXPECT_FALSE(is_xml_text("\xED\xA0\x80"));      // a surrogate
+    EXPECT_FALSE(is_xml_text("\xF4\x90\x80\x80"));  // above U+10FFFF
+    EXPECT_FALSE(is_xml_text("\xC0\x80"));          // two bytes where one would do
+}
+
+}  // namespace
+}  // namespace xmlda::testing

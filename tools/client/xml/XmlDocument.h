@@ -1,0 +1,33 @@
+#pragma once
+
+#include "client/xml/XmlElement.h"
+
+#include <memory>
+#include <string_view>
+
+struct _xmlDoc;
+
+namespace xmlda {
+
+/// A parsed document. The elements that it gives are valid as long as it lives, also when it is moved.
+/// Several threads may read one document; each parses its own.
+class XmlDocument {
+public:
+    /// Parses a document that somebody else wrote. Refused as they begin, whatever follows: document type
+    /// declarations, which SOAP forbids, and elements nested deeper than 100. Nothing else is loaded.
+    /// @param bytes  at most the largest int of them, in an encoding that they declare themselves
+    /// @throws UnexpectedMessage  not well-formed, or refused; with the line and what is wrong there
+    explicit XmlDocument(std::string_view bytes);
+
+    const XmlElement& get_root() const { return root_; }
+
+private:
+    struct Free {
+        void operator()(_xmlDoc* document) const;
+    };
+
+    std::unique_ptr<_xmlDoc, Free> document_;
+    XmlElement root_;
+};
+
+}  // namespace xmlda

@@ -12,7 +12,7 @@ if(KX_SANITIZE)
   target_link_options(kx_build_flags INTERFACE -fsanitize=${KX_SANITIZE})
 endif()
 
-# Counts what runs of the libraries' own code. Tests and tools are not counted, but link what counts.
+# Counts what runs of what ships: the libraries, the tools and the plant. Tests are not counted, but link what counts.
 if(KX_COVERAGE)
   target_link_options(kx_build_flags INTERFACE --coverage)
 endif()
@@ -20,6 +20,13 @@ endif()
 function(kx_count_coverage target)
   if(KX_COVERAGE)
     target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+  endif()
+endfunction()
+
+# What the libraries' interface is made of, which scripts/check-abi compares, stands in full debug information only.
+function(kx_describe_types target)
+  if(KX_DESCRIBE_TYPES)
+    target_compile_options(${target} PRIVATE -g)
   endif()
 endfunction()
 

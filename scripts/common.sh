@@ -3,6 +3,22 @@
 
 project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# The folders of the libraries' sources.
+library_folders=(model base xml http codec server services subscriptions)
+
+# Prints the comment at the head of the script that is run, which says what it does and how it is called.
+print_usage() {
+  sed -n '2,/^[^#]/{/^#/s/^# \?//p}' "$0"
+}
+
+# For scripts whose arguments are their own: --help, as the first argument, prints the comment and ends the script.
+answer_help() {
+  if [[ ${1-} == --help ]]; then
+    print_usage
+    exit 0
+  fi
+}
+
 # Debian 12 packages, each with what tells that it is there: a command or a header.
 build_packages=(
   cmake:cmake
@@ -33,11 +49,14 @@ locale_packages=(
 client_packages=(
   gsoap:soapcpp2
   libgsoap-dev:/usr/include/stdsoap2.h
+  nodejs:node
+  npm:npm
   python3-zeep:/usr/lib/python3/dist-packages/zeep
 )
 deploy_packages=(
   libnginx-mod-http-js:/usr/lib/nginx/modules/ngx_http_js_module.so
   nginx-light:/usr/sbin/nginx
+  systemd:systemd-analyze
 )
 # The site of the documentation. Its test is skipped without.
 docs_packages=(
@@ -74,6 +93,13 @@ lint_packages=(
   eslint:eslint
   pylint:pylint
 )
+script_packages=(
+  shellcheck:shellcheck
+)
+abi_packages=(
+  abigail-tools:abidiff
+  xz-utils:xz
+)
 coverage_packages=(
   gcovr:gcovr
 )
@@ -106,23 +132,58 @@ list_missing() {
   done
 }
 
+# Runs a command as root.
+run_as_root() {
+  if [[ $(id -u) -eq 0 ]]; then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
 # Runs apt-get as root, without questions.
 run_apt_get() {
-  local as_root=()
-  if [[ $(id -u) -ne 0 ]]; then
-    as_root=(sudo)
-  fi
   # Its report of what it unpacks is of no interest; its errors are, and they come on the other stream.
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  run_as_root env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq -y -o DPkg::Lock::Timeout=300 "$@" >/dev/null
 }
 
-# Installs those of the given "package:proof" that are missing; fails if it cannot.
+# What the packages above bring as services of the system. The tests run these programs themselves.
+services=(nginx)
+
+# What Debian's packages ask whether they may start a service: 101 is no.
+policy_file=/usr/sbin/policy-rc.d
+
+# Installs packages; none of their services is started, now or at the next start of the system.
+install_without_services() (
+  present=()
+  for service in "${services[@]}"; do
+    [[ ! -e /lib/systemd/system/$service.service ]] || present+=("$service")
+  done
+  if [[ ! -e $policy_file ]]; then
+    trap 'run_as_root rm -f "$policy_file"' EXIT
+    printf '#!/bin/sh\nexit 101\n' | run_as_root tee "$policy_file" >/dev/null
+    run_as_root chmod 755 "$policy_file"
+  fi
+  run_apt_get install --no-install-recommends "$@" || exit
+  for service in "${services[@]}"; do
+    if [[ -e /lib/systemd/system/$service.service && " ${present[*]} " != *" $service "* ]]; then
+      run_as_root systemctl --quiet disable "$service" 2>/dev/null || true
+    fi
+  done
+)
+
+# Installs those of the given "package:proof" that are missing; fails if it cannot. With KX_INSTALL=no it only says
+# what is missing.
 install_missing() {
   local missing
-  mapfile -t missing < <(list_missing "$@")
+  mapfile -t missing < <(list_missing "$@" | sort -u)
   if [[ ${#missing[@]} -eq 0 ]]; then
     return 0
+  fi
+  if [[ ${KX_INSTALL-} == no ]]; then
+    printf 'missing: %s\n' "${missing[*]}" >&2
+    return 1
   fi
   if ! command -v apt-get >/dev/null; then
     printf 'error: missing here: %s\n' "${missing[*]}" >&2
@@ -134,7 +195,7 @@ install_missing() {
     return 1
   fi
   say "Installing with apt: ${missing[*]}"
-  run_apt_get update && run_apt_get install --no-install-recommends "${missing[@]}"
+  run_apt_get update && install_without_services "${missing[@]}"
 }
 
 # Set by a script that configures with more than the preset says.

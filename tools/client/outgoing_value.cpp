@@ -110,7 +110,7 @@ std::string to_scalar_text(const std::string& type, const std::string& typed) {
     if (type == "string") {
         return typed;
     }
-    const std::string text = trim(typed);
+    std::string text = trim(typed);
     if (type == "boolean") {
         return to_boolean_text(text);
     }

@@ -24,6 +24,7 @@ std::vector<std::string> to_details(const std::vector<Property>& properties) {
         width = std::max(width, get_width(to_printable(property.name)));
     }
     std::vector<std::string> lines;
+    lines.reserve(properties.size());
     for (const Property& property : properties) {
         lines.push_back(pad_to_width(to_printable(property.name), width + 2) + get_property_text(property));
     }

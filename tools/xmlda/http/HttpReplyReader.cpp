@@ -16,9 +16,10 @@ namespace {
 using Poco::Net::HTTPResponse;
 
 constexpr std::string_view PROTOCOL = "HTTP/";  // what every reply begins with
-constexpr std::size_t MAXIMUM_HEAD_SIZE = 64 * 1024;
-constexpr std::size_t MAXIMUM_LINE_SIZE = 4 * 1024;  // of a chunk's size line and of each trailer
-constexpr int MAXIMUM_INTERIM_REPLIES = 10;          // "100 Continue" and the like
+constexpr std::size_t MAXIMUM_HEAD_SIZE = std::size_t{64} * 1024;
+constexpr std::size_t MAXIMUM_LINE_SIZE =
+    std::size_t{4} * 1024;                   // of a chunk's size line and of each trailer
+constexpr int MAXIMUM_INTERIM_REPLIES = 10;  // "100 Continue" and the like
 
 Failure create_broken() {
     return {ExitStatus::NO_CONNECTION, "the connection broke in the middle of the reply"};
@@ -202,7 +203,8 @@ void HttpReplyReader::read_chunks(std::string& body) {
 
 void HttpReplyReader::check_size(std::size_t size) const {
     if (size > maximum_size_) {
-        throw create_unexpected("the reply is larger than " + std::to_string(maximum_size_ / (1024 * 1024)) +
+        throw create_unexpected("the reply is larger than " +
+                                std::to_string(maximum_size_ / (std::size_t{1024} * 1024)) +
                                 " MiB (--max-reply allows more)");
     }
 }

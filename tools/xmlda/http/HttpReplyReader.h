@@ -54,7 +54,7 @@ private:
 
     Source source_;
     std::size_t maximum_size_;
-    std::array<char, 16 * 1024> buffer_;
+    std::array<char, std::size_t{16} * 1024> buffer_;
     std::size_t position_ = 0;
     std::size_t end_ = 0;
 };

@@ -33,8 +33,9 @@ public:
     void draw(const TreeNode& node, const std::string& leader, const std::string& continuation) {
         lines_.push_back({leader + node.label, node.remark});
         const char* const below = node.children.empty() ? "  " : strokes_.passing_detail;
+        const std::string start = continuation + below;
         for (const std::string& detail : node.details) {
-            lines_.push_back({continuation + below + detail, ""});
+            lines_.push_back({start + detail, ""});
         }
         for (const TreeNode& child : node.children) {
             const bool is_last = &child == &node.children.back();

@@ -26,7 +26,7 @@ class Step:
 
 
 def list_pages():
-    return [PROJECT / "README.md", PROJECT / "CHANGELOG.md", *sorted((PROJECT / "docs").glob("*.md"))]
+    return [*(PROJECT / name for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md")), *sorted((PROJECT / "docs").glob("*.md"))]
 
 
 def read_steps(page):

@@ -1,7 +1,8 @@
 #include "model/Observers.h"
 
+#include "model/standard_error.h"
+
 #include <exception>
-#include <iostream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,7 +21,7 @@ void report_exception(const Path& path, std::string_view what) noexcept {
         std::string line = "observer of " + path.as_string() + " failed: ";
         line += what;
         line += '\n';
-        std::cerr << line << std::flush;
+        write_to_standard_error(line);
     } catch (...) {  // NOLINT(bugprone-empty-catch): there is no other place to report to
     }
 }

@@ -1,17 +1,12 @@
 #include "services/Diagnostics.h"
 
-#include <exception>
-#include <iostream>
+#include "model/standard_error.h"
 
 namespace kx::information_model::opc {
 
 Diagnostics::~Diagnostics() {
-    if (lines_.empty()) {
-        return;
-    }
-    try {
-        std::cerr << lines_ << std::flush;
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): there is no other place to report to
+    if (!lines_.empty()) {
+        detail::write_to_standard_error(lines_);
     }
 }
 

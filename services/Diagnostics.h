@@ -6,7 +6,8 @@
 namespace kx::information_model::opc {
 
 /// Gathers the lines that a request leaves on the standard error stream and writes them when it is
-/// destroyed, in one piece, so that the lines of several requests do not mix.
+/// destroyed, together, so that the lines of several requests do not mix. What that stream does not take in a
+/// few seconds is dropped, and a write that fails leaves the stream, the host's, as it was.
 ///
 /// Make it before the tree lock is taken: a slow reader of that stream must not hold up the host.
 class Diagnostics {

@@ -354,6 +354,27 @@ TEST(ConnectionsOfManyWorkers, AreServedBesideTwoHundredIdleOnes) {
     host.expect_well();
 }
 
+// More than a pipe holds, and nobody reads it: each request that names what does not exist has lines to
+// leave.
+TEST(ConnectionsOfAHostWhoseErrorsNobodyReads, AreServed) {
+    HostProcess host;
+    std::string items;
+    for (int number = 0; number < 5000; ++number) {
+        items += "<Items ItemName=\"missing/item/" + std::to_string(number) + "\"/>";
+    }
+    const std::string body = create_request("<Read><ItemList>" + items + "</ItemList></Read>");
+    std::vector<std::unique_ptr<HttpClient>> clients;
+    for (int number = 0; number < 20; ++number) {  // more than there are workers
+        clients.push_back(std::make_unique<HttpClient>(host.get_port()));
+        clients.back()->send(create_post(body, "Connection: close\r\n"));
+    }
+    for (const auto& client : clients) {
+        EXPECT_EQ(client->receive().status, 200);
+    }
+    host.expect_served();
+    host.kill();
+}
+
 // Those that are connected may be closed as well: a worker needs a file to wait with.
 TEST(ConnectionsWithoutFiles, AreServedWhenThereAreFilesAgain) {
     HostProcess host({"files=40"});

@@ -1,27 +1,25 @@
 #pragma once
 
+#include "http/OpenConnections.h"
+
 #include <Poco/Net/Context.h>
 #include <Poco/Net/ServerSocket.h>
 
+#include <memory>
+
 namespace kx::information_model::opc {
 
-/// A socket for POCO's servers to accept connections from, plain or with TLS; not bound yet.
-///
-/// POCO shuts down connections on the thread that stops a server, while the threads that serve them may be
-/// closing them. With POCO's own sockets the descriptor may then belong to something else already, to
-/// anything in the process, and OpenSSL is called for one connection by two threads at once. A connection of
-/// this socket may be shut down by any thread: it just sees the end of what its peer sends, once what has
-/// arrived is read. All else, closing included, is for the thread that serves it.
-///
-/// A program that the host starts inherits none of the connections.
+/// A socket for POCO's servers to accept connections from, plain or with TLS; not bound yet. What it accepts
+/// are connections as `Connection` describes them. A program that the host starts inherits none of them.
 ///
 /// Derived to be made; what makes it what it is is the implementation, which copies share.
 class ListeningSocket : public Poco::Net::ServerSocket {
 public:
-    ListeningSocket();
+    /// @param connections  where each of its connections is for as long as it is open; not null
+    explicit ListeningSocket(std::shared_ptr<OpenConnections> connections);
 
     /// With TLS. The handshake is done when a connection is first read from or written to.
-    explicit ListeningSocket(const Poco::Net::Context::Ptr& context);
+    ListeningSocket(std::shared_ptr<OpenConnections> connections, const Poco::Net::Context::Ptr& context);
 };
 
 }  // namespace kx::information_model::opc

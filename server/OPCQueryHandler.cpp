@@ -1,6 +1,8 @@
 #include "server/OPCQueryHandler.h"
 
+#include "http/Connection.h"
 #include "server/Error.h"
+#include "server/ReplyElement.h"
 #include "server/RequestBody.h"
 #include "server/RequestParser.h"
 #include "server/request_dom.h"
@@ -39,21 +41,40 @@ struct Service {
     std::unique_ptr<AMessage> (*create)(const std::shared_ptr<InformationModel>& model,
                                         const Poco::XML::Node* request,
                                         const Poco::XML::NamespaceSupport& namespaces,
-                                        SubscriptionHandler& subscriptions);
+                                        SubscriptionHandler& subscriptions, HoldWatch* watch);
 };
 
 template <class Message>
 std::unique_ptr<AMessage> create(const std::shared_ptr<InformationModel>& model,
                                  const Poco::XML::Node* request,
                                  const Poco::XML::NamespaceSupport& namespaces,
-                                 SubscriptionHandler& subscriptions) {
+                                 SubscriptionHandler& subscriptions, HoldWatch* watch) {
     if constexpr (std::is_constructible_v<Message, std::shared_ptr<InformationModel>, const Poco::XML::Node*,
-                                          const Poco::XML::NamespaceSupport&, SubscriptionHandler&>) {
+                                          const Poco::XML::NamespaceSupport&, SubscriptionHandler&,
+                                          HoldWatch*>) {
+        return std::make_unique<Message>(model, request, namespaces, subscriptions, watch);
+    } else if constexpr (std::is_constructible_v<Message, std::shared_ptr<InformationModel>,
+                                                 const Poco::XML::Node*, const Poco::XML::NamespaceSupport&,
+                                                 SubscriptionHandler&>) {
         return std::make_unique<Message>(model, request, namespaces, subscriptions);
     } else {
         return std::make_unique<Message>(model, request, namespaces);
     }
 }
+
+/// Waits on the connection that a poll came on.
+class ConnectionWatch : public HoldWatch {
+public:
+    /// @param connection  null if it came on none
+    explicit ConnectionWatch(Connection* connection) : connection_(connection) {}
+
+    HoldWatch* get() { return connection_ == nullptr ? nullptr : this; }
+
+    bool hold_for(const timespec& duration) override { return connection_->hold_for(duration); }
+
+private:
+    Connection* connection_;
+};
 
 // The order matters: of several request elements in one body, the first in this table is served.
 const std::array SERVICES{
@@ -75,22 +96,28 @@ const Poco::XML::Node* find_soap_body(const Poco::XML::Document& document,
     return envelope == nullptr ? nullptr : find_child(*envelope, request_names::BODY, namespaces);
 }
 
+bool has_body(const Poco::Net::HTTPServerRequest& request) {
+    return request.getMethod() != Poco::Net::HTTPRequest::HTTP_HEAD;
+}
+
 /// Sends a text, all of it now: at the end of its life the stream would send the rest and keep to itself
-/// whether that succeeded, and the client would wait for it.
-void send(Poco::Net::HTTPServerResponse& response, std::string_view text) {
+/// whether that succeeded, and the client would wait for it. Just the header where the answer has no body.
+void send(const Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
+          std::string_view text) {
     std::ostream& stream = response.send();
-    stream << text << std::flush;
+    stream << (has_body(request) ? text : std::string_view()) << std::flush;
     if (!stream) {
         throw std::ios_base::failure("an answer was not sent");
     }
 }
 
-void send_fault(Poco::Net::HTTPServerResponse& response, const Error& error) {
+void send_fault(const Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
+                const Error& error) {
     const std::string text = serialize(generate_fault(error));
     response.setChunkedTransferEncoding(true);
     response.setContentType(CONTENT_TYPE);
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
-    send(response, text);
+    send(request, response, text);
 }
 
 Poco::AutoPtr<Poco::XML::Document> parse_body(Poco::Net::HTTPServerRequest& request) {
@@ -115,9 +142,9 @@ void send_all(Poco::Net::StreamSocket& socket, std::string_view text) {
 /// system call each. Null where the stream has to do it.
 Poco::Net::StreamSocket* find_socket(Poco::Net::HTTPServerRequest& request, std::size_t body_size) {
     auto* const connection = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
-    const bool has_body = request.getMethod() != Poco::Net::HTTPRequest::HTTP_HEAD;
-    return connection != nullptr && has_body && body_size > STREAMED_REPLY_SIZE ? &connection->socket()
-                                                                                : nullptr;
+    return connection != nullptr && has_body(request) && body_size > STREAMED_REPLY_SIZE
+               ? &connection->socket()
+               : nullptr;
 }
 
 void send_reply(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
@@ -137,7 +164,7 @@ void send_reply(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResp
     } else {
         response.setChunkedTransferEncoding(false);
         response.setContentLength64(static_cast<Poco::Int64>(size));
-        send(response, {});  // the header
+        send(request, response, {});  // the header
         send_all(*socket, joined);
         if (joined.empty()) {
             text.for_each_piece([&](std::string_view piece) { send_all(*socket, piece); });
@@ -148,9 +175,11 @@ void send_reply(Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResp
     }
 }
 
-void send_bad_request(Poco::Net::HTTPServerResponse& response) {
+/// Where the next request would begin may be in doubt: the connection is closed.
+void send_bad_request(const Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response) {
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
-    send(response, "Bad request");
+    response.setKeepAlive(false);
+    send(request, response, "Bad request");
 }
 
 }  // namespace
@@ -163,33 +192,36 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
                                     Poco::Net::HTTPServerResponse& response) {
     try {
         try {
-            send_reply(request, response, process(request));
+            send_reply(request, response, process(request).text);
         } catch (const Error& error) {
-            send_fault(response, error);
+            send_fault(request, response, error);
         }
     } catch (const std::exception&) {
         if (response.sent()) {
             throw;  // the answer broke off on its way out: closing the connection tells it
         }
-        send_bad_request(response);
+        send_bad_request(request, response);
     }
 }
 
-MarkupRope OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
+OPCQueryHandler::Reply OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
     Poco::XML::NamespaceSupport namespaces;
     namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
     namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
     namespaces.declarePrefix(xml_namespaces::XSI_PREFIX, xml_namespaces::XSI);
+    ConnectionWatch watch(find_connection(request));
     // The request is freed before the reply is made: both can be large, and one uses the other's memory.
-    const auto message = create_message(parse_body(request), namespaces);
+    const auto message = create_message(parse_body(request), namespaces, watch.get());
     if (message == nullptr) {
         throw Poco::NotFoundException("no known request");
     }
-    return write_reply(message->generate());
+    Poco::AutoPtr<Poco::XML::Document> document = message->generate();
+    return {dynamic_cast<ReplyDocument&>(*document).take_share(), write_reply(document)};
 }
 
-std::unique_ptr<AMessage> OPCQueryHandler::create_message(
-    Poco::AutoPtr<Poco::XML::Document> request, const Poco::XML::NamespaceSupport& namespaces) const {
+std::unique_ptr<AMessage> OPCQueryHandler::create_message(Poco::AutoPtr<Poco::XML::Document> request,
+                                                          const Poco::XML::NamespaceSupport& namespaces,
+                                                          HoldWatch* watch) const {
     const Poco::XML::Node* soap_body = find_soap_body(*request, namespaces);
     if (soap_body == nullptr) {
         throw Error(Error::E_SOAP);
@@ -197,7 +229,7 @@ std::unique_ptr<AMessage> OPCQueryHandler::create_message(
     subscriptions_->remove_expired();
     for (const Service& service : SERVICES) {
         if (const Poco::XML::Node* node = find_child(*soap_body, service.request_name, namespaces)) {
-            return service.create(model_, node, namespaces, *subscriptions_);
+            return service.create(model_, node, namespaces, *subscriptions_, watch);
         }
     }
     return nullptr;

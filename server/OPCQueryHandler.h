@@ -2,6 +2,8 @@
 
 #include "server/AMessage.h"
 #include "server/MarkupRope.h"
+#include "server/ReplyBudget.h"
+#include "subscriptions/HoldWatch.h"
 #include "subscriptions/SubscriptionHandler.h"
 
 #include <information_model/InformationModel.h>
@@ -35,14 +37,21 @@ public:
                        Poco::Net::HTTPServerResponse& response) override;
 
 private:
-    /// Serves a request and returns the reply's text.
-    MarkupRope process(Poco::Net::HTTPServerRequest& request) const;
+    struct Reply {
+        ReplyShare share;
+        MarkupRope text;
+    };
+
+    /// Serves a request.
+    Reply process(Poco::Net::HTTPServerRequest& request) const;
 
     /// Sweeps expired subscriptions and makes the message that the request asks for.
+    /// @param watch  of a poll that is held; may be null
     /// @return null if there is no known request
     /// @throws Error  if there is no envelope or body, and what the message's constructor throws
     std::unique_ptr<AMessage> create_message(Poco::AutoPtr<Poco::XML::Document> request,
-                                             const Poco::XML::NamespaceSupport& namespaces) const;
+                                             const Poco::XML::NamespaceSupport& namespaces,
+                                             HoldWatch* watch) const;
 
     std::shared_ptr<InformationModel> model_;
     std::shared_ptr<SubscriptionHandler> subscriptions_;

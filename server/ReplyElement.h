@@ -1,6 +1,7 @@
 #pragma once
 
 #include "server/MarkupRope.h"
+#include "server/ReplyBudget.h"
 #include "server/arena_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
@@ -25,7 +26,7 @@ public:
 
 /// Largest reply in bytes. The largest request that asks for each item once stays far below; but a small one
 /// can ask for a large array again and again.
-inline constexpr std::size_t MAXIMUM_REPLY_SIZE = std::size_t{512} * 1024 * 1024;
+inline constexpr std::size_t MAXIMUM_REPLY_SIZE = std::size_t{256} * 1024 * 1024;
 
 /// What the elements of a reply share: the count of the bytes that they will take, and memory for those that
 /// pass through a list.
@@ -48,10 +49,14 @@ class ReplyMemory {
         if (markup_size_ > maximum_size_) {
             throw ReplyLimitException("the reply is too large");
         }
+        if (!share_.grow_to(markup_size_)) {
+            throw ReplyLimitException("too many large replies are being made or sent");
+        }
     }
 
     std::size_t maximum_size_ = MAXIMUM_REPLY_SIZE;
     std::size_t markup_size_ = 0;
+    ReplyShare share_;
     std::size_t open_lists_ = 0;
     std::size_t passing_elements_ = 0;  // in `passing_memory_`
     std::array<std::byte, 2048> passing_buffer_;
@@ -69,6 +74,9 @@ public:
 
     std::size_t get_markup_size() const noexcept { return markup_size_; }
 
+    /// Hands over what the reply holds of the budget of all replies. It is to be kept until it is sent.
+    ReplyShare take_share() noexcept { return std::move(share_); }
+
 protected:
     ~ReplyDocument() override;
 
@@ -82,7 +90,8 @@ private:
 /// of its children that are no text and passed through no list, but neither attributes nor text; to look at
 /// them, write the element.
 ///
-/// Whatever makes a reply longer throws `ReplyLimitException` once it is too long.
+/// Whatever makes a reply longer throws `ReplyLimitException` once it is too long, or all replies of the
+/// process are.
 class ReplyElement final : public ArenaElement {
 public:
     static Poco::AutoPtr<ReplyElement> create(ReplyDocument& document, const std::string& name);

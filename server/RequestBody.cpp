@@ -1,5 +1,6 @@
 #include "server/RequestBody.h"
 
+#include "http/Connection.h"
 #include "server/RequestBuilder.h"
 
 #include <Poco/Ascii.h>
@@ -219,10 +220,20 @@ std::string read_chunks(ByteSource& source, std::size_t maximum_size) {
     return body;
 }
 
-std::string read_body(Poco::Net::HTTPServerRequest& request) {
+bool has_known_version(const Poco::Net::HTTPServerRequest& request) {
+    const std::string& version = request.getVersion();
+    return version == Poco::Net::HTTPMessage::HTTP_1_1 || version == Poco::Net::HTTPMessage::HTTP_1_0;
+}
+
+namespace {
+
+std::string read_framed_body(Poco::Net::HTTPServerRequest& request) {
     auto* const connection = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
     if (connection == nullptr) {
         return read_to_end(request.stream());
+    }
+    if (!has_known_version(request)) {
+        refuse("the version of HTTP is not known");
     }
     check_header_names(request);
     const std::string* const coding = find_header(request, Poco::Net::HTTPMessage::TRANSFER_ENCODING);
@@ -237,7 +248,17 @@ std::string read_body(Poco::Net::HTTPServerRequest& request) {
         }
         return read_chunks(source);
     }
-    return length != nullptr ? read_length(source, parse_length(*length)) : read_to_end(request.stream());
+    return length != nullptr ? read_length(source, parse_length(*length)) : std::string();
+}
+
+}  // namespace
+
+std::string read_body(Poco::Net::HTTPServerRequest& request) {
+    std::string body = read_framed_body(request);
+    if (Connection* const connection = find_connection(request)) {
+        connection->complete_request();
+    }
+    return body;
 }
 
 }  // namespace kx::information_model::opc

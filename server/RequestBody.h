@@ -46,11 +46,16 @@ std::string read_length(ByteSource& source, std::uint64_t length,
 /// @throws Poco::Net::MessageException   if the chunks are not as they must be, or the source ends before
 std::string read_chunks(ByteSource& source, std::size_t maximum_size = MAXIMUM_BODY_SIZE);
 
-/// Reads the body of a request. Its end is where RFC 9112, section 6.3, finds it; that of a POST without a
-/// length is the end of the connection. Where a body in chunks has a Content-Length as well, or comes from an
+/// Whether the request is of HTTP/1.0 or 1.1. What else a client writes there must not get into an answer.
+bool has_known_version(const Poco::Net::HTTPServerRequest& request);
+
+/// Reads the body of a request. Its end is where RFC 9112, section 6.3, finds it: a request without a length
+/// has none, whatever its method. Where a body in chunks has a Content-Length as well, or comes from an
 /// HTTP/1.0 client, others may find another end, and the connection is closed after the answer.
 /// @throws RequestLimitException         if it is longer than `MAXIMUM_BODY_SIZE`
-/// @throws Poco::Net::MessageException   if the header leaves in doubt where it ends, or it ends before
+/// @throws Poco::Net::MessageException   if the version of HTTP is not known, the header leaves in doubt
+/// where the
+///                                       body ends, or it ends before
 /// @throws Poco::Exception               if the connection fails
 std::string read_body(Poco::Net::HTTPServerRequest& request);
 

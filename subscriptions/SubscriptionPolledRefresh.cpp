@@ -15,6 +15,7 @@
 #include <chrono>
 #include <shared_mutex>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 #include <unordered_set>
 
@@ -57,12 +58,13 @@ private:
 SubscriptionPolledRefresh::SubscriptionPolledRefresh(std::shared_ptr<InformationModel> model,
                                                      const Poco::XML::Node* request,
                                                      const Poco::XML::NamespaceSupport& namespaces,
-                                                     SubscriptionHandler& handler)
+                                                     SubscriptionHandler& handler, HoldWatch* watch)
     : AMessage(std::move(model), request, namespaces),
       hold_time_(get_hold_time(*this, request)),
       wait_time_(get_attribute<int>(request, request_names::WAIT_TIME, 0)),
       return_all_items_(get_attribute<bool>(request, request_names::RETURN_ALL_ITEMS, false)),
       handler_(handler),
+      watch_(watch),
       options_(read_options(*this, *request, namespaces)) {
     for_each_child(*request, request_names::SERVER_SUB_HANDLES, namespaces,
                    [&](const Poco::XML::Node& node) { server_sub_handles_.push_back(node.innerText()); });
@@ -77,8 +79,8 @@ Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
                       options_.client_request_handle);
     });
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
-    if (hold_time_) {
-        hold_until(*hold_time_);
+    if (hold_time_ && !hold_until(*hold_time_, watch_)) {
+        throw std::runtime_error("nobody waits for the answer to a poll that is held");
     }
     Diagnostics diagnostics;
     RepetitionLimit repetitions;

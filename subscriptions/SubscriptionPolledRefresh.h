@@ -3,6 +3,7 @@
 #include "server/AMessage.h"
 #include "server/RequestOptions.h"
 #include "services/Diagnostics.h"
+#include "subscriptions/HoldWatch.h"
 #include "subscriptions/SubscriptionHandler.h"
 
 #include <information_model/Domain.h>
@@ -26,16 +27,19 @@ inline constexpr std::size_t MAXIMUM_REPEATED_ITEMS = 100'000;
 /// the same. An item that does not exist (any more) is left out and named on the standard error stream.
 class SubscriptionPolledRefresh : public AMessage {
 public:
+    /// @param watch  waits until the hold time, and may end the hold; null for a sleep. Outlives this object.
     /// @throws std::invalid_argument  if the hold time is no date-time
     /// @throws Poco::SyntaxException  if another attribute is no bool or int
     SubscriptionPolledRefresh(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
-                              const Poco::XML::NamespaceSupport& namespaces, SubscriptionHandler& handler);
+                              const Poco::XML::NamespaceSupport& namespaces, SubscriptionHandler& handler,
+                              HoldWatch* watch = nullptr);
     ~SubscriptionPolledRefresh() override;
 
 protected:
     /// "SubscriptionPolledRefreshResponse" with an "InvalidServerSubHandles" for each of those, "RItemList"
     /// and then "SubscriptionPolledRefreshResult". Sleeps until the hold time without any lock, then holds
     /// the tree's shared lock over all subscriptions.
+    /// @throws std::runtime_error  if the hold was ended: nobody waits for the answer
     Poco::AutoPtr<Poco::XML::Element> process() override;
 
 private:
@@ -54,6 +58,7 @@ private:
     int wait_time_;          // milliseconds; has no effect: a poll never waits for a change
     bool return_all_items_;  // has no effect: only what changed is sent
     SubscriptionHandler& handler_;
+    HoldWatch* watch_;
     RequestOptions options_;
     std::vector<std::string> server_sub_handles_;  // in request order
 };

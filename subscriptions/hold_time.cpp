@@ -1,7 +1,6 @@
 #include "subscriptions/hold_time.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <ctime>
@@ -11,10 +10,13 @@ namespace kx::information_model::opc {
 
 namespace {
 
-void sleep_for(timespec duration) {
-    while (nanosleep(&duration, &duration) != 0 && errno == EINTR) {
+class PlainSleep : public HoldWatch {
+public:
+    bool hold_for(const timespec& duration) override {
+        nanosleep(&duration, nullptr);
+        return false;
     }
-}
+};
 
 }  // namespace
 
@@ -30,12 +32,17 @@ timespec get_distance(TimePoint from, TimePoint to) noexcept {
     return distance;
 }
 
-void hold_until(TimePoint hold_time) {
-    // More than one round when the clock is set back meanwhile.
+bool hold_until(TimePoint hold_time, HoldWatch* watch) {
+    PlainSleep sleep;
+    HoldWatch& waiting = watch == nullptr ? sleep : *watch;
+    // More than one round when a signal is handled, or the clock is set back meanwhile.
     for (TimePoint now = std::chrono::system_clock::now(); now < hold_time;
          now = std::chrono::system_clock::now()) {
-        sleep_for(get_distance(now, hold_time));
+        if (waiting.hold_for(get_distance(now, hold_time))) {
+            return false;
+        }
     }
+    return true;
 }
 
 }  // namespace kx::information_model::opc

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "subscriptions/HoldWatch.h"
+
 #include <information_model/TimePoint.h>
 
 #include <ctime>
@@ -14,6 +16,8 @@ timespec get_distance(TimePoint from, TimePoint to) noexcept;
 /// passed. A signal handler that runs meanwhile does not shorten it, and it has no upper bound.
 ///
 /// Requires: no lock held.
-void hold_until(TimePoint hold_time);
+/// @param watch  waits, and may end the hold; null to wait whatever happens
+/// @return false if `watch` ended it
+bool hold_until(TimePoint hold_time, HoldWatch* watch = nullptr);
 
 }  // namespace kx::information_model::opc

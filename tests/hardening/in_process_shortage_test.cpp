@@ -136,7 +136,7 @@ protected:
 };
 
 TEST_P(AcceptShortage, LeavesNoDescriptorBehind) {
-    ListeningSocket listener;
+    ListeningSocket listener(std::make_shared<OpenConnections>());
     listener.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
     listener.listen();
     const auto files = count_files();

@@ -19,6 +19,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -77,11 +78,12 @@ protected:
     }
 
     ListeningSocket create_listener() const {
-        ListeningSocket socket = is_tls_
-                                     ? ListeningSocket(new Poco::Net::Context(
-                                           Poco::Net::Context::TLSV1_2_SERVER_USE, files_.get_private_key(),
-                                           files_.get_certificate(), "", Poco::Net::Context::VERIFY_NONE))
-                                     : ListeningSocket();
+        ListeningSocket socket =
+            is_tls_ ? ListeningSocket(connections_,
+                                      new Poco::Net::Context(
+                                          Poco::Net::Context::TLSV1_2_SERVER_USE, files_.get_private_key(),
+                                          files_.get_certificate(), "", Poco::Net::Context::VERIFY_NONE))
+                    : ListeningSocket(connections_);
         socket.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
         socket.listen();
         return socket;
@@ -100,6 +102,7 @@ protected:
 
     const bool is_tls_ = GetParam() == PROTOCOL::TLS;
     const testing::TlsFiles files_;
+    const std::shared_ptr<OpenConnections> connections_ = std::make_shared<OpenConnections>();
     ListeningSocket listener_ = create_listener();
     Poco::Net::StreamSocket client_ = connect();
     Poco::Net::SocketAddress peer_;

@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -63,6 +64,47 @@ TEST(HoldUntil, GoesOnAfterASignal) {
 
     EXPECT_GT(signals_handled, 0);
     EXPECT_GE(end, hold_time);
+}
+
+/// Sleeps a little each time, and ends the hold after some.
+class CountingWatch : public HoldWatch {
+public:
+    explicit CountingWatch(int end) : end_(end) {}
+
+    bool hold_for(const timespec& duration) override {
+        longest_ = std::max(longest_, duration.tv_sec);
+        std::this_thread::sleep_for(1ms);
+        return ++count_ == end_;
+    }
+
+    int get_count() const { return count_; }
+    std::time_t get_longest() const { return longest_; }
+
+private:
+    int end_;
+    int count_ = 0;
+    std::time_t longest_ = 0;
+};
+
+TEST(HoldUntil, EndsWhenNobodyWaitsAnyMore) {
+    CountingWatch watch(3);
+    EXPECT_FALSE(hold_until(system_clock::now() + 10h, &watch));
+    EXPECT_EQ(watch.get_count(), 3);
+    EXPECT_GT(watch.get_longest(), 30000);
+}
+
+TEST(HoldUntil, WaitsForItsTimeAsLongAsSomebodyWaits) {
+    CountingWatch watch(-1);
+    const TimePoint hold_time = system_clock::now() + 20ms;
+    EXPECT_TRUE(hold_until(hold_time, &watch));
+    EXPECT_GE(system_clock::now(), hold_time);
+    EXPECT_GE(watch.get_count(), 1);
+}
+
+TEST(HoldUntil, AsksNobodyWhenTheTimeHasPassed) {
+    CountingWatch watch(1);
+    EXPECT_TRUE(hold_until(TimePoint{}, &watch));
+    EXPECT_EQ(watch.get_count(), 0);
 }
 
 TEST(GetDistance, SplitsIntoSecondsAndNanoseconds) {

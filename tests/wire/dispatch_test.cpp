@@ -56,6 +56,29 @@ protected:
         client.send(bytes);
         return client.receive();
     }
+
+    /// Sends these bytes and then the end, and reads to the end of the connection.
+    std::string exchange_all(const std::string& bytes) const {
+        HttpClient client(server.get_port());
+        client.send(bytes);
+        client.get_socket().shutdownSend();
+        std::string received;
+        std::string block(4096, '\0');
+        for (int size = 1; size > 0;) {
+            size = client.get_socket().receiveBytes(block.data(), static_cast<int>(block.size()));
+            received.append(block, 0, static_cast<std::size_t>(std::max(0, size)));
+        }
+        return received;
+    }
+
+    static std::size_t count(const std::string& text, const std::string& part) {
+        std::size_t found = 0;
+        for (std::size_t place = text.find(part); place != std::string::npos;
+             place = text.find(part, place + 1)) {
+            ++found;
+        }
+        return found;
+    }
 };
 
 // Where and how a request may come.
@@ -77,16 +100,39 @@ TEST_F(Dispatch, ServesAnyMethod) {
 }
 
 TEST_F(Dispatch, SendsNoBodyToHead) {
-    HttpClient client(server.get_port());
-    client.send(with_length("HEAD / HTTP/1.1\r\nConnection: close\r\n", create_status_request()));
-    std::string received;
-    char bytes[4096];
-    for (int count = 1; count > 0;) {
-        count = client.get_socket().receiveBytes(bytes, sizeof bytes);
-        received.append(bytes, static_cast<std::size_t>(count));
-    }
+    const std::string received =
+        exchange_all(with_length("HEAD / HTTP/1.1\r\nConnection: close\r\n", create_status_request()));
     EXPECT_TRUE(received.starts_with("HTTP/1.1 200 OK\r\n")) << received;
     EXPECT_TRUE(received.ends_with("\r\n\r\n")) << received;
+}
+
+// The header is that of the same answer to a POST.
+TEST_F(Dispatch, SendsNoBodyToHeadWhateverTheAnswer) {
+    const std::string status = with_length("HEAD / HTTP/1.1\r\n", create_status_request());
+    const std::string fault = with_length("HEAD / HTTP/1.1\r\n", "<a/>");
+    const std::string received =
+        exchange_all(fault + status + fault + with_length("HEAD / HTTP/1.1\r\n", "no xml"));
+    EXPECT_EQ(count(received, "HTTP/1.1 200 OK\r\n"), 1U) << received;
+    EXPECT_EQ(count(received, "HTTP/1.1 400 Bad Request\r\n"), 3U) << received;
+    EXPECT_EQ(count(received, "\r\n\r\n"), 4U) << received;
+    EXPECT_EQ(count(received, "Transfer-Encoding: chunked\r\n"), 2U) << received;
+    EXPECT_EQ(count(received, "Connection: Keep-Alive\r\n"), 2U) << received;
+    EXPECT_EQ(count(received, "Connection: Close\r\n"), 1U) << received;
+    EXPECT_TRUE(received.ends_with("\r\n\r\n")) << received;
+    EXPECT_EQ(count(received, "<"), 0U) << received;
+}
+
+TEST_F(Dispatch, KnowsTheVersionsOfHttpThatItServes) {
+    for (const std::string version :
+         {"<script>", "HTTP/0.9", "HTTP/1.2", "HTTP/2.0", "http/1.1", "HTTPS/1."}) {
+        for (const std::string header : {"", "Expect: 100-continue\r\n"}) {
+            SCOPED_TRACE(version + ' ' + header);
+            const std::string received =
+                exchange_all(with_length("POST / " + version + "\r\n" + header, create_status_request()));
+            EXPECT_TRUE(received.starts_with("HTTP/1.1 400 Bad Request\r\n")) << received;
+            EXPECT_TRUE(received.ends_with("\r\n\r\nBad request")) << received;
+        }
+    }
 }
 
 TEST_F(Dispatch, LooksAtNoHeader) {
@@ -115,11 +161,19 @@ TEST_F(Dispatch, TakesChunkedBodies) {
     }
 }
 
-TEST_F(Dispatch, TakesABodyThatEndsWithTheConnection) {
-    HttpClient client(server.get_port());
-    client.send("POST / HTTP/1.1\r\n\r\n" + create_status_request());
-    client.get_socket().shutdownSend();
-    expect_status(client.receive());
+// A server that waited for the end of the connection would lose a worker to each such client.
+TEST_F(Dispatch, RequestWithoutALengthHasNoBody) {
+    for (const std::string method : {"POST", "PUT", "OPTIONS", "GET", "ANYTHING"}) {
+        for (const std::string version : {"HTTP/1.1", "HTTP/1.0"}) {
+            SCOPED_TRACE(method + ' ' + version);
+            HttpClient client(server.get_port());
+            client.send(method + " / " + version + "\r\n\r\n");
+            const Reply reply = client.receive();
+            expect_bad_request(reply);
+            EXPECT_EQ(reply.headers.at("connection"), "Close");
+            EXPECT_TRUE(client.is_closed(10));
+        }
+    }
 }
 
 TEST_F(Dispatch, TakesABodyInPieces) {

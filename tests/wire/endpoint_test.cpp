@@ -318,6 +318,13 @@ TEST_F(EndpointFailure, KeyOfAnotherCertificate) {
     expect_failure([&] { Server("127.0.0.1", files.get_certificate(), others.get_private_key(), model_); });
 }
 
+TEST_F(Endpoint, NeedsAModel) {
+    const TlsFiles files;
+    EXPECT_THROW(Server("127.0.0.1", nullptr), std::invalid_argument);
+    EXPECT_THROW(Server("127.0.0.1", 0, files.get_certificate(), files.get_private_key(), nullptr),
+                 std::invalid_argument);
+}
+
 TEST_F(Endpoint, BoundsHowLongAPeerHoldsAWorker) {
     Server server("127.0.0.1", model_);
     HttpClient client(server.start());

@@ -107,6 +107,7 @@ struct Handshake {
     std::string version;   // empty when there was none
     int reason = 0;        // of the failure
     std::string answer{};  // how it starts
+    bool is_resumed = false;
 };
 
 class TlsProbe {
@@ -120,6 +121,8 @@ public:
         SSL_CTX_set_max_proto_version(context_.get(), version);
     }
 
+    void keep_sessions() { keeps_sessions_ = true; }
+
     void offer_ciphers(const char* ciphers) { SSL_CTX_set_cipher_list(context_.get(), ciphers); }
 
     Handshake connect(unsigned short port) {
@@ -128,10 +131,19 @@ public:
         const std::unique_ptr<SSL, decltype(&SSL_free)> session(SSL_new(context_.get()), SSL_free);
         SSL_set_fd(session.get(), socket.impl()->sockfd());
         ERR_clear_error();
+        if (kept_ != nullptr) {
+            SSL_set_session(session.get(), kept_.get());
+        }
         if (SSL_connect(session.get()) != 1) {
             return {"", ERR_GET_REASON(ERR_peek_last_error())};
         }
-        return {SSL_get_version(session.get()), 0, ask(*session)};
+        Handshake handshake{SSL_get_version(session.get()), 0, ask(*session),
+                            SSL_session_reused(session.get()) == 1};
+        if (keeps_sessions_) {
+            kept_.reset(SSL_get1_session(session.get()));  // with TLS 1.3 it comes after the handshake
+            SSL_shutdown(session.get());                   // one that ends otherwise is not resumed
+        }
+        return handshake;
     }
 
 private:
@@ -147,6 +159,8 @@ private:
     }
 
     std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context_;
+    bool keeps_sessions_ = false;
+    std::unique_ptr<SSL_SESSION, decltype(&SSL_SESSION_free)> kept_{nullptr, SSL_SESSION_free};
 };
 
 TEST_F(TlsServer, ServesTheVersionsOfToday) {
@@ -155,6 +169,38 @@ TEST_F(TlsServer, ServesTheVersionsOfToday) {
         probe.offer_version(version);
         const Handshake handshake = probe.connect(server_.get_port());
         EXPECT_EQ(handshake.version, name);
+        EXPECT_EQ(handshake.answer, "HTTP/1.1 200 OK");
+    }
+}
+
+// Clients that open a connection for each request do so with the session that they have.
+TEST_F(TlsServer, ResumesSessions) {
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        SCOPED_TRACE(version);
+        TlsProbe probe;
+        probe.offer_version(version);
+        probe.keep_sessions();
+        EXPECT_FALSE(probe.connect(server_.get_port()).is_resumed);
+        for (int round = 0; round < 3; ++round) {
+            const Handshake handshake = probe.connect(server_.get_port());
+            EXPECT_TRUE(handshake.is_resumed);
+            EXPECT_EQ(handshake.answer, "HTTP/1.1 200 OK")
+                << ERR_reason_error_string(static_cast<unsigned long>(handshake.reason));
+        }
+    }
+}
+
+// Its sessions were those of another server.
+TEST_F(TlsServer, ShakesHandsAnewWithClientsOfAnother) {
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        SCOPED_TRACE(version);
+        TlsProbe probe;
+        probe.offer_version(version);
+        probe.keep_sessions();
+        probe.connect(server_.get_port());
+        Server next("127.0.0.1", files_.get_certificate(), files_.get_private_key(), model_);
+        const Handshake handshake = probe.connect(next.start());
+        EXPECT_FALSE(handshake.is_resumed);
         EXPECT_EQ(handshake.answer, "HTTP/1.1 200 OK");
     }
 }
@@ -171,12 +217,11 @@ TEST_F(TlsServer, RefusesOlderVersions) {
     }
 }
 
-// POCO waits twice: in the call, and for the socket to become ready.
 TEST_F(TlsServer, BoundsHowLongAPeerThatDoesNotReadHoldsAWorker) {
     HttpClient client = connect();
     expect_status(client.post(create_request("<GetStatus/>")));
     const int file = find_server_end(client.get_socket().address().port());
-    EXPECT_EQ(get_timeout(file, SO_SNDTIMEO), std::chrono::seconds(30));
+    EXPECT_EQ(get_timeout(file, SO_SNDTIMEO), std::chrono::seconds(60));
 }
 
 TEST_F(TlsServer, TakesTheCipherSuitesOfTls12Only) {

@@ -6,6 +6,9 @@
 
 #include <information_model/InformationModel.h>
 
+#include <Poco/ThreadPool.h>
+
+#include <algorithm>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -75,6 +78,17 @@ void Server::stop() {
     }
 }
 
+bool Server::stop(std::chrono::milliseconds deadline) {
+    if (state_ == State::BOUND) {
+        return true;
+    }
+    // What cannot be added is as good as never.
+    constexpr std::chrono::hours LONGEST(24 * 365);
+    state_ = State::STOPPED;
+    return implementation_->stop_by(std::chrono::steady_clock::now() +
+                                    std::min<std::chrono::milliseconds>(deadline, LONGEST));
+}
+
 unsigned short Server::get_port() const {
     return implementation_->socket().address().port();
 }
@@ -85,6 +99,16 @@ std::string Server::get_address() const {
 
 bool Server::is_tls_enabled() const {
     return tls_enabled_;
+}
+
+void add_worker_threads(int count) {
+    Poco::ThreadPool& pool = Poco::ThreadPool::defaultPool();
+    constexpr int LEAST = 2;  // of POCO's pool
+    if (count < LEAST - pool.capacity()) {
+        throw std::invalid_argument("Too few worker threads would be left: " +
+                                    std::to_string(pool.capacity()) + std::to_string(count));
+    }
+    pool.addCapacity(count);
 }
 
 }  // namespace kx::information_model::opc

@@ -3,6 +3,8 @@
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
 
+#include <charconv>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <iostream>
@@ -10,7 +12,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace {
 
@@ -88,10 +92,20 @@ sigset_t block_stop_signals() {
     return signals;
 }
 
+unsigned short read_port(const std::string& text) {
+    unsigned short port = 0;
+    const char* const end = text.data() + text.size();
+    if (const auto [rest, error] = std::from_chars(text.data(), end, port);
+        error != std::errc() || rest != end) {
+        throw std::invalid_argument("'" + text + "' is not a port (0 to 65535)");
+    }
+    return port;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
-    const auto port = static_cast<unsigned short>(argc > 1 ? std::stoul(argv[1]) : 8080UL);
+    const unsigned short port = argc > 1 ? read_port(argv[1]) : 8080;
     const sigset_t stop_signals = block_stop_signals();
 
     auto model = std::make_shared<InformationModel>("machine_room");
@@ -106,8 +120,9 @@ int main(int argc, char** argv) try {
     while (sigtimedwait(&stop_signals, nullptr, &one_second) < 0) {
         machine.update();
     }
+    server.stop(std::chrono::seconds(1));
     return 0;
 } catch (const std::exception& error) {
-    std::cerr << "cannot serve: " << error.what() << '\n';
+    std::cerr << "cannot serve: " << opc::describe(error) << '\n';
     return 1;
 }

@@ -1,6 +1,7 @@
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
 
+#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <mutex>
@@ -33,8 +34,9 @@ int main() try {
         const double celsius = std::get<double>(temperature.get_value());
         temperature = Value(celsius < 400.0 ? celsius + 0.1 : 21.5);
     }
+    server.stop(std::chrono::seconds(1));
     return 0;
 } catch (const std::exception& error) {
-    std::cerr << "cannot serve: " << error.what() << '\n';
+    std::cerr << "cannot serve: " << kx::information_model::opc::describe(error) << '\n';
     return 1;
 }

@@ -6,18 +6,12 @@
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
 
-#include <Poco/Exception.h>
-#include <Poco/ThreadPool.h>
-
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <functional>
-#include <future>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -25,7 +19,7 @@ using namespace kx::information_model;
 
 constexpr int FAILED = 1;
 constexpr int WRONG_ARGUMENTS = 2;
-constexpr std::chrono::seconds LONGEST_FAREWELL(2);
+constexpr std::chrono::seconds FAREWELL(1);  // for requests under way
 
 /// Prints one line, whatever `message` holds.
 int fail(std::string message, int status) {
@@ -55,30 +49,9 @@ std::string get_url(const opc::Server& server) {
 
 std::unique_ptr<opc::Server> create_server(const plant::Arguments& arguments,
                                            const std::shared_ptr<InformationModel>& model) {
-    Poco::ThreadPool& pool = Poco::ThreadPool::defaultPool();
-    pool.addCapacity(arguments.threads - pool.capacity());  // before the server is made, which looks it up
-    try {
-        return std::make_unique<opc::Server>(arguments.address, arguments.port, arguments.certificate_file,
-                                             arguments.private_key_file, model);
-    } catch (const Poco::Exception& error) {
-        throw std::runtime_error("cannot serve on " + arguments.address + " port " +
-                                 std::to_string(arguments.port) + ": " + error.displayText());
-    }
-}
-
-/// Runs `action` on a thread of its own and ends the program if that takes too long. A server's destructor
-/// waits for requests under way, and a client may have asked to be answered in an hour.
-void finish_or_exit(const std::function<void()>& action) {
-    std::promise<void> finished;
-    std::future<void> result = finished.get_future();
-    std::thread thread([&action, &finished] {
-        action();
-        finished.set_value();
-    });
-    if (result.wait_for(LONGEST_FAREWELL) == std::future_status::timeout) {
-        std::_Exit(EXIT_SUCCESS);  // every line that was printed has been flushed
-    }
-    thread.join();
+    opc::add_worker_threads(arguments.threads - plant::Arguments().threads);
+    return std::make_unique<opc::Server>(arguments.address, arguments.port, arguments.certificate_file,
+                                         arguments.private_key_file, model);
 }
 
 int run(const plant::Arguments& arguments) {
@@ -95,13 +68,11 @@ int run(const plant::Arguments& arguments) {
 
     int signal_number = 0;
     sigwait(&stop_signals, &signal_number);
-    finish_or_exit([&] {
-        server->stop();
-        simulation.reset();
-        server.reset();
-        client_writes.reset();
-        plant::print_line("stopped");
-    });
+    server->stop(FAREWELL);
+    simulation.reset();
+    server.reset();
+    client_writes.reset();
+    plant::print_line("stopped");
     return EXIT_SUCCESS;
 }
 
@@ -118,6 +89,6 @@ int main(int argc, char** argv) {
     } catch (const plant::ArgumentError& error) {
         return fail(error.what(), WRONG_ARGUMENTS);
     } catch (const std::exception& error) {
-        return fail(error.what(), FAILED);
+        return fail(opc::describe(error), FAILED);
     }
 }

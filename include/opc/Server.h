@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -18,9 +20,9 @@ namespace opc {
 /// Life cycle: the constructor binds and listens, `start()` begins to accept, `stop()` ends that, the
 /// destructor closes all connections and waits for requests under way. The host creates and owns it and
 /// calls it from one thread at a time; it has no lock of its own. Different servers may be made and
-/// destroyed on different threads. Requests run on worker threads of `Poco::ThreadPool::defaultPool()` (16
-/// unless the host raises the pool's capacity before it makes the server), where each takes the tree's lock,
-/// and the observers of what clients write run there too.
+/// destroyed on different threads. Requests run on worker threads, 16 for the whole process unless the host
+/// has called `add_worker_threads` before, where each takes the tree's lock, and the observers of what
+/// clients write run there too.
 ///
 /// A server keeps its own subscriptions. The TLS set-up is process-wide: a second TLS server's certificate
 /// replaces that of the first for secure sockets made later. A host that uses POCO's TLS itself calls
@@ -34,9 +36,11 @@ public:
     /// @param certificate_file  path of a certificate file in PEM form, or empty
     /// @param private_key_file  path of its private key in PEM form, without a pass phrase, or empty
     /// @param model             the tree to publish, not null; the server shares it
-    /// @throws Poco::Exception  (or a class derived from it) if the address cannot be resolved, the port is
-    ///                          in use, or certificate and key cannot be read or do not belong together; no
-    ///                          server then exists
+    /// @throws std::invalid_argument  if the model is null
+    /// @throws Poco::Exception        (or a class derived from it, and so a std::exception) if the address
+    ///                                cannot be resolved, the port is in use, or certificate and key cannot
+    ///                                be read or do not belong together; no server then exists. `describe`
+    ///                                makes a line of it
     Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
            const std::string& private_key_file, const std::shared_ptr<InformationModel>& model);
 
@@ -55,7 +59,8 @@ public:
     Server& operator=(const Server&) = delete;
 
     /// Closes all connections and waits until the requests under way have ended, for as long as they take: a
-    /// client that holds a poll delays it by its hold time. Terminates the process should that fail.
+    /// client that holds a poll delays it by its hold time, unless `stop(deadline)` was called before.
+    /// Terminates the process should that fail.
     virtual ~Server();
 
     /// Begins to accept connections and returns at once. A second call does nothing.
@@ -66,6 +71,17 @@ public:
     /// Stops accepting connections. Requests under way go on, and connections that are open are served until
     /// they end. Before `start()`, and when called again, it does nothing.
     void stop();
+
+    /// Ends the service in time: stops accepting connections, ends polls that are held and connections that
+    /// are idle, and waits for the other requests under way. What is left at the deadline is broken off, so
+    /// that the destructor waits for no client any more; it still waits for a request that waits for the
+    /// tree's lock, or for an observer. Blocks up to the deadline, and some 250 ms for the thread that
+    /// accepts. Before `start()` it does nothing; it may follow `stop()`.
+    ///
+    /// Requires: the tree's lock not held; not called from an observer.
+    /// @param deadline  from now
+    /// @return whether no request was left at the deadline
+    bool stop(std::chrono::milliseconds deadline);
 
     /// The port that the socket is bound to, known since construction.
     unsigned short get_port() const;
@@ -84,6 +100,16 @@ private:
     bool tls_enabled_;
     State state_ = State::BOUND;
 };
+
+/// Lets the servers that the process makes from now on have this many workers more, together. There are 16
+/// to begin with; an open connection occupies one.
+/// @param count  fewer if it is negative
+/// @throws std::invalid_argument  if less than two would be left
+KX_INFORMATION_MODEL_OPC_EXPORT void add_worker_threads(int count);
+
+/// One line, without a line break, that tells a person what went wrong: for what the constructor of `Server`
+/// throws, like "port 8080 is in use", and for any other exception its own text.
+KX_INFORMATION_MODEL_OPC_EXPORT std::string describe(const std::exception& exception);
 
 }  // namespace opc
 }  // namespace kx::information_model

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-/// The plant promises to end within three seconds of SIGTERM, whatever its clients do. On a busy machine that
-/// takes longer; without what the plant does for it these clients would hold it for a minute, or centuries.
+/// The examples end within two seconds of SIGTERM, whatever their clients do. On a busy machine that takes
+/// longer; if they did nothing for it, these clients would hold them for a minute, or centuries.
 namespace kx::information_model::opc::testing {
 namespace {
 
@@ -121,6 +121,28 @@ TEST(FarewellOfMoreThanThereAreWorkers, IsShort) {
         }
     }
     expect_end_in_time(plant);
+}
+
+TEST(FarewellOfTheMachine, IsShort) {
+    ChildProcess machine({KX_MACHINE, "0"});
+    const std::string line = machine.read_line().value_or("");
+    const auto port = static_cast<unsigned short>(std::stoul("0" + line.substr(line.rfind(':') + 1)));
+    const HttpClient holding = let(HttpClient(port), CLIENTS[0]);
+    const HttpClient stalling = let(HttpClient(port), CLIENTS[1]);
+    machine.send_signal(SIGTERM);
+    const auto start = steady_clock::now();
+    const Outcome outcome = machine.wait();
+    EXPECT_LT(steady_clock::now() - start, LONGEST_FAREWELL);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
+}
+
+TEST(Machine, RefusesAPortThatIsNone) {
+    for (const std::string port : {"65536", "-1", "80x", ""}) {
+        const Outcome outcome = ChildProcess({KX_MACHINE, port}).wait();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.errors, "cannot serve: '" + port + "' is not a port (0 to 65535)\n");
+    }
 }
 
 class TlsFarewell : public ::testing::Test {

@@ -253,21 +253,21 @@ TEST(PlantFailures, PortInUseGivesOneLine) {
     const Outcome second = ChildProcess(create_plant_command({"--port", port})).wait();
     EXPECT_EQ(second.status, 1);
     EXPECT_EQ(second.output, "");
-    EXPECT_THAT(second.errors, MatchesRegex("kx-plant: cannot serve on 127\\.0\\.0\\.1 port " + port +
-                                            ": .*Address already in use[^\n]*\n"));
+    EXPECT_EQ(second.errors, "kx-plant: port " + port + " is in use\n");
 }
 
 TEST(PlantFailures, UnusableCertificateGivesOneLine) {
     const Outcome outcome =
         ChildProcess(create_plant_command({"--certificate", KX_README, "--private-key", KX_README})).wait();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.errors, MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
+    EXPECT_EQ(outcome.errors, std::string("kx-plant: '") + KX_README +
+                                  "' is not a private key that can be read (PEM, without a pass phrase)\n");
 }
 
 TEST(PlantFailures, AddressOfAnotherHostGivesOneLine) {
     const Outcome outcome = ChildProcess(create_plant_command({"--address", "192.0.2.1"})).wait();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.errors, MatchesRegex("kx-plant: cannot serve on [^\n]+\n"));
+    EXPECT_EQ(outcome.errors, "kx-plant: 192.0.2.1 is not an address of this machine\n");
 }
 
 TEST(PlantHelp, NamesEveryOption) {

@@ -254,6 +254,35 @@ TEST_F(Endpoint, KeepsItsSubscriptionsToItself) {
     EXPECT_EQ(HttpClient(first.get_port()).post(cancel).status, 200);
 }
 
+// A poll that is held would delay the end for centuries.
+TEST_F(Endpoint, StopsByADeadline) {
+    auto server = std::make_unique<Server>("127.0.0.1", model_);
+    EXPECT_TRUE(server->stop(std::chrono::milliseconds(0)));  // not started: nothing to stop
+    HttpClient idle(server->start());
+    EXPECT_EQ(idle.post(create_status_request()).status, 200);
+    HttpClient holding(server->get_port());
+    const std::string poll =
+        create_request(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)");
+    holding.send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: " + std::to_string(poll.size()) +
+                 "\r\n\r\n" + poll);
+    EXPECT_EQ(holding.receive().status, 100);
+    EXPECT_TRUE(server->stop(std::chrono::milliseconds::max()));
+    EXPECT_THROW(server->start(), std::logic_error);
+    server.reset();
+    EXPECT_EQ(model_.use_count(), 1);
+    EXPECT_TRUE(idle.is_closed(60));
+}
+
+TEST_F(Endpoint, BreaksOffAtTheDeadlineWhatIsNotFinished) {
+    auto server = std::make_unique<Server>("127.0.0.1", model_);
+    HttpClient client(server->start());
+    client.send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1000\r\n\r\n");
+    EXPECT_EQ(client.receive().status, 100);
+    EXPECT_FALSE(server->stop(std::chrono::milliseconds(50)));
+    server.reset();
+    EXPECT_EQ(model_.use_count(), 1);
+}
+
 class EndpointFailure : public Endpoint {
 protected:
     template <class Create>

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <ctime>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -50,6 +51,15 @@ HostProcess::HostProcess(const std::vector<std::string>& options)
 void HostProcess::kill() {
     process_.send_signal(SIGKILL);
     process_.wait();
+}
+
+std::chrono::nanoseconds HostProcess::get_processor_time() const {
+    clockid_t clock = 0;
+    timespec time{};
+    if (clock_getcpuclockid(process_.get_id(), &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("the host has no clock");
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 std::size_t HostProcess::count_files() const {

@@ -3,6 +3,7 @@
 #include "support/ChildProcess.h"
 #include "support/HttpClient.h"
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -10,7 +11,7 @@
 namespace kx::information_model::opc::testing {
 
 /// A host in a process of its own, on which tests try what they like. Its tree holds "number", a writable
-/// double, and "large", a string of 8 MiB.
+/// double, "text" and "numbers", a writable string and an array of doubles, and "large", a string of 8 MiB.
 class HostProcess {
 public:
     /// Waits until the host listens.
@@ -25,6 +26,9 @@ public:
     /// What it occupies now, and what it has occupied at most, in bytes.
     std::size_t get_memory() const { return read_status("VmRSS:"); }
     std::size_t get_peak_memory() const { return read_status("VmHWM:"); }
+
+    /// How long its threads have computed.
+    std::chrono::nanoseconds get_processor_time() const;
 
     /// How many files it has open.
     std::size_t count_files() const;

@@ -1,6 +1,7 @@
 // A host for tests that try to bring it down: a process of its own, so that what happens to it is seen from
 // outside. Prints the port, serves until SIGTERM, destroys the server and ends with status 0.
-//   hardening_host [files=N] [threads=N] [certificate=FILE key=FILE]
+//   hardening_host [files=N] [threads=N] [certificate=FILE key=FILE] [quiet=yes]
+// With "quiet" nobody needs to read what it writes to standard error.
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
@@ -10,6 +11,7 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstdio>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -43,6 +45,8 @@ std::shared_ptr<InformationModel> create_model() {
     auto model = std::make_shared<InformationModel>("plant");
     Domain& root = model->get_root();
     root.add_variable("number", Value(21.5), {.writable = true});
+    root.add_variable("text", Value(""), {.writable = true});
+    root.add_variable("numbers", Value(std::vector{Value(1.5)}), {.writable = true});
     root.add_variable("large", Value(std::string(std::size_t{8} << 20U, 'x')));
     return model;
 }
@@ -56,6 +60,9 @@ int main(int argument_count, char** arguments) {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
     Options options = read_options(argument_count, arguments);
+    if (options.contains("quiet") && std::freopen("/dev/null", "w", stderr) == nullptr) {
+        throw std::runtime_error("freopen");
+    }
     if (options.contains("files")) {
         limit_files(std::stoul(options["files"]));
     }

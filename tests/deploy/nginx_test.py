@@ -560,6 +560,34 @@ class Log(SiteTest):
             self.assertIsNotNone(self.LINE.fullmatch(line), line)
 
 
+class SecureServers(SiteTest):
+    """The plants speak HTTPS to nginx."""
+
+    IS_SECURE = True
+
+    def test_readers_read_and_operators_write(self):
+        reader, writer = self.site.client("historian"), self.site.client(certificate="control-room")
+        before = get_value(writer.call(READ))
+        self.assertEqual(get_value(writer.call(write(before + 1))), before + 1)
+        writer.call(write(before))
+        self.assertIsNotNone(get_value(reader.call(READ)))
+        self.check_refused(reader, [403], envelope(write(155.5)))
+
+    def test_sessions_are_resumed(self):
+        """More connections at a time than nginx keeps are made anew, and it resumes their sessions."""
+        clients = [self.site.client(f"station{number}", source=f"127.0.3.{number + 1}") for number in range(20)]
+        for _ in range(3):
+            wait_for(lambda: self.count_connections() <= KEPT_CONNECTIONS, "connections of before are closed")
+            with concurrent.futures.ThreadPoolExecutor(len(clients)) as pool:
+                answers = [pool.submit(client.send, envelope(poll("1", in_seconds(3)[1]))) for client in clients]
+                self.assertEqual([answer.result()[0] for answer in answers], [200] * len(clients))
+
+    def test_a_stranger_is_no_server(self):
+        site = Site(plant, SOURCES, nginx, module, is_secure=True, servers_authority="other-ca")
+        self.addCleanup(site.close)
+        self.assertEqual(site.client("operator").send(envelope(READ))[0], 502)
+
+
 class TwoServers(SiteTest):
     """Each test needs both plants."""
 

@@ -12,10 +12,22 @@
 
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 namespace kx::information_model::opc {
 
 namespace {
+
+// POCO takes every "," and every "f" out of a text, moving all that follows each time. Without them there is
+// nothing to move. An empty text is refused, while one that they alone make up is 0: so one is put back.
+float parse_float(std::string text) {
+    const bool is_given = !text.empty();
+    std::erase_if(text, [](char letter) { return letter == ',' || letter == 'f'; });
+    if (is_given && text.empty()) {
+        text = ",";
+    }
+    return static_cast<float>(Poco::NumberParser::parseFloat(text, '.', ','));
+}
 
 template <class T>
 T convert_attribute(std::string text) {
@@ -24,7 +36,7 @@ T convert_attribute(std::string text) {
     } else if constexpr (std::is_same_v<T, int>) {
         return Poco::NumberParser::parse(text, ',');
     } else if constexpr (std::is_same_v<T, float>) {
-        return static_cast<float>(Poco::NumberParser::parseFloat(text, '.', ','));
+        return parse_float(std::move(text));
     } else if constexpr (std::is_same_v<T, TimePoint>) {
         return date_time_from_iso8601_string(text);
     } else {

@@ -3,15 +3,22 @@
 #include "ParsedRequest.h"
 #include "server/reply_dom.h"
 #include "server/serialize.h"
+#include "support/processor_time.h"
 #include "support/reply_text.h"
 
 #include <Poco/Exception.h>
+#include <Poco/NumberParser.h>
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <random>
 #include <regex>
 #include <string>
 #include <vector>
@@ -21,6 +28,7 @@ namespace {
 
 using std::chrono::system_clock;
 using testing::create_element_text;
+using testing::measure_processor_time;
 using testing::ParsedRequest;
 using testing::read_attribute;
 using testing::to_text;
@@ -52,6 +60,26 @@ public:
 protected:
     Poco::AutoPtr<Poco::XML::Element> process() override { throw std::runtime_error("no reply"); }
 };
+
+/// The bits of what `read` returns; nothing if it finds no number.
+template <class Read>
+std::optional<std::uint32_t> read_bits(Read read) {
+    try {
+        return std::bit_cast<std::uint32_t>(read());
+    } catch (const Poco::SyntaxException&) {
+        return std::nullopt;
+    }
+}
+
+/// An attribute's value that a parser leaves as it is.
+std::string escape_white_space(const std::string& text) {
+    std::string escaped;
+    for (const char letter : text) {
+        const bool is_space = std::string("\t\n\r").find(letter) != std::string::npos;
+        escaped += is_space ? "&#" + std::to_string(int{letter}) + ";" : std::string(1, letter);
+    }
+    return escaped;
+}
 
 class Message : public ::testing::Test {
 protected:
@@ -112,6 +140,48 @@ TEST_F(Message, ReadsFloats) {
     EXPECT_EQ(get<float>("A='0.1'"), static_cast<float>(0.1));
     for (const std::string text : {"", "x", "1.5x"}) {
         EXPECT_THROW(get<float>("A='" + text + "'"), Poco::SyntaxException) << text;
+    }
+}
+
+// Bit for bit what POCO reads: thousands are grouped by ",", an "f" is left out wherever it is, and a text of
+// nothing else is 0.
+TEST_F(Message, ReadsFloatsAsPocoDoes) {
+    std::vector<std::string> texts{"",    ",",     "f",   ",,f",  " ",    " , ",   ", 1",
+                                   "1 ,", " ,1, ", "-,1", "1e,3", "f.5f", "inf",   "nan",
+                                   "1.f", ",-0",   "- 1", "+1",   "0x10", "1e400", "-1e-400"};
+    std::mt19937 random(1);
+    const std::string letters = "0123456789....,,,,fffeE+- \t\n\rinax";
+    for (int text = 0; text < 5000; ++text) {
+        texts.emplace_back();
+        for (std::size_t length = random() % 9; length > 0; --length) {
+            texts.back() += letters[random() % letters.size()];
+        }
+    }
+    std::size_t numbers = 0;
+    for (const std::string& text : texts) {
+        const auto bits = read_bits([&] { return get<float>("A='" + escape_white_space(text) + "'"); });
+        EXPECT_EQ(bits, read_bits([&] {
+                      return static_cast<float>(Poco::NumberParser::parseFloat(text, '.', ','));
+                  }))
+            << text;
+        numbers += bits ? 1 : 0;
+    }
+    EXPECT_GT(numbers, 1000U);
+}
+
+TEST_F(Message, ReadsAFloatOfManyCommasInLinearTime) {
+    for (const std::string letter : {",", "f"}) {
+        const auto measure = [&](std::size_t count) {
+            std::string text = "1";
+            for (std::size_t number = 0; number < count; ++number) {
+                text += letter;
+            }
+            parse("A='" + text + "'");
+            return measure_processor_time(
+                [&] { EXPECT_EQ(message_->get_attribute<float>(request_->get_root(), "A", 0.0F), 1.0F); });
+        };
+        const double few = measure(32'768);
+        EXPECT_LE(measure(8 * 32'768), 20 * few + 0.001) << letter;
     }
 }
 

@@ -24,10 +24,8 @@ namespace kx::information_model::opc {
 namespace {
 
 std::optional<TimePoint> get_hold_time(const AMessage& message, const Poco::XML::Node* request) {
-    if (message.get_attribute(request, request_names::HOLD_TIME) == nullptr) {
-        return std::nullopt;
-    }
-    return message.get_attribute<TimePoint>(request, request_names::HOLD_TIME, std::nullopt);
+    const auto text = message.get_optional_attribute(request, request_names::HOLD_TIME);
+    return text ? std::optional(read_hold_time(*text)) : std::nullopt;
 }
 
 std::span<const SubscriptionItem> get_items(const Subscription& subscription) {

@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
 
 namespace kx::information_model::opc {
 
@@ -18,7 +22,47 @@ public:
     }
 };
 
+// A time point reaches back into this year.
+constexpr int FIRST_YEAR = 1677;
+// The calendar repeats itself after so many years.
+constexpr int CALENDAR_PERIOD = 400;
+
+/// The same time in a year that has the same calendar and of which there are time points.
+/// @return nothing if the text does not begin with a year up to the first one
+std::optional<std::string> move_early_year(std::string text) {
+    const std::size_t begin = std::min(text.find_first_not_of(" \t\n\r"), text.size());
+    const bool is_before_christ = begin < text.size() && text[begin] == '-';
+    const std::size_t digits = begin + (is_before_christ ? 1 : 0);
+    const std::size_t end = std::min(text.find_first_not_of("0123456789", digits), text.size());
+    const std::size_t count = end - digits;
+    if (count < 4 || (count > 4 && (!is_before_christ || text[digits] == '0'))) {
+        return std::nullopt;
+    }
+    const int last_digits = std::stoi(text.substr(end - 4, 4));  // 10,000 years are whole periods
+    if ((last_digits == 0 && count == 4) || (!is_before_christ && last_digits > FIRST_YEAR)) {
+        return std::nullopt;
+    }
+    // The year before the year 1 is the year -1, but counts as 0 for the calendar.
+    const int year = is_before_christ ? 1 - last_digits : last_digits;
+    const int distance = (year - 1700) % CALENDAR_PERIOD;
+    return text.replace(begin, end - begin,
+                        std::to_string(1700 + distance + (distance < 0 ? CALENDAR_PERIOD : 0)));
+}
+
 }  // namespace
+
+TimePoint read_hold_time(const std::string& text) {
+    try {
+        return date_time_from_iso8601_string(text);
+    } catch (const std::invalid_argument&) {
+        const auto moved = move_early_year(text);
+        if (!moved) {
+            throw;
+        }
+        date_time_from_iso8601_string(*moved);  // throws if anything else is wrong with it
+        return TimePoint::min();
+    }
+}
 
 timespec get_distance(TimePoint from, TimePoint to) noexcept {
     constexpr std::uint64_t NANOSECONDS_PER_SECOND = 1'000'000'000;

@@ -5,8 +5,14 @@
 #include <information_model/TimePoint.h>
 
 #include <ctime>
+#include <string>
 
 namespace kx::information_model::opc {
+
+/// Reads the text of a hold time, an `xsd:dateTime`. One that lies before the earliest time point is that
+/// time point: it has passed all the same.
+/// @throws std::invalid_argument  if the text is malformed, or names a time after the last time point
+TimePoint read_hold_time(const std::string& text);
 
 /// The distance between two time points, which may lie at the ends of their range.
 /// @param to  not earlier than `from`

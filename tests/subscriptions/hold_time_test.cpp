@@ -10,6 +10,7 @@
 #include <chrono>
 #include <future>
 #include <limits>
+#include <stdexcept>
 #include <thread>
 
 namespace kx::information_model::opc {
@@ -21,6 +22,48 @@ using std::chrono::system_clock;
 bool returns(TimePoint hold_time) {
     const auto held = std::async(std::launch::async, [hold_time] { hold_until(hold_time); });
     return held.wait_for(30s) == std::future_status::ready;
+}
+
+TEST(ReadHoldTime, IsTheTimeOfTheText) {
+    EXPECT_EQ(read_hold_time("1970-01-01T00:00:01.5Z"), TimePoint(1500ms));
+    EXPECT_EQ(read_hold_time("1677-09-21T00:12:43.145224192Z"), TimePoint::min());
+    EXPECT_EQ(read_hold_time("1677-09-21T00:12:43.145224193Z"), TimePoint::min() + 1ns);
+    EXPECT_EQ(read_hold_time("2262-04-11T23:47:16.854775807Z"), TimePoint::max());
+}
+
+TEST(ReadHoldTime, IsTheEarliestTimeForOneBefore) {
+    for (const char* text : {"1677-09-21T00:12:43.145224191Z", "1677-09-20T00:00:00-14:00",
+                             "1677-01-01T00:00:00", "1676-02-29T24:00:00Z", "1600-02-29T12:00:00+14:00",
+                             "0001-01-01T00:00:00Z", "0004-02-29T00:00:00Z", "-0001-02-29T00:00:00Z",
+                             "-0044-03-15T09:30:00.123456789012Z", "-123456789012345678-12-31T00:00:00Z"}) {
+        EXPECT_EQ(read_hold_time(text), TimePoint::min()) << text;
+    }
+}
+
+TEST(ReadHoldTime, IsRefusedIfMalformedOrTooLate) {
+    for (const char* text : {"",
+                             "-",
+                             "soon",
+                             "0001",
+                             "0001-01-01",
+                             "0001-13-01T00:00:00Z",
+                             "0001-02-29T00:00:00Z",
+                             "1500-02-29T00:00:00Z",
+                             "-0002-02-29T00:00:00Z",
+                             "0000-01-01T00:00:00Z",
+                             "-0000-01-01T00:00:00Z",
+                             "001-01-01T00:00:00Z",
+                             "00001-01-01T00:00:00Z",
+                             "-00001-01-01T00:00:00Z",
+                             "+0001-01-01T00:00:00Z",
+                             "--0001-01-01T00:00:00Z",
+                             "0001-01-01T00:00:00Zx",
+                             "0001-01-01T00:00:00+14:01",
+                             "2262-04-11T23:47:16.854775808Z",
+                             "9999-12-31T23:59:59Z",
+                             "10001-01-01T00:00:00Z"}) {
+        EXPECT_THROW(read_hold_time(text), std::invalid_argument) << text;
+    }
 }
 
 TEST(HoldUntil, ReturnsWhenTheTimeHasPassed) {

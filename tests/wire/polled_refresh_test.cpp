@@ -272,6 +272,10 @@ TEST_F(PolledRefreshTest, PassedHoldTimeHasNoEffect) {
                    create_poll_response(TEMPERATURE + COUNT + BOILER));
     expect_success(server.call(create_poll(handle, R"( HoldTime="1677-09-21T00:12:44")")),
                    create_poll_response(BOILER));
+    expect_success(server.call(create_poll(handle, R"( HoldTime="0001-01-01T00:00:00Z")")),
+                   create_poll_response(BOILER));
+    expect_success(server.call(create_poll(handle, R"( HoldTime="-0044-03-15T09:30:00")")),
+                   create_poll_response(BOILER));
     expect_success(server.call(create_poll(handle, R"( HoldTime="2020-01-01T00:00:00.123456789+05:30")")),
                    create_poll_response(BOILER));
 }
@@ -494,6 +498,7 @@ INSTANTIATE_TEST_SUITE_P(Requests, MalformedPolledRefresh,
                                            create_poll("1", R"( HoldTime="soon")"),
                                            create_poll("1", R"( HoldTime="2026-11-21")"),
                                            create_poll("1", R"( HoldTime=" 2026-11-21T10:11:12Z")"),
+                                           create_poll("1", R"( HoldTime="0001-02-30T00:00:00Z")"),
                                            create_poll("1", R"( HoldTime="9999-12-31T23:59:59Z")"),
                                            create_poll("1", R"( WaitTime="")"),
                                            create_poll("1", R"( WaitTime="1.5")"),

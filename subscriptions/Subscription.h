@@ -28,10 +28,20 @@ struct SubscriptionItem {
 /// complete, because a handle can be guessed, and is shared by two subscriptions made in the same nanosecond;
 /// it then finds no items. The times are written by polls without a lock: two polls of one subscription at
 /// once may both report the same changes.
+///
+/// While it is in the store, its expiry only ever moves to a later time: the store relies on it.
 struct Subscription {
     Subscription(std::int64_t ping_rate_ms, std::string server_handle,
                  std::chrono::steady_clock::time_point expires_at)
         : ping_rate(ping_rate_ms), handle(std::move(server_handle)), expiry(expires_at) {}
+
+    /// Lets it live for another ping rate from now.
+    void restart_expiry() {
+        const auto restarted = std::chrono::steady_clock::now() + std::chrono::milliseconds(ping_rate);
+        auto current = expiry.load();
+        while (current < restarted && !expiry.compare_exchange_weak(current, restarted)) {
+        }
+    }
 
     const std::int64_t ping_rate;                               ///< milliseconds
     const std::string handle;                                   ///< the key in the store
@@ -40,6 +50,7 @@ struct Subscription {
     std::atomic<std::chrono::system_clock::time_point> last_poll{std::chrono::system_clock::time_point{}};
     std::vector<SubscriptionItem> items;      ///< in request order; constant once they are complete
     std::atomic<bool> items_complete{false};  ///< nobody but the request that creates it reads `items` before
+    std::chrono::steady_clock::time_point due;  ///< the store's, see there: guarded by its mutex
 };
 
 /// Whether the sweep at `now` forgets the subscription: its expiry has passed, not just been reached.

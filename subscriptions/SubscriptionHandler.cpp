@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <utility>
-#include <vector>
 
 namespace kx::information_model::opc {
 
@@ -17,8 +16,17 @@ std::shared_ptr<Subscription> SubscriptionHandler::create(std::int64_t ping_rate
 }
 
 void SubscriptionHandler::add(std::shared_ptr<Subscription> subscription) {
+    const auto due = subscription->expiry.load();
+    std::set<Due> added{{due, subscription.get()}};
     const std::lock_guard lock(mutex_);
-    subscriptions_[subscription->handle] = std::move(subscription);
+    std::shared_ptr<Subscription>& place = subscriptions_[subscription->handle];
+    // From here on nothing can fail.
+    if (place != nullptr) {
+        due_.erase({place->due, place.get()});
+    }
+    subscription->due = due;
+    due_.merge(added);
+    place.swap(subscription);  // one that is replaced may have many items: it goes without the mutex
 }
 
 std::shared_ptr<Subscription> SubscriptionHandler::find(const std::string& handle) const {
@@ -28,26 +36,34 @@ std::shared_ptr<Subscription> SubscriptionHandler::find(const std::string& handl
 }
 
 bool SubscriptionHandler::remove(const std::string& handle) {
-    const auto subscription = find(handle);
-    if (subscription == nullptr) {
+    if (find(handle) == nullptr) {
         return false;
     }
+    std::shared_ptr<Subscription> removed;  // destroyed without the mutex: it may have many items
     const std::lock_guard lock(mutex_);
-    subscriptions_.erase(handle);
+    if (const auto entry = subscriptions_.find(handle); entry != subscriptions_.end()) {
+        removed = std::move(entry->second);
+        due_.erase({removed->due, removed.get()});
+        subscriptions_.erase(entry);
+    }
     return true;
 }
 
 void SubscriptionHandler::remove_expired() {
-    std::vector<std::shared_ptr<Subscription>>
-        expired;  // destroyed without the mutex: they may have many items
+    std::map<std::string, std::shared_ptr<Subscription>> expired;  // destroyed without the mutex, as above
     const std::lock_guard lock(mutex_);
-    std::erase_if(subscriptions_, [&expired](auto& entry) {
-        if (!is_expired(*entry.second, steady_clock::now())) {
-            return false;
+    while (!due_.empty() && due_.begin()->first < steady_clock::now()) {
+        Subscription& subscription = *due_.begin()->second;
+        if (is_expired(subscription, steady_clock::now())) {
+            due_.erase(due_.begin());
+            expired.insert(subscriptions_.extract(subscription.handle));
+        } else {  // polls have moved its expiry
+            auto entry = due_.extract(due_.begin());
+            subscription.due = subscription.expiry.load();
+            entry.value().first = subscription.due;
+            due_.insert(std::move(entry));
         }
-        expired.push_back(std::move(entry.second));
-        return true;
-    });
+    }
 }
 
 std::size_t SubscriptionHandler::get_size() const {

@@ -2,12 +2,15 @@
 
 #include "subscriptions/Subscription.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
+#include <utility>
 
 namespace kx::information_model::opc {
 
@@ -33,16 +36,23 @@ public:
     /// @return whether there was one when it looked; a sweep may still have come before the removal
     bool remove(const std::string& handle);
 
-    /// Forgets every subscription whose expiry lies before now. Called for each request with a SOAP body.
+    /// Forgets every subscription whose expiry lies before now. Called for each request with a SOAP body, so
+    /// it looks only at subscriptions that may have expired: those whose expiry, when it last looked, lies
+    /// before now.
     void remove_expired();
 
     /// How many subscriptions there are.
     std::size_t get_size() const;
 
 private:
+    // The time from which on a subscription may have expired, its `due`, and the subscription.
+    using Due = std::pair<std::chrono::steady_clock::time_point, Subscription*>;
+
     mutable std::mutex mutex_;
-    [[maybe_unused]] std::int64_t limit_ = 10;                            // enforced by nobody
-    std::map<std::string, std::shared_ptr<Subscription>> subscriptions_;  // guarded by mutex_
+    [[maybe_unused]] std::int64_t limit_ = 10;  // kept: enforced by nobody
+    // Guarded by mutex_:
+    std::map<std::string, std::shared_ptr<Subscription>> subscriptions_;
+    std::set<Due> due_;  // one for each subscription; never later than its expiry
 };
 
 }  // namespace kx::information_model::opc

@@ -110,8 +110,7 @@ void SubscriptionPolledRefresh::refresh(Subscription& subscription, Poco::AutoPt
             diagnostics.add("error not found ", exception.what());
         }
     }
-    subscription.expiry =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(subscription.ping_rate);
+    subscription.restart_expiry();
     subscription.last_poll = std::chrono::system_clock::now();
 }
 

@@ -1,6 +1,8 @@
 #include "subscriptions/SubscriptionHandler.h"
 #include "support/TestThreads.h"
 
+#include "support/processor_time.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,11 +19,21 @@ using testing::TestThreads;
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 using std::chrono::system_clock;
+using testing::measure_processor_time;
 
 constexpr std::int64_t LONG_PING_RATE = 3'600'000;  // milliseconds
 
 std::shared_ptr<Subscription> create_subscription(const std::string& handle) {
     return std::make_shared<Subscription>(LONG_PING_RATE, handle, steady_clock::now() + 1h);
+}
+
+std::shared_ptr<Subscription> create_expired_subscription(const std::string& handle) {
+    return std::make_shared<Subscription>(LONG_PING_RATE, handle, steady_clock::now() - 1ns);
+}
+
+void wait_until_expired(const Subscription& subscription) {
+    while (!is_expired(subscription, steady_clock::now())) {
+    }
 }
 
 TEST(SubscriptionHandler, CreatedSubscriptionIsEmptyAndNeverPolled) {
@@ -106,8 +118,7 @@ TEST(SubscriptionHandler, RemovesOnce) {
 TEST(SubscriptionHandler, RemovedSubscriptionStaysUsableForThoseThatHoldIt) {
     SubscriptionHandler handler;
     handler.add(create_subscription("1"));
-    handler.add(create_subscription("2"));
-    handler.find("2")->expiry = steady_clock::now() - 1s;
+    handler.add(create_expired_subscription("2"));
     const auto cancelled = handler.find("1");
     const auto swept = handler.find("2");
     handler.remove("1");
@@ -122,11 +133,8 @@ TEST(SubscriptionHandler, RemovedSubscriptionStaysUsableForThoseThatHoldIt) {
 TEST(SubscriptionHandler, SweepsWhatHasExpiredAndKeepsTheRest) {
     SubscriptionHandler handler;
     for (int number = 0; number < 10; ++number) {
-        const auto subscription = create_subscription(std::to_string(number));
-        if (number % 3 == 0) {
-            subscription->expiry = steady_clock::now() - 1ns;
-        }
-        handler.add(subscription);
+        const std::string handle = std::to_string(number);
+        handler.add(number % 3 == 0 ? create_expired_subscription(handle) : create_subscription(handle));
     }
     handler.remove_expired();
     EXPECT_EQ(handler.get_size(), 6U);
@@ -142,12 +150,77 @@ TEST(SubscriptionHandler, PingRateOfTenSecondsOutlivesNine) {
     const auto after = steady_clock::now();
     EXPECT_FALSE(is_expired(*subscription, before + 9s));
     EXPECT_TRUE(is_expired(*subscription, after + 10s + 1ns));
+}
 
-    subscription->expiry = subscription->expiry.load() - 10s;  // as if it had been created 10 s earlier
-    while (steady_clock::now() <= subscription->expiry.load()) {
+// A sweep comes too early, the subscription is polled, and its first expiry passes.
+TEST(SubscriptionHandler, KeepsWhatIsPolledInTime) {
+    SubscriptionHandler handler;
+    const auto subscription = std::make_shared<Subscription>(LONG_PING_RATE, "1", steady_clock::now() + 20ms);
+    const auto forgotten = std::make_shared<Subscription>(LONG_PING_RATE, "2", subscription->expiry.load());
+    handler.add(subscription);
+    handler.add(forgotten);
+    subscription->restart_expiry();
+    EXPECT_GT(subscription->expiry.load(), steady_clock::now() + 59min);
+    wait_until_expired(*forgotten);
+    for (int sweep = 0; sweep < 3; ++sweep) {
+        handler.remove_expired();
+        EXPECT_EQ(handler.find("1"), subscription);
+        EXPECT_EQ(handler.find("2"), nullptr);
+    }
+}
+
+TEST(SubscriptionHandler, SweepsWhatWasPolledAndThenLeftAlone) {
+    SubscriptionHandler handler;
+    const auto subscription = std::make_shared<Subscription>(20, "1", steady_clock::now() + 1ms);
+    handler.add(subscription);
+    subscription->restart_expiry();
+    for (auto now = steady_clock::now(); now <= subscription->expiry.load(); now = steady_clock::now()) {
+        handler.remove_expired();
+        if (steady_clock::now() <= subscription->expiry.load()) {
+            ASSERT_EQ(handler.get_size(), 1U);
+        }
     }
     handler.remove_expired();
     EXPECT_EQ(handler.get_size(), 0U);
+}
+
+TEST(SubscriptionHandler, PollingNeverBringsTheExpiryForward) {
+    Subscription subscription(10, "1", steady_clock::now() + 1h);
+    const auto expiry = subscription.expiry.load();
+    subscription.restart_expiry();
+    EXPECT_EQ(subscription.expiry.load(), expiry);
+}
+
+TEST(SubscriptionHandler, ReplacedAndRemovedSubscriptionsAreNotSweptLater) {
+    SubscriptionHandler handler;
+    handler.add(create_expired_subscription("1"));
+    handler.add(create_subscription("1"));
+    handler.add(create_expired_subscription("2"));
+    handler.remove("2");
+    handler.add(create_subscription("2"));
+    const auto twice = create_subscription("3");
+    handler.add(twice);
+    handler.add(twice);
+    handler.remove_expired();
+    EXPECT_EQ(handler.get_size(), 3U);
+    EXPECT_EQ(handler.find("3"), twice);
+}
+
+// Each request sweeps: what it costs must not follow the number of subscriptions of others.
+TEST(SubscriptionHandler, ASweepThatFindsNothingTakesAsLongForManySubscriptionsAsForFew) {
+    const auto measure = [](int count) {
+        SubscriptionHandler handler;
+        for (int number = 0; number < count; ++number) {
+            handler.add(create_subscription(std::to_string(number)));
+        }
+        return measure_processor_time([&] {
+            for (int sweep = 0; sweep < 100; ++sweep) {
+                handler.remove_expired();
+            }
+        });
+    };
+    const double few = measure(100);
+    EXPECT_LE(measure(64 * 100), 8 * few + 0.001);
 }
 
 TEST(SubscriptionHandler, ExpiryEqualToNowSurvives) {
@@ -161,8 +234,7 @@ TEST(SubscriptionHandler, ExpiryEqualToNowSurvives) {
 TEST(SubscriptionHandler, PingRateOfZeroIsGoneAfterTheNextSweep) {
     SubscriptionHandler handler;
     const auto subscription = handler.create(0);
-    while (steady_clock::now() <= subscription->expiry.load()) {
-    }
+    wait_until_expired(*subscription);
     handler.remove_expired();
     EXPECT_EQ(handler.find(subscription->handle), nullptr);
 }
@@ -207,7 +279,7 @@ TEST(SubscriptionHandler, SweepsRemovalsAndLookUpsRunAtOnce) {
         threads.start([&handler, number] {
             for (int count = 0; count < EACH; ++count) {
                 const auto subscription = handler.create(number % 2 == 0 ? LONG_PING_RATE : 0);
-                subscription->expiry = subscription->expiry.load();
+                subscription->restart_expiry();
                 handler.remove_expired();
                 handler.remove(subscription->handle);
                 EXPECT_NE(handler.find("1"), nullptr);

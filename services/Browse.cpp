@@ -17,12 +17,11 @@ namespace kx::information_model::opc {
 
 namespace {
 
-const Item& find_item(const Item& root, const Path& path) {
-    try {
-        return root.get_item(path, false);
-    } catch (const PathNotFoundException&) {
-        throw Error(Error::E_UNKNOWNITEMNAME);
+const Item& get_item(const Item& root, const Path& path) {
+    if (const Item* item = root.find_item(path)) {
+        return *item;
     }
+    throw Error(Error::E_UNKNOWNITEMNAME);
 }
 
 std::string to_text(bool value) {
@@ -71,7 +70,7 @@ Poco::AutoPtr<Poco::XML::Element> Browse::process() {
     const Item& root = get_root_item(get_model());
     const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);
-    const Item& item = find_item(root, path_);
+    const Item& item = get_item(root, path_);
     switch (item.get_item_type()) {
         case ITEM_TYPE::VARIABLE:
             to_xml(response, item);

@@ -4,11 +4,9 @@
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
-#include "services/Diagnostics.h"
 #include "services/item_lookup.h"
 
 #include <information_model/OnScopeExit.h>
-#include <information_model/exceptions.h>
 
 #include <shared_mutex>
 
@@ -34,10 +32,8 @@ Poco::AutoPtr<Poco::XML::Element> GetProperties::process() {
     const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);
     for (const Path& path : item_paths_) {
-        try {
-            to_xml(response, root.get_item(path, false));
-        } catch (const PathNotFoundException&) {
-            diagnostics.add("error not found: ", path.as_string());
+        if (const Item* item = find_or_report(root, path, "error not found: ", diagnostics)) {
+            to_xml(response, *item);
         }
     }
     return response;

@@ -4,12 +4,10 @@
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
-#include "services/Diagnostics.h"
 #include "services/item_lookup.h"
 #include "services/item_value.h"
 
 #include <information_model/OnScopeExit.h>
-#include <information_model/exceptions.h>
 
 #include <shared_mutex>
 
@@ -44,12 +42,10 @@ Poco::AutoPtr<Poco::XML::Element> Read::process() {
     const std::shared_lock<const Tree> lock(root);
     for (const RequestItem& request_item : items_) {
         const Path& path = std::get<Path>(request_item);
-        try {
+        if (const Item* found = find_or_report(root, path, "error not found: ", diagnostics)) {
             visit_item(
-                root.get_item(path, false), [&](const Domain& item) { to_xml(list, item, request_item); },
+                *found, [&](const Domain& item) { to_xml(list, item, request_item); },
                 [&](const Variable& item) { to_xml(list, item, request_item); });
-        } catch (const PathNotFoundException&) {
-            diagnostics.add("error not found: ", path.as_string());
         }
     }
     response->appendChild(list);

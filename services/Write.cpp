@@ -6,12 +6,10 @@
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
-#include "services/Diagnostics.h"
 #include "services/item_lookup.h"
 #include "services/item_value.h"
 
 #include <information_model/OnScopeExit.h>
-#include <information_model/exceptions.h>
 
 #include <Poco/DOM/Attr.h>
 
@@ -26,15 +24,11 @@ namespace {
 
 // Null, with a line of diagnostics, if there is no variable at `path`.
 Variable* find_variable(Item& root, const Path& path, Diagnostics& diagnostics) {
-    try {
-        Item& item = root.get_item(path, false);
-        if (item.get_item_type() == ITEM_TYPE::VARIABLE) {
-            return &static_cast<Variable&>(item);
-        }
-        diagnostics.add("error variable not found");
-    } catch (const PathNotFoundException& exception) {
-        diagnostics.add("error not found", exception.what());
+    Item* const item = find_or_report(root, path, "error not foundPath not found: ", diagnostics);
+    if (item == nullptr || item->get_item_type() == ITEM_TYPE::VARIABLE) {
+        return static_cast<Variable*>(item);
     }
+    diagnostics.add("error variable not found");
     return nullptr;
 }
 

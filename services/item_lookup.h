@@ -1,11 +1,15 @@
 #pragma once
 
+#include "services/Diagnostics.h"
+
 #include <information_model/Domain.h>
 #include <information_model/InformationModel.h>
 #include <information_model/Item.h>
+#include <information_model/Path.h>
 #include <information_model/Variable.h>
 
 #include <stdexcept>
+#include <string_view>
 
 /// Steps that every service takes when it works on the tree.
 namespace kx::information_model::opc {
@@ -13,6 +17,21 @@ namespace kx::information_model::opc {
 /// The root, from which items are looked up.
 inline Item& get_root_item(InformationModel& model) {
     return dynamic_cast<Item&>(model.get_information_tree());
+}
+
+/// Finds the item at `path`. If there is none, a line of diagnostics says so: `message` and the path.
+///
+/// Requires: tree lock held, exclusively if the item is to be changed.
+/// @param root  `Item`, or `const Item`
+/// @return null if there is none
+template <class ItemKind>
+ItemKind* find_or_report(ItemKind& root, const Path& path, std::string_view message,
+                         Diagnostics& diagnostics) {
+    ItemKind* const item = root.find_item(path);
+    if (item == nullptr) {
+        diagnostics.add(message, path.as_string());
+    }
+    return item;
 }
 
 /// Calls `on_domain(const Domain&)` or `on_variable(const Variable&)`, whichever the item is.

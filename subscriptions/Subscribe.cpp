@@ -4,12 +4,10 @@
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
-#include "services/Diagnostics.h"
 #include "services/item_lookup.h"
 #include "services/item_value.h"
 
 #include <information_model/OnScopeExit.h>
-#include <information_model/exceptions.h>
 
 #include <optional>
 #include <shared_mutex>
@@ -60,12 +58,10 @@ Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
     const ListBuilder builder(*list);
     const std::shared_lock<const Tree> lock(root);
     for (const SubscriptionItem& item : subscription_->items) {
-        try {
+        if (const Item* found = find_or_report(root, item.path, "error not found:", diagnostics)) {
             visit_item(
-                root.get_item(item.path, false), [&](const Domain& domain) { to_xml(list, domain, item); },
+                *found, [&](const Domain& domain) { to_xml(list, domain, item); },
                 [&](const Variable& variable) { to_xml(list, variable, item); });
-        } catch (const PathNotFoundException&) {
-            diagnostics.add("error not found:", item.path.as_string());
         }
     }
     response->appendChild(list);

@@ -10,7 +10,6 @@
 #include "subscriptions/hold_time.h"
 
 #include <information_model/OnScopeExit.h>
-#include <information_model/exceptions.h>
 
 #include <chrono>
 #include <shared_mutex>
@@ -101,13 +100,11 @@ void SubscriptionPolledRefresh::refresh(Subscription& subscription, Poco::AutoPt
     const TimePoint last_poll = subscription.last_poll;
     const ListBuilder builder(*list);
     for (const SubscriptionItem& item : get_items(subscription)) {
-        try {
+        if (const Item* found =
+                find_or_report(root, item.path, "error not found Path not found: ", diagnostics)) {
             visit_item(
-                root.get_item(item.path, false),
-                [&](const Domain& domain) { to_xml(list, domain, item, last_poll); },
+                *found, [&](const Domain& domain) { to_xml(list, domain, item, last_poll); },
                 [&](const Variable& variable) { to_xml(list, variable, item, last_poll); });
-        } catch (const PathNotFoundException& exception) {
-            diagnostics.add("error not found ", exception.what());
         }
     }
     subscription.restart_expiry();

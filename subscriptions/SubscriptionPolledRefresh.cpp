@@ -15,8 +15,8 @@
 #include <shared_mutex>
 #include <span>
 #include <stdexcept>
-#include <string_view>
-#include <unordered_set>
+#include <unordered_map>
+#include <utility>
 
 namespace kx::information_model::opc {
 
@@ -27,27 +27,70 @@ std::optional<TimePoint> get_hold_time(const AMessage& message, const Poco::XML:
     return text ? std::optional(read_hold_time(*text)) : std::nullopt;
 }
 
+/// The poll of one subscription in a request.
+struct Poll {
+    const std::string& handle;
+    std::shared_ptr<Subscription> subscription;  // null if there is none
+    std::span<const SubscriptionItem> items;     // what it reports
+};
+
 std::span<const SubscriptionItem> get_items(const Subscription& subscription) {
     return subscription.items_complete ? std::span(subscription.items) : std::span<const SubscriptionItem>();
 }
 
-/// Counts what the repetitions of handles in one request ask for.
-class RepetitionLimit {
+/// Whether a poll reports the item again that was reported at `last_poll`: a variable only if the clock has
+/// been set back since it was modified.
+bool is_reported_again(const Item* item, TimePoint last_poll) {
+    return item == nullptr || item->get_item_type() != ITEM_TYPE::VARIABLE ||
+           static_cast<const Variable&>(*item).get_modified_timestamp() > last_poll;
+}
+
+/// What to report for each mention of a handle in one request: the first time all items, later those alone
+/// that are reported again. Bounds these.
+///
+/// Requires: tree lock held.
+class Mentions {
 public:
-    /// @param handle  must outlive this object
-    void add(const std::string& handle, const Subscription& subscription) {
-        if (handles_.insert(handle).second) {
-            return;
+    explicit Mentions(const Item& root) : root_(root) {}
+
+    /// @param subscription  must outlive this object, as the result does
+    /// @throws RequestLimitException  if all repetitions together report too many items
+    std::span<const SubscriptionItem> add(const Subscription& subscription) {
+        const auto [mention, is_first] = repeated_.try_emplace(&subscription);
+        if (is_first) {
+            return get_items(subscription);
         }
-        repeated_items_ += get_items(subscription).size();
-        if (repeated_items_ > MAXIMUM_REPEATED_ITEMS) {
+        auto& items = mention->second;
+        if (!items) {
+            items = find_repeated(get_items(subscription));
+        }
+        item_count_ += items->size();
+        require_limit(item_count_);
+        return *items;
+    }
+
+private:
+    static void require_limit(std::size_t item_count) {
+        if (item_count > MAXIMUM_REPEATED_ITEMS) {
             throw RequestLimitException("too many items of repeated handles");
         }
     }
 
-private:
-    std::unordered_set<std::string_view> handles_;
-    std::size_t repeated_items_ = 0;
+    std::vector<SubscriptionItem> find_repeated(std::span<const SubscriptionItem> items) const {
+        const TimePoint now = std::chrono::system_clock::now();
+        std::vector<SubscriptionItem> repeated;
+        for (const SubscriptionItem& item : items) {
+            if (is_reported_again(root_.find_item(item.path), now)) {
+                repeated.push_back(item);
+                require_limit(repeated.size());
+            }
+        }
+        return repeated;
+    }
+
+    const Item& root_;
+    std::unordered_map<const Subscription*, std::optional<std::vector<SubscriptionItem>>> repeated_;
+    std::size_t item_count_ = 0;
 };
 
 }  // namespace
@@ -80,26 +123,36 @@ Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
         throw std::runtime_error("nobody waits for the answer to a poll that is held");
     }
     Diagnostics diagnostics;
-    RepetitionLimit repetitions;
-    const std::shared_lock<const Tree> lock(get_model().get_information_tree());
+    const Item& root = get_root_item(get_model());
+    std::vector<Poll> polls;  // may be the last to hold a subscription: freed without the lock
+    polls.reserve(server_sub_handles_.size());
+    const std::shared_lock<const Tree> lock(root);
+    // All is found and counted first: a request that is refused must not pass for a poll of any subscription.
+    Mentions mentions(root);
     for (const std::string& handle : server_sub_handles_) {
-        if (const auto subscription = handler_.find(handle)) {
-            repetitions.add(handle, *subscription);
-            refresh(*subscription, list, diagnostics);
+        auto subscription = handler_.find(handle);
+        const auto items =
+            subscription == nullptr ? std::span<const SubscriptionItem>() : mentions.add(*subscription);
+        polls.push_back({handle, std::move(subscription), items});
+    }
+    for (const Poll& poll : polls) {
+        if (poll.subscription != nullptr) {
+            refresh(*poll.subscription, poll.items, list, diagnostics);
         } else {
-            append_text(*append_element(*response, reply_names::INVALID_SERVER_SUB_HANDLES), handle);
+            append_text(*append_element(*response, reply_names::INVALID_SERVER_SUB_HANDLES), poll.handle);
         }
     }
     response->appendChild(list);
     return response;
 }
 
-void SubscriptionPolledRefresh::refresh(Subscription& subscription, Poco::AutoPtr<Poco::XML::Element> list,
+void SubscriptionPolledRefresh::refresh(Subscription& subscription, std::span<const SubscriptionItem> items,
+                                        Poco::AutoPtr<Poco::XML::Element> list,
                                         Diagnostics& diagnostics) const {
     const Item& root = get_root_item(get_model());
     const TimePoint last_poll = subscription.last_poll;
     const ListBuilder builder(*list);
-    for (const SubscriptionItem& item : get_items(subscription)) {
+    for (const SubscriptionItem& item : items) {
         if (const Item* found =
                 find_or_report(root, item.path, "error not found Path not found: ", diagnostics)) {
             visit_item(

@@ -12,13 +12,15 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace kx::information_model::opc {
 
-/// How many items the repetitions of handles in one request may name together. To write a handle once more
-/// takes a few bytes and may ask for any number of items, so a small request could exhaust the process.
+/// How many items the repetitions of handles in one request may report together: domains and items that do
+/// not exist, each time. To write a handle once more takes a few bytes, so a small request could exhaust the
+/// process.
 inline constexpr std::size_t MAXIMUM_REPEATED_ITEMS = 100'000;
 
 /// The SubscriptionPolledRefresh service: for each subscription in the request, the variables that were
@@ -39,14 +41,15 @@ protected:
     /// "SubscriptionPolledRefreshResponse" with an "InvalidServerSubHandles" for each of those, "RItemList"
     /// and then "SubscriptionPolledRefreshResult". Sleeps until the hold time without any lock, then holds
     /// the tree's shared lock over all subscriptions.
+    /// @throws RequestLimitException  if repeated handles report too many items; nothing is then polled
     /// @throws std::runtime_error  if the hold was ended: nobody waits for the answer
     Poco::AutoPtr<Poco::XML::Element> process() override;
 
 private:
-    /// Reports one subscription.
+    /// Reports these items of one subscription.
     /// Requires: tree lock held.
-    void refresh(Subscription& subscription, Poco::AutoPtr<Poco::XML::Element> list,
-                 Diagnostics& diagnostics) const;
+    void refresh(Subscription& subscription, std::span<const SubscriptionItem> items,
+                 Poco::AutoPtr<Poco::XML::Element> list, Diagnostics& diagnostics) const;
 
     void to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Domain& domain, const SubscriptionItem& item,
                 TimePoint last_poll) const;

@@ -447,6 +447,47 @@ TEST_F(PolledRefreshTest, RepeatedHandlesCannotExhaustTheProcess) {
     expect_bad_request(server.call(create_poll_of(std::vector(2 + REPETITIONS, handle))));
 }
 
+// Variables are reported for the first mention alone, so that repetitions of them are no danger.
+TEST_F(PolledRefreshTest, RepeatedHandlesOfVariablesAreServed) {
+    std::string items;
+    std::string reported;
+    for (int item = 0; item < 1000; ++item) {
+        items += R"(<Items ItemName="/boiler/count"/>)";
+        reported += COUNT;
+    }
+    const std::string handle = subscribe(items);
+    const Reply reply = server.call(create_poll_of(std::vector(300, handle)));
+    EXPECT_EQ(reply.status, 200);
+    EXPECT_TRUE(mask_times(reply.body) == create_reply(create_poll_response(reported)));
+}
+
+TEST_F(PolledRefreshTest, RepeatedHandleReportsAllButVariablesEachTime) {
+    StderrCapture capture;
+    const std::string handle = subscribe(R"(<Items ItemName="/x"/>)" + BOTH_AND_DOMAIN);
+    const std::string other = subscribe(BOTH);
+    expect_success(server.call(create_poll_of({handle, "0", other, handle, "0", other, handle})),
+                   create_poll_response(TEMPERATURE + COUNT + BOILER + TEMPERATURE + COUNT + BOILER + BOILER,
+                                        create_invalid("0") + create_invalid("0")));
+    const std::string line = "error not found Path not found: /x\n";
+    EXPECT_EQ(capture.stop(), "error not found:/x\n" + line + line + line);
+}
+
+TEST_F(PolledRefreshTest, RefusedRepetitionsLoseNoChange) {
+    std::string domains;
+    for (int item = 0; item < 1000; ++item) {
+        domains += R"(<Items ItemName="/boiler"/>)";
+    }
+    const std::string changed = subscribe_and_poll(BOTH);
+    const std::string repeated = subscribe(domains + R"(<Items ItemName="/boiler/count"/>)");
+    set_count(8);
+    std::vector<std::string> handles(102, repeated);
+    handles.insert(handles.begin(), changed);
+    expect_bad_request(server.call(create_poll_of(handles)));
+    const std::string count_8 = create_item(R"(ItemName="/boiler/count")", create_int_value(8));
+    expect_poll(changed, count_8);
+    EXPECT_NE(server.call(create_poll(repeated)).body.find(count_8), std::string::npos);
+}
+
 TEST_F(PolledRefreshTest, ExpiredSubscriptionIsInvalid) {
     const std::string handle = get_handle(server.call(create_subscribe(BOTH, "1")));
     const auto asked_for = steady_clock::now() + 1ms;

@@ -266,6 +266,17 @@ TEST_F(PolledRefreshTest, HoldTimeDelaysTheReply) {
     expect_success(reply, create_poll_response(TEMPERATURE + COUNT));
 }
 
+TEST_F(PolledRefreshTest, HoldTimeDelaysTheReplyWithoutAKnownHandleToo) {
+    for (const std::string handles : {"", "<ServerSubHandles>0</ServerSubHandles>"}) {
+        const TimePoint hold_time = system_clock::now() + 500ms;
+        const Reply reply =
+            server.call("<SubscriptionPolledRefresh HoldTime=\"" + to_iso8601_string(hold_time) + "\">" +
+                        handles + "</SubscriptionPolledRefresh>");
+        EXPECT_GE(system_clock::now(), hold_time) << handles;
+        expect_success(reply, create_poll_response("", handles.empty() ? "" : create_invalid("0")));
+    }
+}
+
 TEST_F(PolledRefreshTest, PassedHoldTimeHasNoEffect) {
     const std::string handle = subscribe(BOTH_AND_DOMAIN);
     expect_success(server.call(create_poll(handle, R"( HoldTime="1970-01-01T00:00:00Z")")),

@@ -178,6 +178,14 @@ TEST_F(SubscribeTest, OtherChildrenAreSkipped) {
         TEMPERATURE_ITEM);
 }
 
+TEST_F(SubscribeTest, TakesTheItemNameWithoutPrefixOnly) {
+    const std::string declaration = R"(xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")";
+    expect_items(create_subscribe("<Items " + declaration +
+                                  R"( q:ItemName="/boiler" ItemName="/boiler/temperature"/>)"),
+                 TEMPERATURE_ITEM);
+    expect_bad_request(server.call(create_subscribe("<Items " + declaration + R"( q:ItemName="/boiler"/>)")));
+}
+
 TEST_F(SubscribeTest, AnyPrefixWillDo) {
     expect_items(
         R"(<da:Subscribe xmlns:da="http://opcfoundation.org/webservices/XMLDA/1.0/")"

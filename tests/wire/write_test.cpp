@@ -571,6 +571,15 @@ TEST_F(WriteWireTest, AddressesItemsByTheirNameAlone) {
     EXPECT_EQ(capture.stop(), "error not foundPath not found: level\n");
 }
 
+TEST_F(WriteWireTest, TakesTheItemNameWithoutPrefixOnly) {
+    add("v", Value(0));
+    add("w", Value(0));
+    const std::string declaration = R"(xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")";
+    expect_success(write("<Items " + declaration + R"( q:ItemName="w" ItemName="v"/>)"),
+                   create_response(create_item("/v", create_value("xsd:int", "0"))));
+    expect_bad_request(write("<Items " + declaration + R"( q:ItemName="w"/>)"));
+}
+
 TEST_F(WriteWireTest, GoesByNamespacesNotByPrefixes) {
     Variable& variable = add("v", Value(0));
     const Reply reply = server.post(

@@ -1,0 +1,251 @@
+// When the services hold the tree's lock, and when they do not.
+
+#include "../subscriptions/ServiceCaller.h"
+#include "services/Browse.h"
+#include "services/GetProperties.h"
+#include "services/Read.h"
+#include "services/Write.h"
+#include "subscriptions/Subscribe.h"
+#include "subscriptions/SubscriptionPolledRefresh.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <regex>
+#include <shared_mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+
+namespace kx::information_model::opc::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+template <class Message>
+std::string call(ServiceCaller& caller, const std::string& request) {
+    if constexpr (std::is_constructible_v<Message, std::shared_ptr<InformationModel>, const Poco::XML::Node*,
+                                          const Poco::XML::NamespaceSupport&, SubscriptionHandler&>) {
+        return caller.call<Message>(request);
+    } else {
+        const ServiceRequest parsed(request);
+        return serialize(Message(caller.model, parsed.get_element(), parsed.get_namespaces()).generate());
+    }
+}
+
+/// A request for items, in the form of one service.
+struct Service {
+    std::string name;
+    std::string element;  // for one item
+    std::function<std::string(ServiceCaller&, const std::string& items)> call;
+};
+
+/// Polls a subscription that nobody has seen yet.
+std::string poll(ServiceCaller& caller, const std::string& items) {
+    const auto subscription = caller.handler.create(3'600'000);
+    const std::regex name("ItemName=\"([^\"]*)\"");
+    for (std::sregex_iterator match(items.begin(), items.end(), name), end; match != end; ++match) {
+        subscription->items.push_back({Path((*match)[1].str()), std::nullopt, 0.0F, 0, false});
+    }
+    subscription->items_complete = true;
+    return call<SubscriptionPolledRefresh>(caller, "<SubscriptionPolledRefresh><ServerSubHandles>" +
+                                                       subscription->handle +
+                                                       "</ServerSubHandles></SubscriptionPolledRefresh>");
+}
+
+const Service READ{"Read", "Items", [](ServiceCaller& caller, const std::string& items) {
+                       return call<Read>(caller, "<Read><ItemList>" + items + "</ItemList></Read>");
+                   }};
+const Service WRITE{"Write", "Items", [](ServiceCaller& caller, const std::string& items) {
+                        return call<Write>(caller, "<Write ReturnValuesOnReply=\"true\"><ItemList>" + items +
+                                                       "</ItemList></Write>");
+                    }};
+// All children of the root, whatever the items.
+const Service BROWSE{"Browse", "Items", [](ServiceCaller& caller, const std::string& /*items*/) {
+                         return call<Browse>(caller,
+                                             "<Browse ReturnPropertyValues=\"true\">"
+                                             "<PropertyNames>value</PropertyNames></Browse>");
+                     }};
+const Service GET_PROPERTIES{"GetProperties", "ItemIDs", [](ServiceCaller& caller, const std::string& items) {
+                                 return call<GetProperties>(caller,
+                                                            "<GetProperties ReturnPropertyValues=\"true\">"
+                                                            "<PropertyNames>value</PropertyNames>" +
+                                                                items + "</GetProperties>");
+                             }};
+const Service SUBSCRIBE{
+    "Subscribe", "Items", [](ServiceCaller& caller, const std::string& items) {
+        return call<Subscribe>(
+            caller, "<Subscribe ReturnValuesOnReply=\"true\"><ItemList>" + items + "</ItemList></Subscribe>");
+    }};
+const Service POLL{"SubscriptionPolledRefresh", "Items", poll};
+
+/// The first and the last of the values in a reply.
+std::pair<std::string, std::string> get_outer_values(const std::string& reply) {
+    const std::string start = "<Value xsi:type=\"xsd:int\">";
+    const auto get_value = [&](std::size_t place) {
+        if (place == std::string::npos) {
+            throw std::runtime_error("no value in " + reply);
+        }
+        place += start.size();
+        return reply.substr(place, reply.find('<', place) - place);
+    };
+    return {get_value(reply.find(start)), get_value(reply.rfind(start))};
+}
+
+class ServiceLock : public ::testing::TestWithParam<Service> {
+protected:
+    ServiceLock() {
+        for (int number = 0; number < 200; ++number) {
+            caller.get_root().add_domain("between" + std::to_string(number));
+        }
+        last = &caller.get_root().add_variable("last", Value(0), {.writable = true});
+    }
+
+    std::string create_item(const std::string& name) const {
+        return "<" + GetParam().element + " ItemName=\"" + name + "\"/>";
+    }
+
+    std::string create_items() const {
+        std::string items = create_item("/first");
+        for (int number = 0; number < 200; ++number) {
+            items += create_item("/between" + std::to_string(number));
+        }
+        return items + create_item("/last");
+    }
+
+    void write_both(int number) {
+        const std::unique_lock<Tree> lock(caller.get_root());
+        first = Value(number);
+        *last = Value(number);
+    }
+
+    ServiceCaller caller;
+    Variable& first = caller.get_root().add_variable("first", Value(0), {.writable = true});
+    Variable* last;
+};
+
+using ReadingServiceLock = ServiceLock;
+
+TEST_P(ReadingServiceLock, IsHeldOverAllItems) {
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (int number = 1; !done; ++number) {
+            write_both(number);
+        }
+    });
+    const std::string items = create_items();
+    for (int round = 0; round < 50; ++round) {
+        const auto [first_value, last_value] = get_outer_values(GetParam().call(caller, items));
+        EXPECT_EQ(first_value, last_value);
+    }
+    done = true;
+    writer.join();
+}
+
+TEST_P(ReadingServiceLock, WaitsForTheHost) {
+    std::unique_lock<Tree> lock(caller.get_root());
+    auto reply =
+        std::async(std::launch::async, [&] { return GetParam().call(caller, create_item("/first")); });
+    EXPECT_EQ(reply.wait_for(200ms), std::future_status::timeout);
+    first = Value(5);
+    lock.unlock();
+    EXPECT_EQ(get_outer_values(reply.get()).first, "5");
+}
+
+TEST_P(ReadingServiceLock, IsSharedWithOtherReaders) {
+    const std::shared_lock<const Tree> lock(caller.get_root());
+    auto reply =
+        std::async(std::launch::async, [&] { return GetParam().call(caller, create_item("/first")); });
+    EXPECT_EQ(reply.wait_for(60s), std::future_status::ready);
+}
+
+INSTANTIATE_TEST_SUITE_P(Services, ReadingServiceLock,
+                         ::testing::Values(READ, BROWSE, GET_PROPERTIES, SUBSCRIBE, POLL),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+/// In place of the standard error stream, a pipe that takes little until it is read.
+class NarrowStderr {
+public:
+    NarrowStderr() : stderr_(dup(STDERR_FILENO)) {
+        if (stderr_ < 0 || pipe(pipe_) != 0 || fcntl(pipe_[1], F_SETPIPE_SZ, 1) < 0 ||
+            dup2(pipe_[1], STDERR_FILENO) < 0) {
+            throw std::runtime_error("no pipe");
+        }
+        close(pipe_[1]);
+    }
+    NarrowStderr(const NarrowStderr&) = delete;
+    NarrowStderr& operator=(const NarrowStderr&) = delete;
+    ~NarrowStderr() {
+        restore();
+        close(pipe_[0]);
+        close(stderr_);
+    }
+
+    /// Waits for the first byte.
+    char read_one() {
+        char byte = 0;
+        return ::read(pipe_[0], &byte, 1) == 1 ? byte : '\0';
+    }
+
+    /// Reads as long as somebody writes.
+    void drain() {
+        char buffer[4096];
+        while (::read(pipe_[0], buffer, sizeof buffer) > 0) {
+        }
+    }
+
+    void restore() { dup2(stderr_, STDERR_FILENO); }
+
+private:
+    int stderr_;
+    int pipe_[2] = {-1, -1};
+};
+
+class DiagnosticsWithoutLock : public ::testing::TestWithParam<Service> {};
+
+// Nobody reads the standard error stream, so that the service hangs in the middle of its lines.
+TEST_P(DiagnosticsWithoutLock, IsWhatTheHostNeeds) {
+    ServiceCaller caller;
+    std::string items;
+    for (int number = 0; number < 10'000; ++number) {
+        items += "<" + GetParam().element + " ItemName=\"/missing" + std::to_string(number) + "\"/>";
+    }
+    NarrowStderr narrow;
+    auto reply = std::async(std::launch::async, [&] { return GetParam().call(caller, items); });
+    EXPECT_EQ(narrow.read_one(), 'e');
+    const auto deadline = steady_clock::now() + 20s;
+    bool is_locked = false;
+    while (!is_locked && steady_clock::now() < deadline) {
+        is_locked = caller.get_root().try_lock();
+        std::this_thread::sleep_for(is_locked ? 0ms : 1ms);
+    }
+    EXPECT_TRUE(is_locked);
+    EXPECT_EQ(reply.wait_for(0s), std::future_status::timeout);
+    if (is_locked) {
+        caller.get_root().unlock();
+    }
+    std::thread reader([&] { narrow.drain(); });
+    reply.wait();
+    narrow.restore();
+    reader.join();
+    reply.get();
+}
+
+INSTANTIATE_TEST_SUITE_P(Services, DiagnosticsWithoutLock,
+                         ::testing::Values(READ, WRITE, GET_PROPERTIES, SUBSCRIBE, POLL),
+                         [](const auto& parameter) { return parameter.param.name; });
+
+}  // namespace
+}  // namespace kx::information_model::opc::testing

@@ -10,9 +10,11 @@
 #include "services/item_value.h"
 
 #include <information_model/OnScopeExit.h>
+#include <information_model/exceptions.h>
 
 #include <Poco/DOM/Attr.h>
 
+#include <exception>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -32,52 +34,90 @@ Variable* find_variable(Item& root, const Path& path, Diagnostics& diagnostics) 
     return nullptr;
 }
 
+Value get_default(const Variable& variable) {
+    Value value = variable.get_value();
+    value.reset();
+    return value;
+}
+
+// Arrays of unsigned bytes travel as signed ones; the bits are what counts.
+Value to_unsigned_bytes(const Value& sent) {
+    const auto& bytes = get_content<std::vector<signed char>>(sent);
+    return Value(std::vector<unsigned char>(bytes.begin(), bytes.end()));
+}
+
+Value to_symbol(const Variable& variable, const Value& sent) {
+    auto symbol = get_content<SymbolInfo>(variable.get_value());
+    symbol.set_value(static_cast<unsigned int>(get_content<int>(sent)));
+    return Value(symbol);
+}
+
+Value to_path(const Variable& variable, const Value& sent) {
+    if (!variable.get_value_type_info().is_array()) {
+        return Value(Path(get_content<std::string>(sent)));
+    }
+    std::vector<Path> paths;
+    for (const std::string& text : get_content<std::vector<std::string>>(sent)) {
+        paths.emplace_back(text);
+    }
+    return Value(std::move(paths));
+}
+
+// What a client sent, as the variable holds it: paths, symbols and arrays of unsigned bytes do not travel as
+// what they are, everything else does.
+Value to_held(const Variable& variable, Value sent) {
+    const ValueTypeInfo type_info = variable.get_value_type_info();
+    if (type_info == ValueTypeInfo(VALUE_TYPE::UNSIGNED_BYTE, true)) {
+        return to_unsigned_bytes(sent);
+    }
+    switch (type_info.get_type()) {
+        case VALUE_TYPE::SYMBOL:
+            return to_symbol(variable, sent);
+        case VALUE_TYPE::PATH:
+            return to_path(variable, sent);
+        default:
+            return sent;
+    }
+}
+
 void store(Variable& variable, Value value) {
     variable.set_value(std::move(value), CALLBACK_RESTRAIN::UNRESTRAINED, true);
 }
 
-void reset(Variable& variable) {
-    Value value = variable.get_value();
-    value.reset();
-    store(variable, std::move(value));
+bool refuse(const Variable& variable, const char* reason, Diagnostics& diagnostics) {
+    diagnostics.add("error guard of " + variable.get_path().as_string() + " failed: ", reason);
+    return false;
 }
 
-// Arrays of unsigned bytes travel as signed ones; the bits are what counts.
-void write_unsigned_bytes(Variable& variable, const Value& value) {
-    const auto& bytes = get_content<std::vector<signed char>>(value);
-    store(variable, Value(std::vector<unsigned char>(bytes.begin(), bytes.end())));
-}
-
-void write_symbol(Variable& variable, const Value& value) {
-    auto symbol = get_content<SymbolInfo>(variable.get_value());
-    symbol.set_value(static_cast<unsigned int>(get_content<int>(value)));
-    variable = Value(symbol);
-}
-
-void write_path(Variable& variable, const Value& value) {
-    if (!variable.get_value_type_info().is_array()) {
-        variable = Value(Path(get_content<std::string>(value)));
-        return;
+// Stores a value that the variable can hold if its guard, which may change the value, lets it. A guard that
+// throws, or that gives the value another type, refuses it.
+bool store_guarded(Variable& variable, Value value, Diagnostics& diagnostics) {
+    try {
+        if (!variable.apply_guard(value)) {
+            return false;
+        }
+    } catch (const std::exception& exception) {
+        return refuse(variable, exception.what(), diagnostics);
+    } catch (...) {
+        return refuse(variable, "unknown exception", diagnostics);
     }
-    std::vector<Path> paths;
-    for (const std::string& text : get_content<std::vector<std::string>>(value)) {
-        paths.emplace_back(text);
-    }
-    variable = Value(std::move(paths));
-}
-
-// Paths, symbols and arrays of unsigned bytes do not travel as what they are; everything else does.
-void write(Variable& variable, Value value) {
-    const ValueTypeInfo type_info = variable.get_value_type_info();
-    if (type_info == ValueTypeInfo(VALUE_TYPE::UNSIGNED_BYTE, true)) {
-        write_unsigned_bytes(variable, value);
-    } else if (type_info.get_type() == VALUE_TYPE::SYMBOL) {
-        write_symbol(variable, value);
-    } else if (type_info.get_type() == VALUE_TYPE::PATH) {
-        write_path(variable, value);
-    } else {
+    try {
         store(variable, std::move(value));
+    } catch (const BadValueTypeException& exception) {
+        return refuse(variable, exception.what(), diagnostics);
     }
+    return true;
+}
+
+// Writes what a client sent, or resets the variable if it sent nothing.
+// @return false if the variable's guard refuses it
+bool write(Variable& variable, std::optional<Value> sent, Diagnostics& diagnostics) {
+    Value value = sent ? to_held(variable, *std::move(sent)) : get_default(variable);
+    if (value.get_type_info() == variable.get_value_type_info()) {
+        return store_guarded(variable, std::move(value), diagnostics);
+    }
+    store(variable, std::move(value));  // throws: it is of another type
+    return true;
 }
 
 }  // namespace
@@ -130,15 +170,10 @@ Poco::AutoPtr<Poco::XML::Element> Write::process() {
     std::unique_lock<Tree> lock(root);
     for (RequestItem& item : items_) {
         Variable* const variable = find_variable(root, std::get<Path>(item), diagnostics);
-        if (variable == nullptr || !variable->get_writable().value_or(false)) {
-            continue;
+        if (variable != nullptr && variable->get_writable().value_or(false) &&
+            write(*variable, std::move(std::get<std::optional<Value>>(item)), diagnostics)) {
+            to_xml(list, *variable, item);
         }
-        if (auto& value = std::get<std::optional<Value>>(item)) {
-            write(*variable, std::move(*value));
-        } else {
-            reset(*variable);
-        }
-        to_xml(list, *variable, item);
     }
     lock.unlock();
     response->appendChild(list);

@@ -21,8 +21,9 @@ class Diagnostics;
 /// request, and reports those that it wrote.
 ///
 /// An item that does not exist or is no variable is left out and named on the standard error stream; a
-/// variable that clients may not write is left out without a word. A value that does not suit its variable
-/// fails the request as a whole, but what was written before it stays written.
+/// variable that clients may not write, or whose guard refuses the value, is left out without a word. A value
+/// that does not suit its variable fails the request as a whole, but what was written before it stays
+/// written.
 class Write : public AMessage {
 public:
     /// @throws std::logic_error       if the attribute "ReturnValuesOnReply" is missing

@@ -607,6 +607,105 @@ TEST_F(WriteWireTest, WritesManyItemsOfOneRequest) {
     expect_success(write(items), create_response(expected));
 }
 
+// ---- Guards ----
+
+bool clamp(const Variable& /*variable*/, Value& value) {
+    if (std::get<double>(value) > 350.0) {
+        value = Value(350.0);
+    }
+    return true;
+}
+
+TEST_F(WriteWireTest, StoresAndReportsWhatTheGuardMakesOfAValue) {
+    Variable& setpoint = add("setpoint", Value(20.0), {.writable = true, .accept = clamp});
+    std::vector<Value> seen;
+    Registration registration;
+    {
+        const std::unique_lock<Tree> lock(server.get_tree());
+        registration = setpoint.on_write([&](const Path&, const Value& value) { seen.push_back(value); });
+    }
+    expect_success(write(create_item("setpoint", create_value("xsd:double", "5000")) +
+                         create_item("setpoint", create_value("xsd:double", "200"))),
+                   create_response(create_item("/setpoint", create_value("xsd:double", "350.000000")) +
+                                   create_item("/setpoint", create_value("xsd:double", "200.000000"))));
+    EXPECT_EQ(seen, (std::vector<Value>{Value(350.0), Value(200.0)}));
+}
+
+TEST_F(WriteWireTest, LeavesOutWhatTheGuardRefuses) {
+    const auto refuse = [](const Variable&, Value& value) {
+        value = Value(7);
+        return false;
+    };
+    Variable& refused = add("refused", Value(1), {.writable = true, .accept = refuse});
+    Variable& other = add("other", Value(1));
+    const TimePoint timestamp = get_timestamp(refused);
+    StderrCapture capture;
+    expect_success(
+        write(create_item("refused", create_value("xsd:int", "2")) +
+              create_item("other", create_value("xsd:int", "2")) + R"(<Items ItemName="refused"/>)"),
+        create_response(create_item("/other", create_value("xsd:int", "2"))));
+    EXPECT_EQ(capture.stop(), "");
+    EXPECT_EQ(get(refused), Value(1));
+    EXPECT_EQ(get_timestamp(refused), timestamp);
+    EXPECT_EQ(get(other), Value(2));
+}
+
+TEST_F(WriteWireTest, AGuardSeesTheValueAsTheVariableHoldsIt) {
+    std::vector<Value> seen;
+    const Guard remember = [&](const Variable& variable, Value& value) {
+        EXPECT_EQ(value.get_type_info(), variable.get_value_type_info());
+        seen.push_back(value);
+        return true;
+    };
+    add("symbol", Value(SymbolInfo(HISTORY_KIND::NONE)), {.writable = true, .accept = remember});
+    add("path", Value(Path("/a")), {.writable = true, .accept = remember});
+    add("bytes", UNSIGNED_BYTES, {.writable = true, .accept = remember});
+    add("emptied", Value(5), {.writable = true, .accept = remember});
+    write(create_item("symbol", create_value("xsd:int", "1")) +
+          create_item("path", create_value("xsd:string", "/b")) +
+          create_item("bytes", create_value("ArrayOfByte", "<byte>-1</byte>")) +
+          R"(<Items ItemName="emptied"/>)");
+    EXPECT_EQ(seen, (std::vector<Value>{Value(SymbolInfo(HISTORY_KIND::HISTORY_AVAILABLE)), Value(Path("/b")),
+                                        Value(std::vector<unsigned char>{255}), Value(0)}));
+}
+
+TEST_F(WriteWireTest, AGuardThatFailsRefuses) {
+    const auto fail = [](const Variable&, Value&) -> bool { throw std::runtime_error("guard at fault"); };
+    const auto fail_oddly = [](const Variable&, Value&) -> bool { throw 5; };
+    const auto retype = [](const Variable&, Value& value) {
+        value = Value("text");
+        return true;
+    };
+    add("a", Value(1), {.writable = true, .accept = fail});
+    add("b", Value(1), {.writable = true, .accept = fail_oddly});
+    add("c", Value(1), {.writable = true, .accept = retype});
+    add("d", Value(1));
+    std::string items;
+    for (const char* name : {"a", "b", "c", "d"}) {
+        items += create_item(name, create_value("xsd:int", "2"));
+    }
+    StderrCapture capture;
+    expect_success(write(items), create_response(create_item("/d", create_value("xsd:int", "2"))));
+    EXPECT_EQ(capture.stop(),
+              "error guard of /a failed: guard at fault\n"
+              "error guard of /b failed: unknown exception\n"
+              "error guard of /c failed: Bad value type.\n");
+    expect_unlocked();
+}
+
+TEST_F(WriteWireTest, AGuardIsNotAskedAboutAValueOfAnotherType) {
+    int asked = 0;
+    const Guard count = [&](const Variable&, Value&) {
+        ++asked;
+        return false;
+    };
+    add("guarded", Value(1), {.writable = true, .accept = count});
+    add("readOnly", Value(1), {.writable = false, .accept = count});
+    expect_bad_request(write(create_item("readOnly", create_value("xsd:int", "1")) +
+                             create_item("guarded", create_value("xsd:double", "1"))));
+    EXPECT_EQ(asked, 0);
+}
+
 // ---- Observers and the lock ----
 
 TEST_F(WriteWireTest, ObserversMayLockTheTreeAndWrite) {

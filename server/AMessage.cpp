@@ -83,11 +83,20 @@ void AMessage::set_result(Poco::AutoPtr<Poco::XML::Element> result,
     set_attribute(*result, reply_names::SERVER_STATE, "running");
 }
 
-void AMessage::append_result(Poco::AutoPtr<Poco::XML::Element> response, const std::string& name,
+utility::OnScopeExit AMessage::append_result_on_exit(
+    Poco::AutoPtr<Poco::XML::Element> response, const std::string& name,
+    const std::optional<std::string>& client_request_handle) {
+    return utility::OnScopeExit(
+        [this, response = std::move(response), &name, &client_request_handle]() mutable {
+            append_result(*response, name, client_request_handle);
+        });
+}
+
+void AMessage::append_result(Poco::XML::Element& response, const std::string& name,
                              const std::optional<std::string>& client_request_handle) {
     auto result = create_element(get_document(), name);
     set_result(result, client_request_handle);
-    response->appendChild(result);
+    response.appendChild(result);
 }
 
 const Poco::XML::Node* AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name) const {

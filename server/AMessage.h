@@ -1,6 +1,7 @@
 #pragma once
 
 #include <information_model/InformationModel.h>
+#include <information_model/OnScopeExit.h>
 #include <information_model/TimePoint.h>
 #include <information_model/Value.h>
 
@@ -80,6 +81,10 @@ public:
 protected:
     /// Does the service's work and returns its response element, made in the reply's document. Takes the tree
     /// lock that it needs itself and releases it on every way out.
+    ///
+    /// The order of its locals matters, since they are destroyed in the reverse one: the response; what
+    /// appends the result to it on the way out, so that this is done last and without the lock; the
+    /// diagnostics, which are written without the lock; what may free much memory; the lock.
     virtual Poco::AutoPtr<Poco::XML::Element> process() = 0;
 
     /// For constructors: `process()` works with what they read.
@@ -90,12 +95,18 @@ protected:
     /// @throws Poco::NullPointerException  if there is no reply document
     Poco::XML::Document& get_document() const;
 
-    /// Appends the service's result element to its response; what each service does last. A scope-exit action
-    /// that does it keeps a pointer of its own, since the returned one may have been moved from by then.
-    void append_result(Poco::AutoPtr<Poco::XML::Element> response, const std::string& name,
-                       const std::optional<std::string>& client_request_handle);
+    /// Appends the service's result element to its response when what it returns is destroyed, on every way
+    /// out of `process()`.
+    /// @param name                   of the result element; lives as long as what is returned
+    /// @param client_request_handle  for `set_result`; lives as long as well
+    [[nodiscard]] utility::OnScopeExit append_result_on_exit(
+        Poco::AutoPtr<Poco::XML::Element> response, const std::string& name,
+        const std::optional<std::string>& client_request_handle);
 
 private:
+    void append_result(Poco::XML::Element& response, const std::string& name,
+                       const std::optional<std::string>& client_request_handle);
+
     const Poco::XML::Node* request_;
     const Poco::XML::NamespaceSupport* namespaces_;
     Poco::AutoPtr<Poco::XML::Document> document_;

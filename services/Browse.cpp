@@ -6,7 +6,6 @@
 #include "server/xml_names.h"
 #include "services/item_lookup.h"
 
-#include <information_model/OnScopeExit.h>
 #include <information_model/SymbolInfo.h>
 #include <information_model/exceptions.h>
 
@@ -65,8 +64,7 @@ symbol_list::BROWSE_FILTER Browse::read_filter() const {
 
 Poco::AutoPtr<Poco::XML::Element> Browse::process() {
     auto response = create_element(get_document(), reply_names::BROWSE_RESPONSE);
-    const utility::OnScopeExit result(
-        [this, response] { append_result(response, reply_names::BROWSE_RESULT, client_request_handle_); });
+    const auto result = append_result_on_exit(response, reply_names::BROWSE_RESULT, client_request_handle_);
     const Item& root = get_root_item(get_model());
     const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);

@@ -6,8 +6,6 @@
 #include "server/xml_names.h"
 #include "services/item_lookup.h"
 
-#include <information_model/OnScopeExit.h>
-
 #include <shared_mutex>
 
 namespace kx::information_model::opc {
@@ -24,9 +22,8 @@ GetProperties::~GetProperties() = default;
 
 Poco::AutoPtr<Poco::XML::Element> GetProperties::process() {
     auto response = create_element(get_document(), reply_names::GET_PROPERTIES_RESPONSE);
-    const utility::OnScopeExit result([this, response] {
-        append_result(response, reply_names::GET_PROPERTIES_RESULT, client_request_handle_);
-    });
+    const auto result =
+        append_result_on_exit(response, reply_names::GET_PROPERTIES_RESULT, client_request_handle_);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
     const ListBuilder builder(*response);
@@ -40,12 +37,11 @@ Poco::AutoPtr<Poco::XML::Element> GetProperties::process() {
 }
 
 void GetProperties::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Item& item) const {
-    const auto append = [&](const auto& found) {
+    visit_item(item, [&](const auto& found) {
         auto list = create_property_lists(found);
         insert_properties(list, reply_names::PROPERTIES, found);
         parent->appendChild(list);
-    };
-    visit_item(item, append, append);
+    });
 }
 
 Poco::AutoPtr<Poco::XML::Element> GetProperties::create_property_lists(const Item& item) const {

@@ -3,8 +3,6 @@
 #include "server/reply_dom.h"
 #include "server/xml_names.h"
 
-#include <information_model/OnScopeExit.h>
-
 namespace kx::information_model::opc {
 
 GetStatus::GetStatus(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
@@ -17,9 +15,8 @@ GetStatus::~GetStatus() = default;
 
 Poco::AutoPtr<Poco::XML::Element> GetStatus::process() {
     auto response = create_element(get_document(), reply_names::GET_STATUS_RESPONSE);
-    const utility::OnScopeExit result([this, response] {
-        append_result(response, reply_names::GET_STATUS_RESULT, client_request_handle_);
-    });
+    const auto result =
+        append_result_on_exit(response, reply_names::GET_STATUS_RESULT, client_request_handle_);
 
     auto status = create_element(get_document(), reply_names::STATUS);
     // Clients compare this text to detect a restart; it names no real time and never changes.

@@ -5,9 +5,6 @@
 #include "server/request_dom.h"
 #include "server/xml_names.h"
 #include "services/item_lookup.h"
-#include "services/item_value.h"
-
-#include <information_model/OnScopeExit.h>
 
 #include <shared_mutex>
 
@@ -32,9 +29,8 @@ Read::~Read() = default;
 
 Poco::AutoPtr<Poco::XML::Element> Read::process() {
     auto response = create_element(get_document(), reply_names::READ_RESPONSE);
-    const utility::OnScopeExit result([this, response] {
-        append_result(response, reply_names::READ_RESULT, options_.client_request_handle);
-    });
+    const auto result =
+        append_result_on_exit(response, reply_names::READ_RESULT, options_.client_request_handle);
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
@@ -43,9 +39,7 @@ Poco::AutoPtr<Poco::XML::Element> Read::process() {
     for (const RequestItem& request_item : items_) {
         const Path& path = std::get<Path>(request_item);
         if (const Item* found = find_or_report(root, path, "error not found: ", diagnostics)) {
-            visit_item(
-                *found, [&](const Domain& item) { to_xml(list, item, request_item); },
-                [&](const Variable& item) { to_xml(list, item, request_item); });
+            visit_item(*found, [&](const auto& item) { to_xml(list, item, request_item); });
         }
     }
     response->appendChild(list);
@@ -55,18 +49,18 @@ Poco::AutoPtr<Poco::XML::Element> Read::process() {
 void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Domain& item,
                   const RequestItem& request_item) const {
     parent->appendChild(
-        create_item_value(*this, get_document(), reply_names::ITEMS, item,
-                          {.client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
-                           .timestamp = get_reported_time(item, options_.return_item_time)}));
+        create_item_value(*this, get_document(), reply_names::ITEMS, item, get_form(request_item)));
 }
 
 void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Variable& item,
                   const RequestItem& request_item) const {
     parent->appendChild(
-        create_item_value(*this, get_document(), reply_names::ITEMS, item,
-                          {.client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
-                           .timestamp = get_reported_time(item, options_.return_item_time),
-                           .value = &item.get_value()}));
+        create_item_value(*this, get_document(), reply_names::ITEMS, item, get_form(request_item)));
+}
+
+ItemValueForm Read::get_form(const RequestItem& request_item) const {
+    return {.client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
+            .has_timestamp = options_.return_item_time};
 }
 
 }  // namespace kx::information_model::opc

@@ -2,6 +2,7 @@
 
 #include "server/AMessage.h"
 #include "server/RequestOptions.h"
+#include "services/item_value.h"
 
 #include <information_model/Domain.h>
 #include <information_model/Path.h>
@@ -34,6 +35,7 @@ private:
                 const RequestItem& request_item) const;
     void to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Variable& item,
                 const RequestItem& request_item) const;
+    ItemValueForm get_form(const RequestItem& request_item) const;
 
     RequestOptions options_;
     std::vector<RequestItem> items_;

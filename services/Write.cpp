@@ -9,7 +9,6 @@
 #include "services/item_lookup.h"
 #include "services/item_value.h"
 
-#include <information_model/OnScopeExit.h>
 #include <information_model/exceptions.h>
 
 #include <Poco/DOM/Attr.h>
@@ -160,9 +159,8 @@ Value Write::get_value(const Poco::XML::Node* node) const {
 
 Poco::AutoPtr<Poco::XML::Element> Write::process() {
     auto response = create_element(get_document(), reply_names::WRITE_RESPONSE);
-    const utility::OnScopeExit result([this, response] {
-        append_result(response, reply_names::WRITE_RESULT, options_.client_request_handle);
-    });
+    const auto result =
+        append_result_on_exit(response, reply_names::WRITE_RESULT, options_.client_request_handle);
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
@@ -182,11 +180,10 @@ Poco::AutoPtr<Poco::XML::Element> Write::process() {
 
 void Write::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
                    const RequestItem& item) const {
-    list->appendChild(
-        create_item_value(*this, get_document(), reply_names::ITEMS, variable,
-                          {.client_item_handle = get_if_not_empty(std::get<std::string>(item)),
-                           .timestamp = get_reported_time(variable, options_.return_item_time),
-                           .value = return_values_on_reply_ ? &variable.get_value() : nullptr}));
+    list->appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, variable,
+                                        {.client_item_handle = get_if_not_empty(std::get<std::string>(item)),
+                                         .has_timestamp = options_.return_item_time,
+                                         .has_value = return_values_on_reply_}));
 }
 
 }  // namespace kx::information_model::opc

@@ -34,16 +34,16 @@ ItemKind* find_or_report(ItemKind& root, const Path& path, std::string_view mess
     return item;
 }
 
-/// Calls `on_domain(const Domain&)` or `on_variable(const Variable&)`, whichever the item is.
+/// Calls `action` with the item as what it is, a `const Domain&` or a `const Variable&`.
 /// @throws std::invalid_argument  "Unknown item type" if it is neither
-template <class OnDomain, class OnVariable>
-void visit_item(const Item& item, OnDomain on_domain, OnVariable on_variable) {
+template <class Action>
+void visit_item(const Item& item, Action action) {
     switch (item.get_item_type()) {
         case ITEM_TYPE::DOMAIN:
-            on_domain(static_cast<const Domain&>(item));
+            action(static_cast<const Domain&>(item));
             return;
         case ITEM_TYPE::VARIABLE:
-            on_variable(static_cast<const Variable&>(item));
+            action(static_cast<const Variable&>(item));
             return;
     }
     throw std::invalid_argument("Unknown item type");

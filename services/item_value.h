@@ -3,9 +3,6 @@
 #include "server/AMessage.h"
 
 #include <information_model/Item.h>
-#include <information_model/TimePoint.h>
-#include <information_model/Value.h>
-#include <information_model/Variable.h>
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Document.h>
@@ -16,26 +13,27 @@
 
 namespace kx::information_model::opc {
 
-/// What an item-value element carries besides the item's name; each part is left out when it is absent.
-struct ItemValueParts {
-    const std::string* client_item_handle = nullptr;
-    std::optional<TimePoint> timestamp = std::nullopt;
-    const Value* value = nullptr;
+/// What an item-value element carries besides the item's name.
+struct ItemValueForm {
+    const std::string* client_item_handle = nullptr;  ///< left out when null
+    bool has_timestamp = false;
+    bool has_value = true;  ///< of a variable: a domain has none
 };
 
 /// Creates the element that reports an item to a client, in the form that all services share: attributes
 /// "ItemName" (the item's own absolute path, whatever the client wrote), "ClientItemHandle" and "Timestamp",
-/// and a child "Value".
+/// and a child "Value". The timestamp of a domain, which has none of its own, is the current time.
 ///
 /// Requires: tree lock held.
 /// @param message   makes the value
 /// @param document  the reply's
 /// @param name      name of the element
+/// @param item      a domain or a variable
 /// @return the new element, not yet attached
 /// @throws std::invalid_argument, BadValueTypeException  as `AMessage::create_value`
 Poco::AutoPtr<Poco::XML::Element> create_item_value(const AMessage& message, Poco::XML::Document& document,
                                                     const std::string& name, const Item& item,
-                                                    const ItemValueParts& parts);
+                                                    const ItemValueForm& form);
 
 /// Null for an empty handle: Read and Write leave those out.
 inline const std::string* get_if_not_empty(const std::string& handle) {
@@ -46,9 +44,5 @@ inline const std::string* get_if_not_empty(const std::string& handle) {
 inline const std::string* get_if_present(const std::optional<std::string>& handle) {
     return handle ? &*handle : nullptr;
 }
-
-/// The time to report for a domain, which has none of its own, or for a variable, if the request asks for it.
-std::optional<TimePoint> get_reported_time(const Domain& domain, bool return_item_time);
-std::optional<TimePoint> get_reported_time(const Variable& variable, bool return_item_time);
 
 }  // namespace kx::information_model::opc

@@ -48,9 +48,8 @@ void Subscribe::parse_items(const Poco::XML::Node& list) {
 
 Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
     auto response = create_element(get_document(), reply_names::SUBSCRIBE_RESPONSE);
-    const utility::OnScopeExit result([this, response] {
-        append_result(response, reply_names::SUBSCRIBE_RESULT, options_.client_request_handle);
-    });
+    const auto result =
+        append_result_on_exit(response, reply_names::SUBSCRIBE_RESULT, options_.client_request_handle);
     set_attribute(*response, reply_names::SERVER_SUB_HANDLE, subscription_->handle);
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
@@ -59,9 +58,7 @@ Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
     const std::shared_lock<const Tree> lock(root);
     for (const SubscriptionItem& item : subscription_->items) {
         if (const Item* found = find_or_report(root, item.path, "error not found:", diagnostics)) {
-            visit_item(
-                *found, [&](const Domain& domain) { to_xml(list, domain, item); },
-                [&](const Variable& variable) { to_xml(list, variable, item); });
+            visit_item(*found, [&](const auto& known) { to_xml(list, known, item); });
         }
     }
     response->appendChild(list);
@@ -70,23 +67,19 @@ Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
 
 void Subscribe::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Domain& domain,
                        const SubscriptionItem& item) const {
-    append_item(*list,
-                create_item_value(*this, get_document(), reply_names::ITEM_VALUE, domain,
-                                  {.client_item_handle = get_if_present(item.client_item_handle),
-                                   .timestamp = get_reported_time(domain, options_.return_item_time)}));
+    append_item(*list, domain, item);
 }
 
 void Subscribe::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
                        const SubscriptionItem& item) const {
-    append_item(*list, create_item_value(*this, get_document(), reply_names::ITEM_VALUE, variable,
-                                         {.client_item_handle = get_if_present(item.client_item_handle),
-                                          .timestamp = get_reported_time(variable, options_.return_item_time),
-                                          .value = &variable.get_value()}));
+    append_item(*list, variable, item);
 }
 
-void Subscribe::append_item(Poco::XML::Element& list, Poco::AutoPtr<Poco::XML::Element> item_value) const {
+void Subscribe::append_item(Poco::XML::Element& list, const Item& found, const SubscriptionItem& item) const {
     auto items = create_element(get_document(), reply_names::ITEMS);
-    items->appendChild(item_value);
+    items->appendChild(create_item_value(*this, get_document(), reply_names::ITEM_VALUE, found,
+                                         {.client_item_handle = get_if_present(item.client_item_handle),
+                                          .has_timestamp = options_.return_item_time}));
     list.appendChild(items);
 }
 

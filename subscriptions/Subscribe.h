@@ -37,7 +37,7 @@ private:
                 const SubscriptionItem& item) const;
     void to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
                 const SubscriptionItem& item) const;
-    void append_item(Poco::XML::Element& list, Poco::AutoPtr<Poco::XML::Element> item_value) const;
+    void append_item(Poco::XML::Element& list, const Item& found, const SubscriptionItem& item) const;
 
     bool return_values_on_reply_;  // has no effect: values are always sent
     std::shared_ptr<Subscription> subscription_;

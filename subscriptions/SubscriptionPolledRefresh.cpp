@@ -9,8 +9,6 @@
 #include "services/item_value.h"
 #include "subscriptions/hold_time.h"
 
-#include <information_model/OnScopeExit.h>
-
 #include <chrono>
 #include <shared_mutex>
 #include <span>
@@ -114,10 +112,8 @@ SubscriptionPolledRefresh::~SubscriptionPolledRefresh() = default;
 
 Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
     auto response = create_element(get_document(), reply_names::SUBSCRIPTION_POLLED_REFRESH_RESPONSE);
-    const utility::OnScopeExit result([this, response] {
-        append_result(response, reply_names::SUBSCRIPTION_POLLED_REFRESH_RESULT,
-                      options_.client_request_handle);
-    });
+    const auto result = append_result_on_exit(response, reply_names::SUBSCRIPTION_POLLED_REFRESH_RESULT,
+                                              options_.client_request_handle);
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     if (hold_time_ && !hold_until(*hold_time_, watch_)) {
         throw std::runtime_error("nobody waits for the answer to a poll that is held");
@@ -155,9 +151,7 @@ void SubscriptionPolledRefresh::refresh(Subscription& subscription, std::span<co
     for (const SubscriptionItem& item : items) {
         if (const Item* found =
                 find_or_report(root, item.path, "error not found Path not found: ", diagnostics)) {
-            visit_item(
-                *found, [&](const Domain& domain) { to_xml(list, domain, item, last_poll); },
-                [&](const Variable& variable) { to_xml(list, variable, item, last_poll); });
+            visit_item(*found, [&](const auto& known) { to_xml(list, known, item, last_poll); });
         }
     }
     subscription.restart_expiry();
@@ -166,20 +160,21 @@ void SubscriptionPolledRefresh::refresh(Subscription& subscription, std::span<co
 
 void SubscriptionPolledRefresh::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Domain& domain,
                                        const SubscriptionItem& item, TimePoint /*last_poll*/) const {
-    list->appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, domain,
-                                        {.client_item_handle = get_if_present(item.client_item_handle),
-                                         .timestamp = get_reported_time(domain, options_.return_item_time)}));
+    append_item(*list, domain, item);
 }
 
 void SubscriptionPolledRefresh::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
                                        const SubscriptionItem& item, TimePoint last_poll) const {
-    if (variable.get_modified_timestamp() <= last_poll) {
-        return;
+    if (variable.get_modified_timestamp() > last_poll) {
+        append_item(*list, variable, item);
     }
-    list->appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, variable,
-                                        {.client_item_handle = get_if_present(item.client_item_handle),
-                                         .timestamp = get_reported_time(variable, options_.return_item_time),
-                                         .value = &variable.get_value()}));
+}
+
+void SubscriptionPolledRefresh::append_item(Poco::XML::Element& list, const Item& found,
+                                            const SubscriptionItem& item) const {
+    list.appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, found,
+                                       {.client_item_handle = get_if_present(item.client_item_handle),
+                                        .has_timestamp = options_.return_item_time}));
 }
 
 }  // namespace kx::information_model::opc

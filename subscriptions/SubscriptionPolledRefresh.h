@@ -56,6 +56,7 @@ private:
     /// Appends nothing unless the variable was modified after `last_poll`.
     void to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
                 const SubscriptionItem& item, TimePoint last_poll) const;
+    void append_item(Poco::XML::Element& list, const Item& found, const SubscriptionItem& item) const;
 
     std::optional<TimePoint> hold_time_;
     int wait_time_;          // milliseconds; has no effect: a poll never waits for a change

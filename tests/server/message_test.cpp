@@ -48,7 +48,9 @@ public:
 protected:
     Poco::AutoPtr<Poco::XML::Element> process() override {
         auto response = create("EchoResponse");
-        append_result(response, "EchoResult", std::nullopt);
+        static const std::string NAME = "EchoResult";
+        static const std::optional<std::string> NO_HANDLE;
+        const auto result = append_result_on_exit(response, NAME, NO_HANDLE);
         return response;
     }
 };

@@ -16,6 +16,7 @@
 namespace kx::information_model::opc {
 namespace {
 
+using testing::read_attribute;
 using testing::to_text;
 
 class NoService : public AMessage {
@@ -33,9 +34,9 @@ protected:
         : boiler_(model_->get_root().add_domain("boiler")),
           temperature_(boiler_.add_variable("temperature", Value(21.5))) {}
 
-    Poco::AutoPtr<Poco::XML::Element> create(const Item& item, const ItemValueParts& parts,
+    Poco::AutoPtr<Poco::XML::Element> create(const Item& item, const ItemValueForm& form,
                                              const std::string& name = "Items") const {
-        return create_item_value(message_, message_.get_document(), name, item, parts);
+        return create_item_value(message_, message_.get_document(), name, item, form);
     }
 
     std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
@@ -47,7 +48,8 @@ protected:
 
 TEST_F(ItemValue, HasTheNameAlone) {
     EXPECT_EQ(to_text(*create(boiler_, {})), R"(<Items ItemName="/boiler"/>)");
-    EXPECT_EQ(to_text(*create(temperature_, {})), R"(<Items ItemName="/boiler/temperature"/>)");
+    EXPECT_EQ(to_text(*create(temperature_, {.has_value = false})),
+              R"(<Items ItemName="/boiler/temperature"/>)");
     EXPECT_EQ(to_text(*create(model_->get_root(), {})), R"(<Items ItemName="/"/>)");
 }
 
@@ -64,31 +66,35 @@ TEST_F(ItemValue, HasAHandleThatIsGiven) {
               R"(<Items ClientItemHandle="" ItemName="/boiler"/>)");
 }
 
-TEST_F(ItemValue, HasATimestampThatIsGiven) {
-    EXPECT_EQ(to_text(*create(boiler_, {.timestamp = TimePoint(std::chrono::milliseconds(1500))})),
-              R"(<Items ItemName="/boiler" Timestamp="1970-01-01T00:00:01.500Z"/>)");
-    EXPECT_EQ(to_text(*create(boiler_, {.timestamp = TimePoint()})),
-              R"(<Items ItemName="/boiler" Timestamp="1970-01-01T00:00:00Z"/>)");
+TEST_F(ItemValue, HasTheTimeOfAVariable) {
+    temperature_.set_timestamp(TimePoint(std::chrono::milliseconds(1500)));
+    EXPECT_EQ(to_text(*create(temperature_, {.has_timestamp = true, .has_value = false})),
+              R"(<Items ItemName="/boiler/temperature" Timestamp="1970-01-01T00:00:01.500Z"/>)");
 }
 
-TEST_F(ItemValue, HasAValueThatIsGiven) {
+TEST_F(ItemValue, HasTheCurrentTimeForADomain) {
+    const TimePoint before = std::chrono::system_clock::now();
+    const TimePoint reported =
+        date_time_from_iso8601_string(read_attribute(*create(boiler_, {.has_timestamp = true}), "Timestamp"));
+    EXPECT_LE(before, reported);
+    EXPECT_LE(reported, std::chrono::system_clock::now());
+}
+
+TEST_F(ItemValue, HasTheValueOfAVariable) {
     EXPECT_EQ(
-        to_text(*create(temperature_, {.value = &temperature_.get_value()})),
+        to_text(*create(temperature_, {})),
         R"(<Items ItemName="/boiler/temperature"><Value xsi:type="xsd:double">21.500000</Value></Items>)");
-    const Value array(std::vector<int>{1, 2});
     EXPECT_EQ(
-        to_text(*create(temperature_, {.value = &array})),
-        R"(<Items ItemName="/boiler/temperature"><Value xsi:type="ArrayOfInt"><int>1</int><int>2</int></Value>)"
+        to_text(*create(boiler_.add_variable("array", Value(std::vector<int>{1, 2})), {})),
+        R"(<Items ItemName="/boiler/array"><Value xsi:type="ArrayOfInt"><int>1</int><int>2</int></Value>)"
         "</Items>");
 }
 
 TEST_F(ItemValue, HasAllThatIsGiven) {
     const std::string handle = "h";
-    const auto element =
-        create(temperature_,
-               {.client_item_handle = &handle, .timestamp = TimePoint(), .value = &temperature_.get_value()});
+    temperature_.set_timestamp(TimePoint());
     EXPECT_EQ(
-        to_text(*element),
+        to_text(*create(temperature_, {.client_item_handle = &handle, .has_timestamp = true})),
         R"(<Items ClientItemHandle="h" ItemName="/boiler/temperature" Timestamp="1970-01-01T00:00:00Z">)"
         R"(<Value xsi:type="xsd:double">21.500000</Value></Items>)");
 }
@@ -100,10 +106,12 @@ TEST_F(ItemValue, IsNotAttached) {
 }
 
 TEST_F(ItemValue, IsNotMadeOfAValueWithoutForm) {
-    const Value decimal(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false));
-    const Value mismatched("x", ValueTypeInfo(VALUE_TYPE::INT, false));
-    EXPECT_THROW(create(temperature_, {.value = &decimal}), std::invalid_argument);
-    EXPECT_THROW(create(temperature_, {.value = &mismatched}), BadValueTypeException);
+    const Item& decimal =
+        boiler_.add_variable("decimal", Value(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false)));
+    const Item& mismatched =
+        boiler_.add_variable("mismatched", Value("x", ValueTypeInfo(VALUE_TYPE::INT, false)));
+    EXPECT_THROW(create(decimal, {}), std::invalid_argument);
+    EXPECT_THROW(create(mismatched, {}), BadValueTypeException);
 }
 
 TEST(ItemHandle, IsLeftOutWhenEmptyOrAbsent) {
@@ -114,22 +122,6 @@ TEST(ItemHandle, IsLeftOutWhenEmptyOrAbsent) {
     const std::optional<std::string> present_empty = "";
     EXPECT_EQ(get_if_present(present_empty), &*present_empty);
     EXPECT_EQ(get_if_present(std::nullopt), nullptr);
-}
-
-TEST_F(ItemValue, ReportsTheTimeOfAVariable) {
-    temperature_.set_timestamp(TimePoint(std::chrono::seconds(7)));
-    EXPECT_EQ(get_reported_time(temperature_, true), TimePoint(std::chrono::seconds(7)));
-    EXPECT_EQ(get_reported_time(temperature_, false), std::nullopt);
-}
-
-TEST_F(ItemValue, ReportsTheCurrentTimeForADomain) {
-    const TimePoint before = std::chrono::system_clock::now();
-    const std::optional<TimePoint> reported = get_reported_time(boiler_, true);
-    const TimePoint after = std::chrono::system_clock::now();
-    ASSERT_TRUE(reported);
-    EXPECT_LE(before, *reported);
-    EXPECT_LE(*reported, after);
-    EXPECT_EQ(get_reported_time(boiler_, false), std::nullopt);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "codec/number_extraction.h"
 #include "codec/text_forms.h"
 #include "codec/type_names.h"
+#include "codec/value_types.h"
 #include "server/xml_names.h"
 
 #include <algorithm>
@@ -80,35 +81,14 @@ struct InputType {
     ValueReader read;
 };
 
-constexpr std::array<InputType, 27> INPUT_TYPES{{
-    {"xsd:string", read_scalar<std::string>},
-    {"xsd:boolean", read_scalar<bool>},
-    {"xsd:float", read_scalar<float>},
-    {"xsd:double", read_scalar<double>},
-    {"xsd:long", read_scalar<long>},
-    {"xsd:int", read_scalar<int>},
-    {"xsd:short", read_scalar<short>},
-    {"xsd:byte", read_scalar<signed char>},
-    {"xsd:unsignedLong", read_scalar<unsigned long>},
-    {"xsd:unsignedInt", read_scalar<unsigned int>},
-    {"xsd:unsignedShort", read_scalar<unsigned short>},
-    {"xsd:unsignedByte", read_unsigned_byte},
-    {"xsd:dateTime", read_scalar<TimePoint>},
-    {"xsd:duration", read_scalar<Duration>},
-    {"ArrayOfByte", read_array<signed char>},
-    {"ArrayOfShort", read_array<short>},
-    {"ArrayOfUnsignedShort", read_array<unsigned short>},
-    {"ArrayOfInt", read_array<int>},
-    {"ArrayOfUnsignedInt", read_array<unsigned int>},
-    {"ArrayOfLong", read_array<long>},
-    {"ArrayOfUnsignedLong", read_array<unsigned long>},
-    {"ArrayOfFloat", read_array<float>},
-    {"ArrayOfDouble", read_array<double>},
-    {"ArrayOfBoolean", read_array<bool>},
-    {"ArrayOfString", read_array<std::string>},
-    {"ArrayOfDateTime", read_array<TimePoint>},
-    {"ArrayOfDuration", read_array<Duration>},
-}};
+// The names are compared as they stand, and an array of bytes is one of signed bytes.
+constexpr std::array INPUT_TYPES{
+#define KX_READERS(NUMBER, TYPE, SCALAR, ARRAY) \
+    InputType{SCALAR, read_scalar<TYPE>}, InputType{ARRAY, read_array<TYPE>},
+    KX_FOR_EACH_TYPE_READ(KX_READERS)
+#undef KX_READERS
+        InputType{"xsd:unsignedByte", read_unsigned_byte},
+};
 
 }  // namespace
 
@@ -120,19 +100,10 @@ Value convert(const Poco::XML::Node* node, bool is_array) {
     return Value(read_text<T>(*node));
 }
 
-template Value convert<bool>(const Poco::XML::Node*, bool);
-template Value convert<std::string>(const Poco::XML::Node*, bool);
-template Value convert<double>(const Poco::XML::Node*, bool);
-template Value convert<float>(const Poco::XML::Node*, bool);
-template Value convert<long>(const Poco::XML::Node*, bool);
-template Value convert<int>(const Poco::XML::Node*, bool);
-template Value convert<short>(const Poco::XML::Node*, bool);
-template Value convert<signed char>(const Poco::XML::Node*, bool);
-template Value convert<unsigned long>(const Poco::XML::Node*, bool);
-template Value convert<unsigned int>(const Poco::XML::Node*, bool);
-template Value convert<unsigned short>(const Poco::XML::Node*, bool);
-template Value convert<TimePoint>(const Poco::XML::Node*, bool);
-template Value convert<Duration>(const Poco::XML::Node*, bool);
+#define KX_INSTANTIATE(NUMBER, TYPE, SCALAR, ARRAY) \
+    template Value convert<TYPE>(const Poco::XML::Node*, bool);
+KX_FOR_EACH_TYPE_READ(KX_INSTANTIATE)
+#undef KX_INSTANTIATE
 
 ValueReader find_value_reader(std::string_view xsi_type) noexcept {
     const auto row = std::find_if(INPUT_TYPES.begin(), INPUT_TYPES.end(),

@@ -21,8 +21,10 @@ template <class T>
 void convert(Poco::AutoPtr<Poco::XML::Document> document, Poco::AutoPtr<Poco::XML::Element> element,
              const Value& value);
 
-/// Creates an element "Value" and fills it with `convert` for the value's type. The type attribute is the
-/// caller's.
+/// Creates the element "Value" that carries `value` in a reply: filled with `convert` for the value's type,
+/// which "xsi:type" names.
+/// @return the new element, not yet attached
+/// @throws BadValueTypeException  as `convert`
 /// @throws std::invalid_argument  if the type is DECIMAL, ATTACHMENT or unknown
 Poco::AutoPtr<Poco::XML::Element> create_value_element(Poco::AutoPtr<Poco::XML::Document> document,
                                                        const Value& value);

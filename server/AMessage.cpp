@@ -1,6 +1,5 @@
 #include "server/AMessage.h"
 
-#include "codec/type_names.h"
 #include "codec/value_writer.h"
 #include "server/envelope.h"
 #include "server/reply_dom.h"
@@ -133,9 +132,7 @@ std::optional<std::string> AMessage::get_optional_attribute(const Poco::XML::Nod
 
 Poco::AutoPtr<Poco::XML::Element> AMessage::create_value(const Value& value) const {
     get_document();
-    auto element = create_value_element(document_, value);
-    set_attribute(*element, reply_names::XSI_TYPE, get_xsi_type_name(value.get_type_info()));
-    return element;
+    return create_value_element(document_, value);
 }
 
 }  // namespace kx::information_model::opc

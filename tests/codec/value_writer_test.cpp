@@ -1,5 +1,6 @@
 #include "codec/value_writer.h"
 
+#include "codec/type_names.h"
 #include "server/reply_dom.h"
 #include "support/reply_text.h"
 
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -32,8 +34,9 @@ struct ValueRow {
 class WrittenValue : public ::testing::TestWithParam<ValueRow> {};
 
 TEST_P(WrittenValue, HasItsText) {
-    const std::string& content = GetParam().content;
-    EXPECT_EQ(write(GetParam().value), content.empty() ? "<Value/>" : "<Value>" + content + "</Value>");
+    const auto& [value, content] = GetParam();
+    const std::string start = "<Value xsi:type=\"" + get_xsi_type_name(value.get_type_info()) + "\"";
+    EXPECT_EQ(write(value), content.empty() ? start + "/>" : start + ">" + content + "</Value>");
 }
 
 template <class T>
@@ -137,6 +140,7 @@ TYPED_TEST(Convert, FillsTheElementAsCreateValueElementDoes) {
           Value(std::vector<TypeParam>{Sample<TypeParam>::get(), Sample<TypeParam>::get()})}) {
         auto element = create_element(*this->document_, "Value");
         convert<TypeParam>(this->document_, element, value);
+        set_attribute(*element, "xsi:type", get_xsi_type_name(value.get_type_info()));
         EXPECT_EQ(to_text(*element), write(value));
     }
 }
@@ -144,13 +148,14 @@ TYPED_TEST(Convert, FillsTheElementAsCreateValueElementDoes) {
 TYPED_TEST(Convert, GivesAScalarOneText) {
     convert<TypeParam>(this->document_, this->element_, Value(Sample<TypeParam>::get()));
     EXPECT_EQ(this->element_->firstChild(), nullptr);
-    EXPECT_EQ(to_text(*this->element_), write(Value(Sample<TypeParam>::get())));
+    const std::string text = to_text(*this->element_);
+    EXPECT_TRUE(text == "<Value/>" || std::regex_match(text, std::regex("<Value>[^<>]+</Value>"))) << text;
 }
 
 TYPED_TEST(Convert, GivesAnEmptyArrayNothing) {
     convert<TypeParam>(this->document_, this->element_, Value(std::vector<TypeParam>{}));
     EXPECT_EQ(this->element_->firstChild(), nullptr);
-    EXPECT_EQ(write(Value(std::vector<TypeParam>{})), "<Value/>");
+    EXPECT_EQ(to_text(*this->element_), "<Value/>");
 }
 
 TYPED_TEST(Convert, RefusesContentOfAnotherType) {
@@ -195,16 +200,17 @@ TEST(CreateValueElement, RefusesTypesWithoutForm) {
 }
 
 TEST(CreateValueElement, TellsSignedFromUnsignedBytes) {
-    EXPECT_EQ(write(Value(static_cast<signed char>(-56))), "<Value>-56</Value>");
-    EXPECT_EQ(write(Value(static_cast<unsigned char>(200))), "<Value>200</Value>");
+    EXPECT_EQ(write(Value(static_cast<signed char>(-56))), R"(<Value xsi:type="xsd:byte">-56</Value>)");
+    EXPECT_EQ(write(Value(static_cast<unsigned char>(200))),
+              R"(<Value xsi:type="xsd:unsignedByte">200</Value>)");
     EXPECT_THROW(write(Value(static_cast<unsigned char>(200), ValueTypeInfo(VALUE_TYPE::BYTE, false))),
                  BadValueTypeException);
 }
 
-TEST(CreateValueElement, SetsNoAttributeAndAttachesNothing) {
+TEST(CreateValueElement, SetsTheTypeAndAttachesNothing) {
     auto document = create_reply_document();
     const auto element = create_value_element(document, Value(1));
-    EXPECT_EQ(to_text(*element), "<Value>1</Value>");
+    EXPECT_EQ(to_text(*element), R"(<Value xsi:type="xsd:int">1</Value>)");
     EXPECT_EQ(element->parentNode(), nullptr);
     EXPECT_EQ(element->ownerDocument(), document.get());
     EXPECT_EQ(document->firstChild(), nullptr);

@@ -10,7 +10,7 @@ namespace kx::information_model::opc {
 /// What the "Options" element of a request asks for.
 ///
 /// The values below hold for a request without that element. In an element that is there, an attribute
-/// that is not there means true: the two are deliberately not the same.
+/// that is not there means true. The two differ; kept: clients rely on it.
 struct RequestOptions {
     bool return_error_text = true;                                    ///< has no effect
     bool return_diagnostic_info = false;                              ///< has no effect

@@ -84,7 +84,7 @@ Poco::AutoPtr<Poco::XML::Element> Browse::process() {
 
 void Browse::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Item& item) const {
     const auto append = [&](const auto& found, bool has_children) {
-        // Domains can be read as well, so all are items.
+        // Domains are items too, since they can be read. Kept: clients rely on it.
         auto element = create_browse_element(found, true, has_children);
         insert_properties(element, reply_names::PROPERTIES, found);
         parent->appendChild(element);

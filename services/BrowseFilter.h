@@ -12,7 +12,7 @@ namespace kx::information_model::symbol_list {
 enum class BROWSE_FILTER : std::uint32_t {
     ALL = 0,
     BRANCH = 1,  ///< domains only
-    ITEM = 2     ///< the same as all: domains are items too
+    ITEM = 2     ///< the same as all, since domains are items too; kept: clients rely on it
 };
 
 template <>

@@ -19,7 +19,7 @@ Poco::AutoPtr<Poco::XML::Element> GetStatus::process() {
         append_result_on_exit(response, reply_names::GET_STATUS_RESULT, client_request_handle_);
 
     auto status = create_element(get_document(), reply_names::STATUS);
-    // Clients compare this text to detect a restart; it names no real time and never changes.
+    // The same at every start. Kept: clients rely on it.
     set_attribute(*status, reply_names::START_TIME, "2003-05-26T20:16:45.0937500-07:00");
     set_attribute(*status, reply_names::PRODUCT_VERSION, "0.0.0.1");
     append_text(*append_element(*status, reply_names::VENDOR_INFO), "Brevandor OPC XML DA Server");

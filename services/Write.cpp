@@ -23,7 +23,8 @@ namespace kx::information_model::opc {
 
 namespace {
 
-// Null, with a line of diagnostics, if there is no variable at `path`.
+// Null, with a line of diagnostics, if there is no variable at `path`. The lines lack a blank and a colon;
+// kept: operators rely on them.
 Variable* find_variable(Item& root, const Path& path, Diagnostics& diagnostics) {
     Item* const item = find_or_report(root, path, "error not foundPath not found: ", diagnostics);
     if (item == nullptr || item->get_item_type() == ITEM_TYPE::VARIABLE) {

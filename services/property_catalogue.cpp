@@ -148,7 +148,7 @@ const std::array DOMAIN_PROPERTIES{
 };
 
 // The range that engineers set and the one that instruments measure are the same here, so the "IR" rows
-// repeat the "EU" rows.
+// repeat the "EU" rows. Kept: clients rely on it.
 const std::array VARIABLE_PROPERTIES{
     //                 name                        present                 value                   xsi:type
     Property<Variable>{"accessRights",             always,                 get_access_rights},

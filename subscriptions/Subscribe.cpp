@@ -9,6 +9,7 @@
 
 #include <information_model/OnScopeExit.h>
 
+#include <chrono>
 #include <optional>
 #include <shared_mutex>
 
@@ -19,7 +20,8 @@ Subscribe::Subscribe(std::shared_ptr<InformationModel> model, const Poco::XML::N
     : AMessage(std::move(model), request, namespaces),
       return_values_on_reply_(
           get_attribute<bool>(request, request_names::RETURN_VALUES_ON_REPLY, std::nullopt)),
-      subscription_(handler.create(get_attribute<int>(request, request_names::SUBSCRIPTION_PING_RATE, 0))) {
+      subscription_(handler.create(
+          std::chrono::milliseconds(get_attribute<int>(request, request_names::SUBSCRIPTION_PING_RATE, 0)))) {
     // Also after a failure: what was parsed until then belongs to the subscription that stays behind.
     const utility::OnScopeExit complete([this] { subscription_->items_complete = true; });
     options_ = read_options(*this, *request, namespaces);
@@ -40,8 +42,8 @@ void Subscribe::parse_items(const Poco::XML::Node& list) {
             .path = Path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, "")),
             .client_item_handle = get_optional_attribute(&node, request_names::CLIENT_ITEM_HANDLE),
             .deadband = get_attribute(&node, request_names::DEADBAND, deadband),
-            .requested_sampling_rate =
-                get_attribute(&node, request_names::REQUESTED_SAMPLING_RATE, sampling_rate),
+            .requested_sampling_rate = std::chrono::milliseconds(
+                get_attribute(&node, request_names::REQUESTED_SAMPLING_RATE, sampling_rate)),
             .enable_buffering = get_attribute(&node, request_names::ENABLE_BUFFERING, buffering)});
     });
 }

@@ -39,7 +39,7 @@ private:
                 const SubscriptionItem& item) const;
     void append_item(Poco::XML::Element& list, const Item& found, const SubscriptionItem& item) const;
 
-    bool return_values_on_reply_;  // has no effect: values are always sent
+    bool return_values_on_reply_;  // has no effect, values are always sent; kept: clients rely on it
     std::shared_ptr<Subscription> subscription_;
     RequestOptions options_;
 };

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -16,9 +15,10 @@ namespace kx::information_model::opc {
 struct SubscriptionItem {
     Path path;
     std::optional<std::string> client_item_handle;
-    float deadband;                        ///< kept, not applied
-    std::int32_t requested_sampling_rate;  ///< milliseconds; kept, not applied
-    bool enable_buffering;                 ///< kept, not applied
+    // These have no effect; kept: clients rely on their being accepted.
+    float deadband;
+    std::chrono::milliseconds requested_sampling_rate;
+    bool enable_buffering;
 };
 
 /// One subscription. Shared by the store and by the polls under way, so that it outlives its removal from
@@ -31,19 +31,19 @@ struct SubscriptionItem {
 ///
 /// While it is in the store, its expiry only ever moves to a later time: the store relies on it.
 struct Subscription {
-    Subscription(std::int64_t ping_rate_ms, std::string server_handle,
+    Subscription(std::chrono::milliseconds rate, std::string server_handle,
                  std::chrono::steady_clock::time_point expires_at)
-        : ping_rate(ping_rate_ms), handle(std::move(server_handle)), expiry(expires_at) {}
+        : ping_rate(rate), handle(std::move(server_handle)), expiry(expires_at) {}
 
     /// Lets it live for another ping rate from now.
     void restart_expiry() {
-        const auto restarted = std::chrono::steady_clock::now() + std::chrono::milliseconds(ping_rate);
+        const auto restarted = std::chrono::steady_clock::now() + ping_rate;
         auto current = expiry.load();
         while (current < restarted && !expiry.compare_exchange_weak(current, restarted)) {
         }
     }
 
-    const std::int64_t ping_rate;                               ///< milliseconds
+    const std::chrono::milliseconds ping_rate;                  ///< how long it lives after a poll
     const std::string handle;                                   ///< the key in the store
     std::atomic<std::chrono::steady_clock::time_point> expiry;  ///< swept when this has passed
     /// End of the previous poll; the clock's epoch until the first one.

@@ -7,10 +7,10 @@ namespace kx::information_model::opc {
 
 using std::chrono::steady_clock;
 
-std::shared_ptr<Subscription> SubscriptionHandler::create(std::int64_t ping_rate) {
+std::shared_ptr<Subscription> SubscriptionHandler::create(std::chrono::milliseconds ping_rate) {
     const auto nanoseconds = std::chrono::nanoseconds(steady_clock::now().time_since_epoch()).count();
-    auto subscription = std::make_shared<Subscription>(
-        ping_rate, std::to_string(nanoseconds), steady_clock::now() + std::chrono::milliseconds(ping_rate));
+    auto subscription = std::make_shared<Subscription>(ping_rate, std::to_string(nanoseconds),
+                                                       steady_clock::now() + ping_rate);
     add(subscription);
     return subscription;
 }

@@ -23,8 +23,7 @@ public:
     /// Makes a subscription without items and keeps it under a new handle: the steady clock's nanoseconds in
     /// decimal. One made in the same nanosecond replaces it. It expires one ping rate from now, so one with a
     /// ping rate of 0 or less is gone at the next request.
-    /// @param ping_rate  milliseconds
-    std::shared_ptr<Subscription> create(std::int64_t ping_rate);
+    std::shared_ptr<Subscription> create(std::chrono::milliseconds ping_rate);
 
     /// Keeps a subscription under its handle, in place of one that has the same handle.
     void add(std::shared_ptr<Subscription> subscription);
@@ -49,7 +48,7 @@ private:
     using Due = std::pair<std::chrono::steady_clock::time_point, Subscription*>;
 
     mutable std::mutex mutex_;
-    [[maybe_unused]] std::int64_t limit_ = 10;  // kept: enforced by nobody
+    [[maybe_unused]] std::int64_t limit_ = 10;  // kept, without effect
     // Guarded by mutex_:
     std::map<std::string, std::shared_ptr<Subscription>> subscriptions_;
     std::set<Due> due_;  // one for each subscription; never later than its expiry

@@ -20,7 +20,7 @@ namespace kx::information_model::opc {
 
 namespace {
 
-std::optional<TimePoint> get_hold_time(const AMessage& message, const Poco::XML::Node* request) {
+std::optional<TimePoint> read_hold_time_of(const AMessage& message, const Poco::XML::Node* request) {
     const auto text = message.get_optional_attribute(request, request_names::HOLD_TIME);
     return text ? std::optional(read_hold_time(*text)) : std::nullopt;
 }
@@ -98,7 +98,7 @@ SubscriptionPolledRefresh::SubscriptionPolledRefresh(std::shared_ptr<Information
                                                      const Poco::XML::NamespaceSupport& namespaces,
                                                      SubscriptionHandler& handler, HoldWatch* watch)
     : AMessage(std::move(model), request, namespaces),
-      hold_time_(get_hold_time(*this, request)),
+      hold_time_(read_hold_time_of(*this, request)),
       wait_time_(get_attribute<int>(request, request_names::WAIT_TIME, 0)),
       return_all_items_(get_attribute<bool>(request, request_names::RETURN_ALL_ITEMS, false)),
       handler_(handler),

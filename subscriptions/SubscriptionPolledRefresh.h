@@ -10,6 +10,7 @@
 #include <information_model/TimePoint.h>
 #include <information_model/Variable.h>
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -59,8 +60,10 @@ private:
     void append_item(Poco::XML::Element& list, const Item& found, const SubscriptionItem& item) const;
 
     std::optional<TimePoint> hold_time_;
-    int wait_time_;          // milliseconds; has no effect: a poll never waits for a change
-    bool return_all_items_;  // has no effect: only what changed is sent
+    // These have no effect, a poll never waits for a change and sends only what changed; kept: clients rely
+    // on it.
+    std::chrono::milliseconds wait_time_;
+    bool return_all_items_;
     SubscriptionHandler& handler_;
     HoldWatch* watch_;
     RequestOptions options_;

@@ -78,11 +78,11 @@ protected:
     FakeResponse response_;
 };
 
-constexpr std::int64_t AN_HOUR = 3600000;  // milliseconds
+constexpr std::chrono::milliseconds AN_HOUR = std::chrono::hours(1);
 
 // A subscription whose expiry has certainly passed.
 void add_expired(SubscriptionHandler& subscriptions) {
-    const auto expiry = subscriptions.create(0)->expiry.load();
+    const auto expiry = subscriptions.create(std::chrono::milliseconds(0))->expiry.load();
     while (std::chrono::steady_clock::now() <= expiry) {
         std::this_thread::yield();
     }

@@ -54,10 +54,10 @@ struct Service {
 
 /// Polls a subscription that nobody has seen yet.
 std::string poll(ServiceCaller& caller, const std::string& items) {
-    const auto subscription = caller.handler.create(3'600'000);
+    const auto subscription = caller.handler.create(std::chrono::hours(1));
     const std::regex name("ItemName=\"([^\"]*)\"");
     for (std::sregex_iterator match(items.begin(), items.end(), name), end; match != end; ++match) {
-        subscription->items.push_back({Path((*match)[1].str()), std::nullopt, 0.0F, 0, false});
+        subscription->items.push_back({Path((*match)[1].str()), std::nullopt, 0.0F, {}, false});
     }
     subscription->items_complete = true;
     return call<SubscriptionPolledRefresh>(caller, "<SubscriptionPolledRefresh><ServerSubHandles>" +

@@ -21,7 +21,7 @@ using std::chrono::steady_clock;
 using std::chrono::system_clock;
 using testing::measure_processor_time;
 
-constexpr std::int64_t LONG_PING_RATE = 3'600'000;  // milliseconds
+constexpr std::chrono::milliseconds LONG_PING_RATE = 1h;
 
 std::shared_ptr<Subscription> create_subscription(const std::string& handle) {
     return std::make_shared<Subscription>(LONG_PING_RATE, handle, steady_clock::now() + 1h);
@@ -39,10 +39,10 @@ void wait_until_expired(const Subscription& subscription) {
 TEST(SubscriptionHandler, CreatedSubscriptionIsEmptyAndNeverPolled) {
     SubscriptionHandler handler;
     const auto before = steady_clock::now();
-    const auto subscription = handler.create(10'000);
+    const auto subscription = handler.create(10s);
     const auto after = steady_clock::now();
 
-    EXPECT_EQ(subscription->ping_rate, 10'000);
+    EXPECT_EQ(subscription->ping_rate, 10s);
     EXPECT_GE(subscription->expiry.load(), before + 10s);
     EXPECT_LE(subscription->expiry.load(), after + 10s);
     EXPECT_EQ(subscription->last_poll.load(), system_clock::time_point{});
@@ -77,8 +77,8 @@ TEST(SubscriptionHandler, HandlesGrowWithTime) {
 TEST(SubscriptionHandler, NegativePingRateExpiresInThePast) {
     SubscriptionHandler handler;
     const auto before = steady_clock::now();
-    const auto subscription = handler.create(-2'147'483'648);
-    EXPECT_EQ(subscription->ping_rate, -2'147'483'648);
+    const auto subscription = handler.create(-2'147'483'648ms);
+    EXPECT_EQ(subscription->ping_rate, -2'147'483'648ms);
     EXPECT_GE(subscription->expiry.load(), before - 2'147'483'648ms);
     EXPECT_LT(subscription->expiry.load(), before);
     handler.remove_expired();
@@ -146,7 +146,7 @@ TEST(SubscriptionHandler, SweepsWhatHasExpiredAndKeepsTheRest) {
 TEST(SubscriptionHandler, PingRateOfTenSecondsOutlivesNine) {
     SubscriptionHandler handler;
     const auto before = steady_clock::now();
-    const auto subscription = handler.create(10'000);
+    const auto subscription = handler.create(10s);
     const auto after = steady_clock::now();
     EXPECT_FALSE(is_expired(*subscription, before + 9s));
     EXPECT_TRUE(is_expired(*subscription, after + 10s + 1ns));
@@ -171,7 +171,7 @@ TEST(SubscriptionHandler, KeepsWhatIsPolledInTime) {
 
 TEST(SubscriptionHandler, SweepsWhatWasPolledAndThenLeftAlone) {
     SubscriptionHandler handler;
-    const auto subscription = std::make_shared<Subscription>(20, "1", steady_clock::now() + 1ms);
+    const auto subscription = std::make_shared<Subscription>(20ms, "1", steady_clock::now() + 1ms);
     handler.add(subscription);
     subscription->restart_expiry();
     for (auto now = steady_clock::now(); now <= subscription->expiry.load(); now = steady_clock::now()) {
@@ -185,7 +185,7 @@ TEST(SubscriptionHandler, SweepsWhatWasPolledAndThenLeftAlone) {
 }
 
 TEST(SubscriptionHandler, PollingNeverBringsTheExpiryForward) {
-    Subscription subscription(10, "1", steady_clock::now() + 1h);
+    Subscription subscription(10ms, "1", steady_clock::now() + 1h);
     const auto expiry = subscription.expiry.load();
     subscription.restart_expiry();
     EXPECT_EQ(subscription.expiry.load(), expiry);
@@ -233,7 +233,7 @@ TEST(SubscriptionHandler, ExpiryEqualToNowSurvives) {
 
 TEST(SubscriptionHandler, PingRateOfZeroIsGoneAfterTheNextSweep) {
     SubscriptionHandler handler;
-    const auto subscription = handler.create(0);
+    const auto subscription = handler.create(0ms);
     wait_until_expired(*subscription);
     handler.remove_expired();
     EXPECT_EQ(handler.find(subscription->handle), nullptr);
@@ -278,7 +278,7 @@ TEST(SubscriptionHandler, SweepsRemovalsAndLookUpsRunAtOnce) {
     for (int number = 0; number < 4; ++number) {
         threads.start([&handler, number] {
             for (int count = 0; count < EACH; ++count) {
-                const auto subscription = handler.create(number % 2 == 0 ? LONG_PING_RATE : 0);
+                const auto subscription = handler.create(number % 2 == 0 ? LONG_PING_RATE : 0ms);
                 subscription->restart_expiry();
                 handler.remove_expired();
                 handler.remove(subscription->handle);

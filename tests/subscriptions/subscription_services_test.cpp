@@ -49,7 +49,7 @@ TEST_F(SubscriptionServices, SubscribeKeepsWhatWasAskedFor) {
         R"(<Items ItemName="b/c" ClientItemHandle="h" Deadband="2.5" RequestedSamplingRate="-7" EnableBuffering="true"/>)"
         R"(<Items ItemName="." ClientItemHandle=""/>)");
     ASSERT_NE(subscription, nullptr);
-    EXPECT_EQ(subscription->ping_rate, 3'600'000);
+    EXPECT_EQ(subscription->ping_rate, 1h);
     EXPECT_TRUE(subscription->items_complete);
     ASSERT_EQ(subscription->items.size(), 3U);
 
@@ -57,14 +57,14 @@ TEST_F(SubscriptionServices, SubscribeKeepsWhatWasAskedFor) {
     EXPECT_EQ(plain.path, Path("/a"));
     EXPECT_EQ(plain.client_item_handle, std::nullopt);
     EXPECT_EQ(plain.deadband, 0.0F);
-    EXPECT_EQ(plain.requested_sampling_rate, 0);
+    EXPECT_EQ(plain.requested_sampling_rate, 0ms);
     EXPECT_FALSE(plain.enable_buffering);
 
     const SubscriptionItem& full = subscription->items[1];
     EXPECT_EQ(full.path, Path("b/c"));
     EXPECT_EQ(full.client_item_handle, "h");
     EXPECT_EQ(full.deadband, 2.5F);
-    EXPECT_EQ(full.requested_sampling_rate, -7);
+    EXPECT_EQ(full.requested_sampling_rate, -7ms);
     EXPECT_TRUE(full.enable_buffering);
 
     EXPECT_EQ(subscription->items[2].path, Path("."));
@@ -78,10 +78,10 @@ TEST_F(SubscriptionServices, SubscribeTakesDefaultsFromTheList) {
                   R"( Deadband="12.5" RequestedSamplingRate="1,000" EnableBuffering="1")");
     ASSERT_EQ(subscription->items.size(), 2U);
     EXPECT_EQ(subscription->items[0].deadband, 12.5F);
-    EXPECT_EQ(subscription->items[0].requested_sampling_rate, 1000);
+    EXPECT_EQ(subscription->items[0].requested_sampling_rate, 1000ms);
     EXPECT_TRUE(subscription->items[0].enable_buffering);
     EXPECT_EQ(subscription->items[1].deadband, 0.0F);
-    EXPECT_EQ(subscription->items[1].requested_sampling_rate, 0);
+    EXPECT_EQ(subscription->items[1].requested_sampling_rate, 0ms);
     EXPECT_FALSE(subscription->items[1].enable_buffering);
 }
 
@@ -89,7 +89,7 @@ TEST_F(SubscriptionServices, SubscribeWithoutPingRateExpiresAtOnce) {
     const auto before = steady_clock::now();
     const std::string reply = caller.call<Subscribe>(R"(<Subscribe ReturnValuesOnReply="true"/>)");
     const auto subscription = caller.handler.find(get_handle(reply));
-    EXPECT_EQ(subscription->ping_rate, 0);
+    EXPECT_EQ(subscription->ping_rate, 0ms);
     EXPECT_GE(subscription->expiry.load(), before);
     EXPECT_LE(subscription->expiry.load(), steady_clock::now());
 }
@@ -141,8 +141,8 @@ INSTANTIATE_TEST_SUITE_P(
 // The subscription is in the store before its items are: what finds it early must not touch them.
 TEST_F(SubscriptionServices, PollReportsNoItemsBeforeTheyAreComplete) {
     caller.get_root().add_variable("a", Value(1));
-    const auto subscription = caller.handler.create(3'600'000);
-    subscription->items.push_back({Path("/a"), std::nullopt, 0.0F, 0, false});
+    const auto subscription = caller.handler.create(std::chrono::hours(1));
+    subscription->items.push_back({Path("/a"), std::nullopt, 0.0F, {}, false});
     EXPECT_THAT(poll(*subscription), HasSubstr("<RItemList/>"));
     subscription->items_complete = true;
     subscription->last_poll = system_clock::time_point{};
@@ -172,8 +172,8 @@ TEST_F(SubscriptionServices, PollOfASubscriptionWithoutItemsRestartsItToo) {
 
 TEST_F(SubscriptionServices, FailedPollRestartsNothing) {
     caller.get_root().add_variable("bad", Value(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false)));
-    const auto subscription = caller.handler.create(3'600'000);
-    subscription->items.push_back({Path("/bad"), std::nullopt, 0.0F, 0, false});
+    const auto subscription = caller.handler.create(std::chrono::hours(1));
+    subscription->items.push_back({Path("/bad"), std::nullopt, 0.0F, {}, false});
     subscription->items_complete = true;
     const auto expiry = subscription->expiry.load();
     EXPECT_THROW(poll(*subscription), std::invalid_argument);

@@ -23,14 +23,15 @@ Tree* ChildIndex::find(std::string_view name) const noexcept {
         const Slot* slot = find_slot(name);
         return slot == nullptr ? nullptr : slot->child;
     }
-    const auto found = std::find_if(children_.begin(), children_.end(),
+    const auto children = get_children();
+    const auto found = std::find_if(children.begin(), children.end(),
                                     [name](const auto& child) { return is_called(*child, name); });
-    return found == children_.end() ? nullptr : found->get();
+    return found == children.end() ? nullptr : found->get();
 }
 
 void ChildIndex::reserve_one() {
-    const std::size_t count = children_.size() + 1;
-    if (count > children_.capacity()) {
+    const std::size_t count = get_children().size() + 1;
+    if (children_.size() == children_.capacity()) {
         children_.reserve(std::max<std::size_t>(4, 2 * children_.capacity()));
     }
     if (count > MAX_UNINDEXED && 4 * count > 3 * slots_.size()) {
@@ -53,10 +54,44 @@ std::unique_ptr<Tree> ChildIndex::remove(std::string_view name) noexcept {
     if (is_indexed()) {
         erase_slot(static_cast<std::size_t>(find_slot(name) - slots_.data()));
     }
-    const auto found = std::find_if(children_.rbegin(), children_.rend(),
-                                    [child](const auto& other) { return other.get() == child; });
-    std::unique_ptr<Tree> removed = std::move(*found);
-    children_.erase(std::next(found).base());
+    // From both ends, because it is there that children are removed most.
+    std::size_t front = first_;
+    std::size_t back = children_.size() - 1;
+    while (children_[front].get() != child && children_[back].get() != child) {
+        ++front;
+        --back;
+    }
+    const std::size_t position = children_[front].get() == child ? front : back;
+    std::unique_ptr<Tree> removed = std::move(children_[position]);
+    erase_child(position);
+    return removed;
+}
+
+std::vector<std::unique_ptr<Tree>> ChildIndex::remove_if(const std::function<bool(const Tree&)>& predicate) {
+    std::vector<bool> choice(children_.size());
+    std::size_t count = 0;
+    for (std::size_t i = first_; i < children_.size(); ++i) {
+        choice[i] = predicate(*children_[i]);
+        count += choice[i] ? 1U : 0U;
+    }
+    std::vector<std::unique_ptr<Tree>> removed;
+    removed.reserve(count);
+
+    // From here on nothing fails.
+    std::size_t end = 0;
+    for (std::size_t i = first_; i < children_.size(); ++i) {
+        if (!choice[i]) {
+            children_[end++] = std::move(children_[i]);
+            continue;
+        }
+        if (is_indexed()) {
+            const std::string& name = children_[i]->get_name();
+            erase_slot(static_cast<std::size_t>(find_slot(name) - slots_.data()));
+        }
+        removed.push_back(std::move(children_[i]));
+    }
+    children_.erase(children_.begin() + static_cast<std::ptrdiff_t>(end), children_.end());
+    first_ = 0;
     return removed;
 }
 
@@ -75,7 +110,7 @@ void ChildIndex::grow_table(std::size_t size) {
     std::vector<Slot> old_slots(size);
     old_slots.swap(slots_);
     if (old_slots.empty()) {
-        for (const auto& child : children_) {
+        for (const auto& child : get_children()) {
             insert({child.get(), get_hash(child->get_name().as_string())});
         }
     }
@@ -106,6 +141,22 @@ void ChildIndex::erase_slot(std::size_t position) noexcept {
         }
     }
     slots_[hole] = {};
+}
+
+/// Closes the gap at `position` by moving what stands on its shorter side.
+void ChildIndex::erase_child(std::size_t position) noexcept {
+    const auto place = children_.begin() + static_cast<std::ptrdiff_t>(position);
+    if (position - first_ >= children_.size() - position) {
+        children_.erase(place);
+        return;
+    }
+    const auto first = children_.begin() + static_cast<std::ptrdiff_t>(first_);
+    std::move_backward(first, place, std::next(place));
+    ++first_;
+    if (first_ > children_.size() / 2) {
+        children_.erase(children_.begin(), std::next(first));
+        first_ = 0;
+    }
 }
 
 }  // namespace kx::information_model::detail

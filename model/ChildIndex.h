@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -21,8 +22,10 @@ class ChildIndex {
 public:
     static constexpr std::size_t MAX_UNINDEXED = 8;
 
-    std::span<const std::unique_ptr<Tree>> get_children() const noexcept { return children_; }
-    bool is_empty() const noexcept { return children_.empty(); }
+    std::span<const std::unique_ptr<Tree>> get_children() const noexcept {
+        return std::span(children_).subspan(first_);
+    }
+    bool is_empty() const noexcept { return first_ == children_.size(); }
 
     /// The child called `name`, null if there is none. Allocates nothing, hashes the name at most once.
     Tree* find(std::string_view name) const noexcept;
@@ -34,8 +37,12 @@ public:
     void add(std::unique_ptr<Tree> child) noexcept;
 
     /// Takes out and returns the child called `name`, null if there is none. Costs a step for each child that
-    /// was added after it.
+    /// stands before it or for each that stands behind it, whatever is less.
     std::unique_ptr<Tree> remove(std::string_view name) noexcept;
+
+    /// Takes out and returns the children that `predicate` chooses, in their order. Costs a step for each
+    /// child. Nothing is changed if the predicate throws or memory is short.
+    std::vector<std::unique_ptr<Tree>> remove_if(const std::function<bool(const Tree&)>& predicate);
 
     /// Destroys the child that was added last. Nothing but further calls of this may follow: the table keeps
     /// pointing to it.
@@ -55,8 +62,10 @@ private:
     void grow_table(std::size_t size);
     void insert(Slot slot) noexcept;
     void erase_slot(std::size_t position) noexcept;
+    void erase_child(std::size_t position) noexcept;
 
     std::vector<Slot> slots_;  // empty while there are few children
+    std::size_t first_ = 0;  // before it stand places of children that have been removed, at most half of all
     std::vector<std::unique_ptr<Tree>> children_;
 };
 

@@ -4,8 +4,10 @@
 #include <utility>
 
 #include "model/ChildIndex.h"
+#include "model/Observers.h"
 #include "model/TreeLock.h"
 #include "model/quoted_text.h"
+#include "model/value_types.h"
 
 namespace kx::information_model {
 
@@ -38,6 +40,7 @@ Domain::~Domain() {
 }
 
 Domain& Domain::add_domain(std::string name, DomainOptions options) {
+    detail::check_lock(*this);
     prepare_child(name);
     std::unique_ptr<Domain> child(new Domain(std::move(name), this, std::move(options)));
     Domain& added = *child;
@@ -46,6 +49,7 @@ Domain& Domain::add_domain(std::string name, DomainOptions options) {
 }
 
 Variable& Domain::add_variable(std::string name, Value initial, VariableOptions options) {
+    detail::check_lock(*this);
     prepare_child(name);
     std::unique_ptr<Variable> child(
         new Variable(std::move(name), this, std::move(initial), std::move(options)));
@@ -54,10 +58,36 @@ Variable& Domain::add_variable(std::string name, Value initial, VariableOptions 
     return added;
 }
 
+Registration Domain::on_change(Variable::Callback callback) {
+    detail::check_lock(*this);
+    return Registration(get_observers().add(detail::Observers::Kind::CHANGED, std::move(callback)));
+}
+
+Registration Domain::on_write(Variable::Callback callback) {
+    detail::check_lock(*this);
+    return Registration(get_observers().add(detail::Observers::Kind::WRITTEN, std::move(callback)));
+}
+
 void Domain::remove(const std::string& name) {
+    detail::check_lock(*this);
     if (!children_ || !children_->remove(name)) {
         throw std::invalid_argument("No such child: " + detail::quoted_text(name));
     }
+}
+
+void Domain::clear() {
+    detail::check_lock(*this);
+    children_.reset();
+}
+
+std::size_t Domain::remove_if(const std::function<bool(const Item&)>& predicate) {
+    detail::check_lock(*this);
+    if (!children_) {
+        return 0;
+    }
+    return children_
+        ->remove_if([&predicate](const Tree& child) { return predicate(static_cast<const Item&>(child)); })
+        .size();
 }
 
 const Identity& Domain::get_identity() const noexcept {
@@ -99,6 +129,20 @@ void Domain::prepare_child(std::string_view name) {
         throw std::invalid_argument("Name already taken: " + detail::quoted_text(name));
     }
     children_->reserve_one();
+}
+
+void Domain::check_limits(const std::string& name, VALUE_TYPE type, const VariableOptions& options) {
+    const std::string variable = "variable " + detail::quoted_text(name);
+    detail::check_limit("lower limit", options.range.lower, variable, type);
+    detail::check_limit("upper limit", options.range.upper, variable, type);
+    detail::check_limit("delta", options.delta, variable, type);
+}
+
+detail::Observers& Domain::get_observers() {
+    if (!observers_) {
+        observers_ = std::make_unique<detail::Observers>();
+    }
+    return *observers_;
 }
 
 }  // namespace kx::information_model

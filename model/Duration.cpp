@@ -81,7 +81,7 @@ public:
     /// As `read`, for seconds, which alone may have a fraction.
     bool read_seconds() {
         const auto fraction = has_number_ ? reader_.take_fraction() : std::nullopt;
-        if (fraction && !add(sum_, static_cast<std::uint64_t>(*fraction), 1)) {
+        if (fraction && !add(sum_, static_cast<std::uint64_t>(fraction->nanoseconds), 1)) {
             return false;
         }
         const int count_before = count_;
@@ -134,7 +134,7 @@ std::optional<std::uint64_t> read_magnitude(detail::TextReader& reader) {
 
 std::optional<std::int64_t> read_nanoseconds(std::string_view text) {
     constexpr auto MAX = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    detail::TextReader reader(text);
+    detail::TextReader reader(detail::trim(text));
     const bool is_negative = reader.skip('-');
     if (!reader.skip('P')) {
         return std::nullopt;

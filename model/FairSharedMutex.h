@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +12,8 @@ namespace kx::information_model::detail {
 ///
 /// A writer that waits keeps later readers out, so that it is admitted after the readers that were inside
 /// when it came. When a writer leaves, the readers that waited at that moment are admitted together, before
-/// the next writer. Writers are admitted in the order in which they came.
+/// the next writer. Writers are admitted in the order in which they came. Whoever gives up waiting leaves the
+/// queue; readers that waited for that writer alone are then admitted.
 class FairSharedMutex {
 public:
     FairSharedMutex() = default;
@@ -21,11 +23,15 @@ public:
     void lock();
     /// Succeeds only if nobody is inside.
     bool try_lock();
+    /// As `lock`, but gives up at `deadline`.
+    bool try_lock_until(std::chrono::steady_clock::time_point deadline);
     void unlock();
 
     void lock_shared();
     /// Succeeds only if no writer is inside or waits.
     bool try_lock_shared();
+    /// As `lock_shared`, but gives up at `deadline`.
+    bool try_lock_shared_until(std::chrono::steady_clock::time_point deadline);
     void unlock_shared();
 
     /// How many threads wait: a snapshot, for tests.
@@ -44,6 +50,8 @@ private:
     bool must_readers_wait() const noexcept { return is_writer_inside_ || first_writer_ != nullptr; }
     void admit_waiting_readers() noexcept;
     void admit_first_writer() noexcept;
+    void enqueue(WaitingWriter& writer) noexcept;
+    void withdraw(const WaitingWriter& writer) noexcept;
 
     mutable std::mutex mutex_;
 

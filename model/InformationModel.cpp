@@ -3,15 +3,18 @@
 #include <stdexcept>
 #include <utility>
 
+#include "model/TreeLock.h"
 #include "model/quoted_text.h"
 
 namespace kx::information_model {
 
-InformationModel::InformationModel(std::string name) {
+InformationModel::InformationModel(std::string name) : InformationModel(std::move(name), DomainOptions()) {}
+
+InformationModel::InformationModel(std::string name, DomainOptions options) {
     if (!is_valid_segment(name)) {
         throw std::invalid_argument("Invalid name: " + detail::quoted_text(name));
     }
-    root_.reset(new Domain(std::move(name), nullptr, {}));
+    root_.reset(new Domain(std::move(name), nullptr, std::move(options)));
 }
 
 InformationModel::~InformationModel() = default;
@@ -30,6 +33,16 @@ Domain& InformationModel::get_root() noexcept {
 
 const Domain& InformationModel::get_root() const noexcept {
     return *root_;
+}
+
+void InformationModel::check_locks(bool is_checked) noexcept {
+    root_->tree_lock_->set_checked(is_checked);
+}
+
+void InformationModel::begin_service() noexcept {
+#ifndef NDEBUG
+    root_->tree_lock_->set_checked_by_default();
+#endif
 }
 
 }  // namespace kx::information_model

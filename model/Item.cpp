@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "model/TreeLock.h"
 #include "model/path_text.h"
 
 namespace kx::information_model {
@@ -42,6 +43,12 @@ Item::~Item() = default;
 
 const std::string& Item::get_description() const noexcept {
     return description_ ? *description_ : get_empty_text();
+}
+
+void Item::set_description(std::string description) {
+    detail::check_lock(*this);
+    description_ =
+        description.empty() ? nullptr : std::make_unique<const std::string>(std::move(description));
 }
 
 const Item& Item::get_item(const Path& path, bool /*reserved*/) const {

@@ -2,7 +2,9 @@
 
 #include "model/standard_error.h"
 
+#include <algorithm>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -73,16 +75,20 @@ void deliver(Deliveries deliveries) noexcept {
 }
 
 std::shared_ptr<Observer> Observers::add(Kind kind, Variable::Callback callback) {
-    std::erase_if(entries_, [](const Entry& entry) { return entry.observer.expired(); });
+    if (!callback) {
+        throw std::invalid_argument("empty callback");
+    }
+    if (entries_.size() == entries_.capacity()) {
+        std::erase_if(entries_, [](const Entry& entry) { return entry.observer.expired(); });
+    }
     auto observer = std::make_shared<Observer>(std::move(callback));
     entries_.push_back({kind, observer});
     return observer;
 }
 
-Deliveries Observers::create_deliveries(const Variable& variable, const Value& value,
-                                        CALLBACK_RESTRAIN restrain, bool is_changed) const {
-    Deliveries deliveries;
-    std::shared_ptr<const Written> written;
+void Observers::append_deliveries(Deliveries& deliveries, std::shared_ptr<const Written>& written,
+                                  const Variable& variable, const Value& value, CALLBACK_RESTRAIN restrain,
+                                  bool is_changed) const {
     for (const Entry& entry : entries_) {
         if (!is_reached(entry.kind, restrain, is_changed)) {
             continue;
@@ -96,7 +102,11 @@ Deliveries Observers::create_deliveries(const Variable& variable, const Value& v
         }
         deliveries.push_back({std::move(observer), written});
     }
-    return deliveries;
+}
+
+bool Observers::is_any_registered() const noexcept {
+    return std::any_of(entries_.begin(), entries_.end(),
+                       [](const Entry& entry) { return !entry.observer.expired(); });
 }
 
 }  // namespace detail

@@ -51,17 +51,24 @@ using Deliveries = std::list<Delivery>;
 /// observer that writes, it only appends to them: the depth of the stack does not grow.
 void deliver(Deliveries deliveries) noexcept;
 
-/// The observers of one variable. Guarded by the tree lock.
+/// The observers of one variable or one branch. Guarded by the tree lock.
 class Observers {
 public:
     enum class Kind : unsigned char { CHANGED, WRITTEN };
 
+    /// Costs the same however many there are, on average.
+    /// @throws std::invalid_argument  if the callback is empty
     std::shared_ptr<Observer> add(Kind kind, Variable::Callback callback);
 
-    /// The calls that a write of `value` to `variable` brings about, in the order of the registrations. Path
-    /// and value are copied only if there is a call.
-    Deliveries create_deliveries(const Variable& variable, const Value& value, CALLBACK_RESTRAIN restrain,
-                                 bool is_changed) const;
+    /// Adds the calls that a write brings about, in the order of the registrations.
+    /// @param written  what the observers are told; made at the first call that is due, for several
+    /// `Observers`
+    void append_deliveries(Deliveries& deliveries, std::shared_ptr<const Written>& written,
+                           const Variable& variable, const Value& value, CALLBACK_RESTRAIN restrain,
+                           bool is_changed) const;
+
+    /// Whether anybody is registered.
+    bool is_any_registered() const noexcept;
 
 private:
     struct Entry {

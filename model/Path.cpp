@@ -113,6 +113,30 @@ Path::Path(std::string text) : text_(std::move(text)) {
 
 Path::Path(const char* text) : Path(std::string(text)) {}
 
+Path operator/(const Path& base, std::string_view relative) {
+    detail::check_path(relative);
+    if (relative.starts_with('/')) {
+        throw InvalidPathException(relative, "absolute path after another one");
+    }
+    if (relative == ".") {
+        return base;
+    }
+    if (relative.starts_with("./")) {
+        relative.remove_prefix(2);
+    }
+    std::string text;
+    text.reserve(base.text_.size() + 1 + relative.size());
+    text = base.text_;
+    if (!text.ends_with('/')) {
+        text += '/';
+    }
+    return Path(text += relative, Path::Trusted());
+}
+
+Path operator/(const Path& base, const Path& relative) {
+    return base / std::string_view(relative.text_);
+}
+
 std::ostream& operator<<(std::ostream& stream, const Path& path) {
     return stream << path.as_string();
 }

@@ -20,6 +20,10 @@ void SymbolInfo::set_value(const std::string& name) {
     state_ = std::move(state);
 }
 
+const std::string& SymbolInfo::get_name() const {
+    return symbol_list::get_symbol(get_symbols(), get_value()).name;
+}
+
 bool operator==(const SymbolInfo& left, const SymbolInfo& right) {
     return left.state_ == right.state_ ||
            (left.get_value() == right.get_value() && left.get_list_name() == right.get_list_name());

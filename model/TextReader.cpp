@@ -14,6 +14,15 @@ bool is_digit(char character) noexcept {
 
 }  // namespace
 
+std::string_view trim(std::string_view text) noexcept {
+    constexpr std::string_view WHITE_SPACE = " \t\n\r";
+    const std::size_t begin = text.find_first_not_of(WHITE_SPACE);
+    if (begin == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(begin, text.find_last_not_of(WHITE_SPACE) + 1 - begin);
+}
+
 bool TextReader::skip(char character) noexcept {
     if (!rest_.starts_with(character)) {
         return false;
@@ -38,17 +47,18 @@ std::optional<std::int64_t> TextReader::take_number(std::size_t count) noexcept 
     return static_cast<std::int64_t>(*to_number(digits));
 }
 
-std::optional<std::int64_t> TextReader::take_fraction() noexcept {
+std::optional<Fraction> TextReader::take_fraction() noexcept {
     if (rest_.size() < 2 || rest_[0] != '.' || !is_digit(rest_[1])) {
         return std::nullopt;
     }
     rest_.remove_prefix(1);
-    const std::string_view digits = take_digits().substr(0, NANOSECOND_DIGITS);
+    const std::string_view all_digits = take_digits();
+    const std::string_view digits = all_digits.substr(0, NANOSECOND_DIGITS);
     auto nanoseconds = static_cast<std::int64_t>(*to_number(digits));
     for (std::size_t i = digits.size(); i < NANOSECOND_DIGITS; ++i) {
         nanoseconds *= 10;
     }
-    return nanoseconds;
+    return Fraction{nanoseconds, all_digits.find_first_not_of('0') == std::string_view::npos};
 }
 
 std::optional<std::uint64_t> to_number(std::string_view digits) noexcept {

@@ -7,6 +7,15 @@
 
 namespace kx::information_model::detail {
 
+/// The fraction of a second that a text gives.
+struct Fraction {
+    std::int64_t nanoseconds;  ///< cut after the ninth digit
+    bool is_zero;              ///< whether all digits are 0, those that were cut as well
+};
+
+/// `text` without the white space at its ends that XML knows: blank, tab, line feed, carriage return.
+std::string_view trim(std::string_view text) noexcept;
+
 /// Reads a text from left to right, for the parsers of dates and durations. Decimal digits only: no sign, no
 /// white space, no locale. Every function leaves the position as it is when it finds nothing.
 class TextReader {
@@ -24,8 +33,8 @@ public:
     /// Takes exactly `count` digits, at most 9, and gives their number.
     std::optional<std::int64_t> take_number(std::size_t count) noexcept;
 
-    /// Takes "." and at least one digit, and gives them in nanoseconds, cut after the ninth digit.
-    std::optional<std::int64_t> take_fraction() noexcept;
+    /// Takes "." and at least one digit.
+    std::optional<Fraction> take_fraction() noexcept;
 
 private:
     std::string_view rest_;

@@ -109,8 +109,9 @@ bool read_time(detail::TextReader& reader, Fields& fields) {
         !read_two_digits(reader, fields.second, 59)) {
         return false;
     }
-    fields.nanosecond = reader.take_fraction().value_or(0);
-    return fields.hour < 24 || (fields.minute == 0 && fields.second == 0 && fields.nanosecond == 0);
+    const detail::Fraction fraction = reader.take_fraction().value_or(detail::Fraction{0, true});
+    fields.nanosecond = fraction.nanoseconds;
+    return fields.hour < 24 || (fields.minute == 0 && fields.second == 0 && fraction.is_zero);
 }
 
 /// Takes "Z", a numeric offset, or nothing.
@@ -132,7 +133,7 @@ bool read_zone(detail::TextReader& reader, Fields& fields) {
 }
 
 bool read_fields(std::string_view text, Fields& fields) {
-    detail::TextReader reader(text);
+    detail::TextReader reader(detail::trim(text));
     return read_date(reader, fields) && reader.skip('T') && read_time(reader, fields) &&
            read_zone(reader, fields) && reader.is_at_end();
 }

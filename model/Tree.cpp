@@ -1,9 +1,11 @@
 #include <information_model/Domain.h>
 #include <information_model/Tree.h>
 
+#include <stdexcept>
 #include <utility>
 
 #include "model/TreeLock.h"
+#include "model/quoted_text.h"
 
 namespace kx::information_model {
 
@@ -37,6 +39,14 @@ bool Tree::try_lock() {
     return get_tree_lock().try_lock();
 }
 
+bool Tree::try_lock_until_steady(SteadyTime deadline) {
+    return get_tree_lock().try_lock_until(deadline);
+}
+
+bool Tree::try_lock_shared_until_steady(SteadyTime deadline) const {
+    return get_tree_lock().try_lock_shared_until(deadline);
+}
+
 void Tree::unlock() {
     get_tree_lock().unlock();
 }
@@ -63,6 +73,13 @@ const Domain& Tree::get_root_domain() const noexcept {
 
 detail::TreeLock& Tree::get_tree_lock() const noexcept {
     return *get_root_domain().tree_lock_;
+}
+
+void detail::check_lock(const Tree& node) {
+    if (checked_trees.load(std::memory_order_relaxed) != 0 && node.get_tree_lock().is_violated()) {
+        throw std::logic_error("change of " + quoted_text(node.get_path().as_string()) +
+                               " without the exclusive lock of its tree");
+    }
 }
 
 }  // namespace kx::information_model

@@ -4,6 +4,12 @@
 
 namespace kx::information_model::detail {
 
+std::atomic<int> checked_trees = 0;
+
+TreeLock::~TreeLock() {
+    count_checked(check_, CHECK::OFF);
+}
+
 void TreeLock::lock() {
     mutex_.lock();
     become_owner();
@@ -11,6 +17,14 @@ void TreeLock::lock() {
 
 bool TreeLock::try_lock() {
     if (!mutex_.try_lock()) {
+        return false;
+    }
+    become_owner();
+    return true;
+}
+
+bool TreeLock::try_lock_until(std::chrono::steady_clock::time_point deadline) {
+    if (!mutex_.try_lock_until(deadline)) {
         return false;
     }
     become_owner();
@@ -32,6 +46,22 @@ void TreeLock::post(Deliveries deliveries) noexcept {
     } else {
         deliver(std::move(deliveries));
     }
+}
+
+void TreeLock::set_checked(bool is_checked) noexcept {
+    const CHECK after = is_checked ? CHECK::ON : CHECK::OFF;
+    count_checked(check_.exchange(after), after);
+}
+
+void TreeLock::set_checked_by_default() noexcept {
+    CHECK before = CHECK::UNDECIDED;
+    if (check_.compare_exchange_strong(before, CHECK::ON)) {
+        count_checked(before, CHECK::ON);
+    }
+}
+
+void TreeLock::count_checked(CHECK before, CHECK after) noexcept {
+    checked_trees += (after == CHECK::ON ? 1 : 0) - (before == CHECK::ON ? 1 : 0);
 }
 
 void TreeLock::become_owner() noexcept {

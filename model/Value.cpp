@@ -1,5 +1,8 @@
 #include <information_model/Value.h>
 
+#include <array>
+#include <charconv>
+#include <ostream>
 #include <type_traits>
 
 namespace kx::information_model {
@@ -105,6 +108,56 @@ T get_default_content() {
     }
 }
 
+void append_text(std::string& text, bool content) {
+    text += content ? "true" : "false";
+}
+
+template <class T>
+requires std::is_arithmetic_v<T>
+void append_text(std::string& text, T content) {
+    std::array<char, 32> digits;  // the shortest form of a double takes 24 at most
+    text.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), content).ptr);
+}
+
+void append_text(std::string& text, const std::string& content) {
+    text += content;
+}
+
+void append_text(std::string& text, const Duration& content) {
+    text += to_iso8601_string(content);
+}
+
+void append_text(std::string& text, const TimePoint& content) {
+    text += to_iso8601_string(content);
+}
+
+void append_text(std::string& text, const Path& content) {
+    text += content.as_string();
+}
+
+void append_text(std::string& text, const AbsolutePath& content) {
+    text += content.as_string();
+}
+
+void append_text(std::string& text, const SymbolInfo& content) {
+    text += content.get_name();
+}
+
+void append_text(std::string& /*text*/, std::monostate /*content*/) {}
+
+template <class T>
+void append_text(std::string& text, const std::vector<T>& content) {
+    constexpr bool IS_TEXT = std::is_same_v<T, std::string>;
+    text += '[';
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        text += i == 0 ? "" : ", ";
+        text += IS_TEXT ? "\"" : "";
+        append_text(text, static_cast<const T&>(content[i]));
+        text += IS_TEXT ? "\"" : "";
+    }
+    text += ']';
+}
+
 }  // namespace
 
 Value::Value(const std::vector<Value>& members) : Value(make_array(members)) {}
@@ -130,6 +183,17 @@ void Value::reset() {
             symbol->reset();
         }
     });
+}
+
+std::string Value::to_string() const {
+    std::string text;
+    std::visit([&text](const auto& content) { append_text(text, content); },
+               static_cast<const ValueContent&>(*this));
+    return text;
+}
+
+std::ostream& operator<<(std::ostream& stream, const Value& value) {
+    return stream << value.to_string();
 }
 
 bool operator==(const Value& left, const Value& right) {

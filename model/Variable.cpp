@@ -1,14 +1,18 @@
+#include <information_model/Domain.h>
 #include <information_model/Variable.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <variant>
 
 #include "model/Observers.h"
 #include "model/TreeLock.h"
+#include "model/quoted_text.h"
+#include "model/value_types.h"
 
 namespace kx::information_model {
 
@@ -83,6 +87,50 @@ bool is_same_content(const ValueContent& left, const ValueContent& right) {
                                                 left);
 }
 
+/// The symbol that stands for the list of a value; null if it has none.
+const SymbolInfo* find_symbol(const Value& value) noexcept {
+    if (const auto* const array = std::get_if<std::vector<SymbolInfo>>(&value)) {
+        return array->empty() ? nullptr : &array->front();
+    }
+    return std::get_if<SymbolInfo>(&value);
+}
+
+bool is_of_same_list(const SymbolInfo& left, const SymbolInfo& right) {
+    const std::string& left_name = left.get_list_name();
+    const std::string& right_name = right.get_list_name();
+    return &left_name == &right_name || left_name == right_name;
+}
+
+/// Whether all symbols of `value` belong to the list of `current`; without symbols there, to one list.
+bool is_of_same_list(const Value& current, const Value& value) {
+    if (value.get_type_info().get_type() != VALUE_TYPE::SYMBOL) {
+        return true;
+    }
+    const SymbolInfo* const new_symbol = find_symbol(value);
+    if (new_symbol == nullptr) {
+        return true;
+    }
+    const SymbolInfo* const old_symbol = find_symbol(current);
+    const SymbolInfo& expected = old_symbol == nullptr ? *new_symbol : *old_symbol;
+    const auto* const array = std::get_if<std::vector<SymbolInfo>>(&value);
+    return array == nullptr ? is_of_same_list(expected, *new_symbol)
+                            : std::all_of(array->begin(), array->end(), [&](const SymbolInfo& symbol) {
+                                  return is_of_same_list(expected, symbol);
+                              });
+}
+
+std::string describe_variable(const Variable& variable) {
+    return "variable " + detail::quoted_text(variable.get_path().as_string());
+}
+
+std::string describe_with_list(const Value& value) {
+    std::string text = detail::describe_type(value);
+    if (const SymbolInfo* const symbol = find_symbol(value)) {
+        text += " of list " + detail::quoted_text(symbol->get_list_name());
+    }
+    return text;
+}
+
 }  // namespace
 
 Variable::Variable(std::string name, Domain* parent, Value initial, VariableOptions options)
@@ -113,13 +161,22 @@ Variable::Variable(std::string name, Domain* parent, Value initial, VariableOpti
 Variable::~Variable() = default;
 
 void Variable::set_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_time) {
-    if (value.get_type_info() != get_value_type_info()) {
-        throw BadValueTypeException();
-    }
+    detail::check_lock(*this);
+    check_value(value);
+    commit_value(std::move(value), restrain, stamp_time);
+}
+
+void Variable::commit_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_time) {
     const bool is_changed = !is_same_content(value_, value);
     detail::Deliveries deliveries;
+    std::shared_ptr<const detail::Written> written;
     if (extension_) {
-        deliveries = extension_->observers.create_deliveries(*this, value, restrain, is_changed);
+        extension_->observers.append_deliveries(deliveries, written, *this, value, restrain, is_changed);
+    }
+    for (const Domain* domain = get_parent(); domain != nullptr; domain = domain->get_parent()) {
+        if (domain->observers_) {
+            domain->observers_->append_deliveries(deliveries, written, *this, value, restrain, is_changed);
+        }
     }
 
     // From here on nothing fails.
@@ -136,6 +193,63 @@ void Variable::set_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_tim
     }
 }
 
+void Variable::check_value(const Value& value) const {
+    if (value.get_type_info() == get_value_type_info() && detail::is_consistent(value) &&
+        is_of_same_list(value_, value)) {
+        return;
+    }
+    std::string details = describe_variable(*this) + " is " + describe_with_list(value_);
+    details += ", the value is " + describe_with_list(value);
+    throw BadValueTypeException(std::move(details));
+}
+
+void Variable::update(VariableUpdate changes) {
+    detail::check_lock(*this);
+    if (changes.quality) {
+        check_symbol(*changes.quality);
+    }
+    if (changes.value) {
+        check_value(*changes.value);
+        commit_value(std::move(*changes.value), CALLBACK_RESTRAIN::UNRESTRAINED, !changes.timestamp);
+    }
+    timestamp_ = changes.timestamp.value_or(timestamp_);
+    if (changes.quality && *changes.quality != quality_) {
+        quality_ = *changes.quality;
+        modified_timestamp_ = get_current_time();
+    }
+}
+
+void Variable::modify_content(ValueTypeInfo type, Modification modification, const void* context) {
+    detail::check_lock(*this);
+    if (type != get_value_type_info() || !detail::is_consistent(value_)) {
+        detail::throw_other_type(*this, type);
+    }
+    if (is_observed()) {
+        Value value = value_;
+        modification(context, value);
+        commit_value(std::move(value), CALLBACK_RESTRAIN::UNRESTRAINED, true);
+        return;
+    }
+    // Set before the edit, so that what an edit that throws has done is seen.
+    const TimePoint modified = std::exchange(modified_timestamp_, get_current_time());
+    if (!modification(context, value_)) {
+        modified_timestamp_ = modified;
+    }
+    timestamp_ = get_current_time();
+}
+
+bool Variable::is_observed() const noexcept {
+    if (extension_ && extension_->observers.is_any_registered()) {
+        return true;
+    }
+    for (const Domain* domain = get_parent(); domain != nullptr; domain = domain->get_parent()) {
+        if (domain->observers_ && domain->observers_->is_any_registered()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 Variable& Variable::operator=(Value value) {
     set_value(std::move(value), CALLBACK_RESTRAIN::UNRESTRAINED, true);
     return *this;
@@ -148,7 +262,13 @@ std::optional<bool> Variable::get_writable() const noexcept {
     return writable_ == 2;
 }
 
+void Variable::set_writable(std::optional<bool> writable) {
+    detail::check_lock(*this);
+    writable_ = encode_writable(writable);
+}
+
 void Variable::set_guard(Guard guard) {
+    detail::check_lock(*this);
     if (guard || extension_) {
         get_extension().guard = make_guard(std::move(guard));
     }
@@ -163,11 +283,11 @@ SymbolInfo Variable::get_quality() const {
 }
 
 void Variable::set_quality(symbol_list::QUALITY quality) {
-    check_symbol(quality);
-    if (quality != quality_) {
-        quality_ = quality;
-        modified_timestamp_ = get_current_time();
-    }
+    update({.quality = quality});
+}
+
+void Variable::set_timestamp(TimePoint timestamp) {
+    update({.timestamp = timestamp});
 }
 
 const Range& Variable::get_range() const noexcept {
@@ -194,11 +314,45 @@ std::optional<SymbolInfo> Variable::get_history_kind() const {
     return SymbolInfo(*extension_->history_kind);
 }
 
+void Variable::set_range(Range range) {
+    set_limits(std::move(range), get_delta());
+}
+
+void Variable::set_delta(std::optional<Value> delta) {
+    set_limits(get_range(), std::move(delta));
+}
+
+void Variable::set_fractional_digits(std::optional<int> digits) {
+    detail::check_lock(*this);
+    if (digits || extension_) {
+        get_extension().fractional_digits = digits;
+    }
+}
+
+void Variable::set_engineering_unit(std::string unit) {
+    detail::check_lock(*this);
+    if (!unit.empty() || extension_) {
+        get_extension().engineering_unit = std::move(unit);
+    }
+}
+
+void Variable::set_history_kind(std::optional<symbol_list::HISTORY_KIND> kind) {
+    detail::check_lock(*this);
+    if (kind) {
+        check_symbol(*kind);
+    }
+    if (kind || extension_) {
+        get_extension().history_kind = kind;
+    }
+}
+
 Registration Variable::on_change(Callback callback) {
+    detail::check_lock(*this);
     return Registration(get_extension().observers.add(detail::Observers::Kind::CHANGED, std::move(callback)));
 }
 
 Registration Variable::on_write(Callback callback) {
+    detail::check_lock(*this);
     return Registration(get_extension().observers.add(detail::Observers::Kind::WRITTEN, std::move(callback)));
 }
 
@@ -212,6 +366,27 @@ Variable::Extension& Variable::get_extension() {
         extension_ = std::make_unique<Extension>();
     }
     return *extension_;
+}
+
+void Variable::set_limits(Range range, std::optional<Value> delta) {
+    detail::check_lock(*this);
+    const std::string variable = describe_variable(*this);
+    const VALUE_TYPE type = get_value_type_info().get_type();
+    detail::check_limit("lower limit", range.lower, variable, type);
+    detail::check_limit("upper limit", range.upper, variable, type);
+    detail::check_limit("delta", delta, variable, type);
+    if (range.lower || range.upper || delta) {
+        auto limits = std::make_unique<const Limits>(Limits{std::move(range), std::move(delta)});
+        get_extension().limits = std::move(limits);
+    } else if (extension_) {
+        extension_->limits.reset();
+    }
+}
+
+void detail::throw_other_type(const Variable& variable, ValueTypeInfo wanted) {
+    throw BadValueTypeException(describe_variable(variable) + " is " +
+                                describe_with_list(variable.get_value()) + ", and is used as " +
+                                get_type_name(wanted));
 }
 
 }  // namespace kx::information_model

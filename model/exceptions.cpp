@@ -1,5 +1,7 @@
 #include <information_model/exceptions.h>
 
+#include <utility>
+
 #include "model/quoted_text.h"
 
 namespace kx::information_model {
@@ -25,10 +27,16 @@ const char* PathNotFoundException::what() const noexcept {
     return message_.c_str();
 }
 
+BadValueTypeException::BadValueTypeException(std::string details) : details_(std::move(details)) {}
+
 BadValueTypeException::~BadValueTypeException() = default;
 
 const char* BadValueTypeException::what() const noexcept {
     return "Bad value type.";
+}
+
+const std::string& BadValueTypeException::get_details() const noexcept {
+    return details_;
 }
 
 }  // namespace kx::information_model

@@ -206,7 +206,9 @@ TEST(FromXmlString, CopiesStrings) {
 TEST(FromXmlString, ReadsTimesAndDurations) {
     EXPECT_EQ(from_xml_string<TimePoint>("1970-01-01T00:00:01Z"), TimePoint(std::chrono::seconds(1)));
     EXPECT_EQ(from_xml_string<Duration>("PT1.5S"), Duration(std::chrono::milliseconds(1500)));
-    for (const std::string text : {"", "x", " 1970-01-01T00:00:01Z", "PT", " PT1S"}) {
+    EXPECT_EQ(from_xml_string<TimePoint>(" 1970-01-01T00:00:01Z\n"), TimePoint(std::chrono::seconds(1)));
+    EXPECT_EQ(from_xml_string<Duration>("\tPT1.5S "), Duration(std::chrono::milliseconds(1500)));
+    for (const std::string text : {"", " ", "x", "x 1970-01-01T00:00:01Z", "PT", "PT1 S"}) {
         EXPECT_THROW(from_xml_string<TimePoint>(text), std::invalid_argument) << text;
         EXPECT_THROW(from_xml_string<Duration>(text), std::invalid_argument) << text;
     }

@@ -192,10 +192,17 @@ TEST(ConvertFromXmlQuirks, MembersOfAnotherTypeAreSkipped) {
     EXPECT_EQ(std::get<std::vector<int>>(value), (std::vector<int>{1, 3}));
 }
 
-TEST(ConvertFromXmlQuirks, TimesAreNotTrimmed) {
-    EXPECT_THROW(read_scalar<TimePoint>(" 2000-01-01T00:00:00Z"), std::invalid_argument);
+TEST(ConvertFromXml, WhiteSpaceRoundTimesIsSkipped) {
+    EXPECT_EQ(std::get<TimePoint>(read_scalar<TimePoint>(" 1970-01-01T00:00:01Z\n")),
+              TimePoint(std::chrono::seconds(1)));
+    EXPECT_EQ(std::get<Duration>(read_scalar<Duration>("PT1S ")), Duration(std::chrono::seconds(1)));
+}
+
+TEST(ConvertFromXmlQuirks, MalformedTimesAreRefused) {
+    EXPECT_THROW(read_scalar<TimePoint>("2000-01-01 00:00:00Z"), std::invalid_argument);
+    EXPECT_THROW(read_scalar<TimePoint>(" "), std::invalid_argument);
     EXPECT_THROW(read_scalar<TimePoint>(""), std::invalid_argument);
-    EXPECT_THROW(read_scalar<Duration>("PT1S "), std::invalid_argument);
+    EXPECT_THROW(read_scalar<Duration>("PT1 S"), std::invalid_argument);
     EXPECT_THROW(read_array<Duration>("<duration>PT1S</duration><duration>x</duration>"),
                  std::invalid_argument);
 }

@@ -154,4 +154,66 @@ TEST(ChildIndex, FailureToMakeRoomChangesNothing) {
     EXPECT_TRUE(finds_all(index, names));
 }
 
+TEST(ChildIndex, RandomRemovalsKeepOrderAndNames) {
+    std::mt19937 random(4);
+    ChildIndex index;
+    std::vector<std::string> names;
+    int number = 0;
+    for (int step = 0; step < 20'000; ++step) {
+        // Phases of growth and of decline; removals at the front, at the back and between.
+        const bool is_growing = step / 500 % 2 == 0;
+        if (names.empty() || random() % 10 < (is_growing ? 7U : 3U)) {
+            names.push_back(get_name(number++));
+            add(index, names.back());
+            continue;
+        }
+        const std::size_t places[] = {0, names.size() - 1, random() % names.size()};
+        const auto place = names.begin() + static_cast<std::ptrdiff_t>(places[random() % 3]);
+        const auto removed = index.remove(*place);
+        ASSERT_NE(removed, nullptr);
+        ASSERT_EQ(removed->get_name().as_string(), *place);
+        names.erase(place);
+        ASSERT_EQ(index.get_children().size(), names.size());
+        if (step % 50 == 0) {
+            ASSERT_EQ(get_names(index), names);
+            ASSERT_TRUE(finds_all(index, names));
+        }
+    }
+    EXPECT_EQ(get_names(index), names);
+}
+
+TEST(ChildIndex, RemovesWhatIsChosenBehindAGap) {
+    ChildIndex index;
+    for (int i = 0; i < 40; ++i) {
+        add(index, get_name(i));
+    }
+    index.remove(get_name(0));
+    index.remove(get_name(1));
+    const auto removed =
+        index.remove_if([](const Tree& child) { return child.get_name().as_string().size() > 6; });
+    EXPECT_EQ(removed.size(), 30U);
+    EXPECT_EQ(removed.front()->get_name().as_string(), get_name(10));
+    EXPECT_EQ(index.get_children().size(), 8U);
+    EXPECT_EQ(index.find(get_name(10)), nullptr);
+    EXPECT_NE(index.find(get_name(9)), nullptr);
+}
+
+TEST(ChildIndex, QueueDoesNotGrow) {
+    ChildIndex index;
+    for (int i = 0; i < 10; ++i) {
+        add(index, get_name(i));
+    }
+    for (int i = 10; i < 10'000; ++i) {
+        add(index, get_name(i));
+        index.remove(get_name(i - 10));
+    }
+    EXPECT_EQ(index.get_children().size(), 10U);
+    const testing::AllocationCounter counter;
+    for (int i = 0; i < 5; ++i) {
+        index.reserve_one();
+    }
+    EXPECT_EQ(counter.get_count(), 0U);
+    EXPECT_EQ(index.get_children().front()->get_name().as_string(), get_name(9'990));
+}
+
 }  // namespace kx::information_model::detail

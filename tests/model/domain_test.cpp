@@ -4,8 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <ctime>
+#include <functional>
+#include <limits>
+#include <ranges>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "model/AllocationControl.h"
@@ -202,6 +209,150 @@ TEST_F(DomainTest, WideAndDeepTreeIsDestroyedWhole) {
         }
     }
     EXPECT_EQ(root_.get_children().size(), 20U);
+}
+
+TEST_F(DomainTest, ItemsAreTheChildrenInTheirOrder) {
+    EXPECT_TRUE(root_.items().empty());
+    root_.add_variable("b", Value(1));
+    root_.add_domain("a");
+    root_.add_variable("c", Value(2));
+    std::vector<std::string> names;
+    for (Item& item : root_.items()) {
+        item.set_description("seen");
+        names.push_back(item.get_name());
+    }
+    EXPECT_THAT(names, ElementsAre("b", "a", "c"));
+    for (const Item& item : std::as_const(root_).items()) {
+        EXPECT_EQ(item.get_description(), "seen");
+    }
+    EXPECT_EQ(root_.items().size(), 3U);
+    EXPECT_EQ(&root_.items()[2], root_.find_item("c"));
+    EXPECT_EQ(root_.items()[root_.items().size() - 1].get_name().as_string(), "c");
+}
+
+TEST_F(DomainTest, ItemsOfAConstantDomainAreConstant) {
+    static_assert(std::is_same_v<decltype(*root_.items().begin()), Item&>);
+    static_assert(std::is_same_v<decltype(*std::as_const(root_).items().begin()), const Item&>);
+    static_assert(std::ranges::random_access_range<ItemRange<Item>>);
+    static_assert(std::ranges::sized_range<ItemRange<const Item>>);
+    root_.add_variable("a", Value(1));
+    root_.add_domain("b");
+    const auto items = std::as_const(root_).items();
+    const auto found =
+        std::ranges::find(items, ITEM_TYPE::DOMAIN, [](const Item& item) { return item.get_item_type(); });
+    EXPECT_EQ(found->get_name().as_string(), "b");
+    EXPECT_EQ(found - items.begin(), 1);
+}
+
+TEST_F(DomainTest, ClearRemovesAllBelow) {
+    root_.clear();
+    root_.add_domain("a").add_domain("b").add_variable("c", Value(1));
+    root_.add_variable("d", Value(1));
+    root_.clear();
+    EXPECT_TRUE(root_.is_empty());
+    EXPECT_EQ(root_.find_item("a/b/c"), nullptr);
+    root_.add_variable("d", Value(2));
+    EXPECT_THAT(get_child_names(root_), ElementsAre("d"));
+}
+
+TEST_F(DomainTest, ChosenChildrenAreRemoved) {
+    EXPECT_EQ(root_.remove_if([](const Item&) { return true; }), 0U);
+    for (int i = 0; i < 100; ++i) {
+        root_.add_variable(std::to_string(i), Value(i));
+    }
+    const auto is_odd = [](const Item& item) {
+        return std::get<int>(static_cast<const Variable&>(item).get_value()) % 2 == 1;
+    };
+    EXPECT_EQ(root_.remove_if(is_odd), 50U);
+    EXPECT_EQ(root_.items().size(), 50U);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(root_.find_item(std::to_string(i)) != nullptr, i % 2 == 0) << i;
+    }
+    EXPECT_EQ(root_.items()[1].get_name().as_string(), "2");
+    EXPECT_EQ(root_.remove_if(is_odd), 0U);
+    root_.add_variable("1", Value(1));
+    EXPECT_EQ(root_.items()[root_.items().size() - 1].get_name().as_string(), "1");
+}
+
+TEST_F(DomainTest, FailureToChooseRemovesNothing) {
+    for (int i = 0; i < 20; ++i) {
+        root_.add_variable(std::to_string(i), Value(i));
+    }
+    int calls = 0;
+    EXPECT_THROW(root_.remove_if([&](const Item&) {
+        if (++calls == 10) {
+            throw std::runtime_error("no");
+        }
+        return true;
+    }),
+                 std::runtime_error);
+    EXPECT_EQ(root_.items().size(), 20U);
+    bool is_removed = false;
+    const std::function<bool(const Item&)> all = [](const Item&) { return true; };
+    for (std::size_t successes = 0; !is_removed; ++successes) {
+        try {
+            const testing::AllocationFailure failure(successes);
+            root_.remove_if(all);
+            is_removed = true;
+        } catch (const std::bad_alloc&) {
+            ASSERT_EQ(root_.items().size(), 20U);
+            ASSERT_NE(root_.find_item("19"), nullptr);
+        }
+    }
+    EXPECT_TRUE(root_.is_empty());
+}
+
+namespace {
+
+/// How much processor time it takes to remove that many children, least of some tries.
+template <class Remove>
+std::clock_t time_removal(int count, Remove remove) {
+    auto least = std::numeric_limits<std::clock_t>::max();
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        InformationModel model("plant");
+        for (int i = 0; i < count; ++i) {
+            model.get_root().add_variable(std::to_string(i), Value(i));
+        }
+        const std::clock_t start = std::clock();
+        remove(model.get_root());
+        least = std::min(least, std::clock() - start);
+        EXPECT_TRUE(model.get_root().is_empty());
+    }
+    return least;
+}
+
+}  // namespace
+
+TEST_F(DomainTest, RemovalTakesTheSameTimeInEitherOrder) {
+    constexpr int COUNT = 8'000;
+    const auto back_to_front = time_removal(COUNT, [](Domain& root) {
+        for (int i = COUNT; i-- > 0;) {
+            root.remove(std::to_string(i));
+        }
+    });
+    const auto front_to_back = time_removal(COUNT, [](Domain& root) {
+        for (int i = 0; i < COUNT; ++i) {
+            root.remove(std::to_string(i));
+        }
+    });
+    const auto at_once =
+        time_removal(COUNT, [](Domain& root) { root.remove_if([](const Item&) { return true; }); });
+    EXPECT_LT(front_to_back, 5 * back_to_front);
+    EXPECT_LT(at_once, 5 * back_to_front);
+}
+
+TEST_F(DomainTest, LimitsOfATypedVariableHaveItsType) {
+    EXPECT_THROW(root_.add<double>("a", 1.0, {.range = {.lower = Value(0)}}), BadValueTypeException);
+    EXPECT_THROW(root_.add<double>("a", 1.0, {.range = {.upper = Value("x")}}), BadValueTypeException);
+    try {
+        root_.add<std::vector<double>>("a", {1.0}, {.delta = Value(std::vector<double>{1.0})});
+        FAIL() << "nothing thrown";
+    } catch (const BadValueTypeException& error) {
+        EXPECT_EQ(error.get_details(), "delta of variable \"a\" must be DOUBLE, but is array of DOUBLE");
+    }
+    EXPECT_TRUE(root_.is_empty());
+    root_.add<std::vector<double>>("a", {1.0}, {.delta = Value(0.5)});
+    EXPECT_EQ(root_.find_variable("a")->get_delta(), Value(0.5));
 }
 
 }  // namespace kx::information_model

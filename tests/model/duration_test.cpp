@@ -94,6 +94,11 @@ INSTANTIATE_TEST_SUITE_P(
         DurationRow{LONGEST, "PT9223372036.854775807S"}, DurationRow{LONGEST, "PT9223372036.8547758079999S"},
         DurationRow{SHORTEST, "-PT9223372036.854775808S"}));
 
+TEST(ReadDuration, WhiteSpaceAtTheEndsIsSkipped) {
+    EXPECT_EQ(duration_from_iso8601_string(" \t\r\nPT1S"), of_nanoseconds(1'000'000'000));
+    EXPECT_EQ(duration_from_iso8601_string("-PT1S\n  "), of_nanoseconds(-1'000'000'000));
+}
+
 class RefusedDuration : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(RefusedDuration, ThrowsAndNamesTheText) {
@@ -110,9 +115,10 @@ INSTANTIATE_TEST_SUITE_P(MalformedDuration, RefusedDuration,
                                            "P1S", "P1H", "PT1D", "PT1Y", "P1M1Y", "P1D1M", "PT1M1H", "PT1S1M",
                                            "P1Y1Y", "PT1S1S", "P1D1D", "P-1D", "PT-1S", "+P1D", "--P1D",
                                            "P+1D", "P1.5D", "P1.5Y", "PT1.5H", "PT1.5M", "PT.5S", "PT1.S",
-                                           "PT1,5S", "PT1.5", "PT1.5.5S", " P1D", "P1D ", "P 1D", "p1d",
-                                           "P1d", "PT1s", "P1DT1HT1M", "P1W", "PD", "PTS", "P1DT", "P1D2H",
-                                           "PT1H2", "P1Y2", "PT1M.5S", "P1D-", "PxD", "P0x1D"));
+                                           "PT1,5S", "PT1.5", "PT1.5.5S", " ", " P", "\xC2\xA0P1D", "P1D x",
+                                           "P 1D", "p1d", "P1d", "PT1s", "P1DT1HT1M", "P1W", "PD", "PTS",
+                                           "P1DT", "P1D2H", "PT1H2", "P1Y2", "PT1M.5S", "P1D-", "PxD",
+                                           "P0x1D"));
 
 INSTANTIATE_TEST_SUITE_P(UnrepresentableDuration, RefusedDuration,
                          ::testing::Values("PT9223372036.854775808S", "-PT9223372036.854775809S",

@@ -22,6 +22,14 @@ TEST(PathNotFoundException, NamesThePath) {
 
 TEST(BadValueTypeException, TextIsFixed) {
     EXPECT_STREQ(BadValueTypeException().what(), "Bad value type.");
+    EXPECT_STREQ(BadValueTypeException("details").what(), "Bad value type.");
+}
+
+TEST(BadValueTypeException, DetailsAreKept) {
+    EXPECT_EQ(BadValueTypeException().get_details(), "");
+    const BadValueTypeException original("details");
+    const BadValueTypeException copy = original;
+    EXPECT_EQ(copy.get_details(), "details");
 }
 
 TEST(Exceptions, AreStandardExceptionsAndCopy) {

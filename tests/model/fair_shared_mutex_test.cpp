@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <shared_mutex>
 #include <stop_token>
@@ -209,6 +210,162 @@ TEST(FairSharedMutex, MixedUseLosesNobody) {
     }
     threads.join();
     EXPECT_GE(count, 8 * 100);
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::hours LONG(1);
+
+/// A moment that has passed when anybody waits for it.
+steady_clock::time_point get_past() {
+    return steady_clock::now() - std::chrono::seconds(1);
+}
+
+}  // namespace
+
+TEST(FairSharedMutex, TimedLocksTakeAFreeOneWithoutWaiting) {
+    FairSharedMutex mutex;
+    EXPECT_TRUE(mutex.try_lock_until(get_past()));
+    EXPECT_FALSE(mutex.try_lock_until(get_past()));
+    EXPECT_FALSE(mutex.try_lock_shared_until(get_past()));
+    mutex.unlock();
+    EXPECT_TRUE(mutex.try_lock_shared_until(get_past()));
+    EXPECT_TRUE(mutex.try_lock_shared_until(get_past()));
+    EXPECT_FALSE(mutex.try_lock_until(get_past()));
+    mutex.unlock_shared();
+    mutex.unlock_shared();
+    EXPECT_TRUE(can_lock(mutex));
+    EXPECT_EQ(mutex.count_waiting_writers(), 0U);
+    EXPECT_EQ(mutex.count_waiting_readers(), 0U);
+}
+
+TEST(FairSharedMutex, TimedLocksGiveUp) {
+    FairSharedMutex mutex;
+    mutex.lock();
+    const auto start = steady_clock::now();
+    EXPECT_FALSE(mutex.try_lock_until(start + std::chrono::milliseconds(20)));
+    EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(20));
+    EXPECT_FALSE(mutex.try_lock_shared_until(steady_clock::now() + std::chrono::milliseconds(20)));
+    mutex.unlock();
+    EXPECT_TRUE(can_lock(mutex));
+    EXPECT_TRUE(can_lock_shared(mutex));
+}
+
+TEST(FairSharedMutex, TimedWriterIsAdmittedInTurn) {
+    FairSharedMutex mutex;
+    mutex.lock_shared();
+    std::atomic<bool> is_admitted = false;
+    TestThreads writer([&] {
+        is_admitted = mutex.try_lock_until(steady_clock::now() + LONG);
+        mutex.unlock();
+    });
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_writers() == 1; }));
+    EXPECT_FALSE(can_lock_shared(mutex)) << "later readers wait for it";
+    mutex.unlock_shared();
+    writer.join();
+    EXPECT_TRUE(is_admitted);
+}
+
+TEST(FairSharedMutex, TimedReaderIsAdmittedAfterTheWriter) {
+    FairSharedMutex mutex;
+    mutex.lock();
+    std::atomic<bool> is_admitted = false;
+    TestThreads reader([&] {
+        is_admitted = mutex.try_lock_shared_until(steady_clock::now() + LONG);
+        mutex.unlock_shared();
+    });
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_readers() == 1; }));
+    mutex.unlock();
+    reader.join();
+    EXPECT_TRUE(is_admitted);
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+TEST(FairSharedMutex, ReadersBehindAWriterThatGivesUpAreAdmitted) {
+    FairSharedMutex mutex;
+    mutex.lock_shared();
+    std::atomic<bool> is_giving_up = false;
+    TestThreads threads;
+    threads.start([&] {
+        // Gives up when the reader waits behind it.
+        while (!is_giving_up) {
+            EXPECT_FALSE(mutex.try_lock_until(steady_clock::now() + std::chrono::milliseconds(5)));
+        }
+    });
+    std::atomic<int> admissions = 0;
+    threads.start([&] {
+        for (int i = 0; i < 20; ++i) {
+            mutex.lock_shared();
+            ++admissions;
+            mutex.unlock_shared();
+        }
+    });
+    // The reader inside never leaves, so that only those who give up let the others in.
+    EXPECT_TRUE(wait_for([&] { return admissions == 20; }));
+    is_giving_up = true;
+    threads.join();
+    mutex.unlock_shared();
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+TEST(FairSharedMutex, WriterInTheMiddleOfTheQueueGivesUp) {
+    FairSharedMutex mutex;
+    mutex.lock();
+    std::atomic<int> admissions = 0;
+    TestThreads threads;
+    const auto wait_in_queue = [&] {
+        mutex.lock();
+        ++admissions;
+        mutex.unlock();
+    };
+    threads.start(wait_in_queue);
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_writers() == 1; }));
+    std::atomic<bool> has_given_up = false;
+    threads.start([&] {
+        // Long enough for the third to stand behind it, most of the time.
+        EXPECT_FALSE(mutex.try_lock_until(steady_clock::now() + std::chrono::milliseconds(100)));
+        has_given_up = true;
+    });
+    EXPECT_TRUE(wait_for([&] { return mutex.count_waiting_writers() == 2 || has_given_up; }));
+    threads.start(wait_in_queue);
+    EXPECT_TRUE(wait_for([&] { return has_given_up && mutex.count_waiting_writers() == 2; }));
+    mutex.unlock();
+    threads.join();
+    EXPECT_EQ(admissions, 2);
+    EXPECT_TRUE(can_lock(mutex));
+}
+
+TEST(FairSharedMutex, TimedAndOtherLocksExcludeEachOther) {
+    FairSharedMutex mutex;
+    long sum = 0;  // not atomic: the thread sanitizer would see an overlap
+    std::atomic<long> writes = 0;
+    TestThreads threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.start([&, i] {
+            for (int turn = 0; turn < 500; ++turn) {
+                const auto deadline = steady_clock::now() + std::chrono::microseconds(turn % 50);
+                if (i == 0 && mutex.try_lock_shared_until(deadline)) {
+                    EXPECT_GE(sum, 0);
+                    mutex.unlock_shared();
+                } else if (i == 1 && mutex.try_lock_until(deadline)) {
+                    ++sum;
+                    ++writes;
+                    mutex.unlock();
+                } else if (i == 2) {
+                    const std::unique_lock lock(mutex);
+                    ++sum;
+                    ++writes;
+                }
+            }
+        });
+    }
+    threads.join();
+    EXPECT_EQ(sum, writes);
+    EXPECT_EQ(mutex.count_waiting_writers(), 0U);
+    EXPECT_EQ(mutex.count_waiting_readers(), 0U);
     EXPECT_TRUE(can_lock(mutex));
 }
 

@@ -38,4 +38,12 @@ TEST(InformationModel, NameConvertsToItsText) {
     EXPECT_EQ(text, "plant");
 }
 
+TEST(InformationModel, RootTakesOptions) {
+    const InformationModel model("plant", {.description = "North", .identity = Identity("P-1")});
+    EXPECT_EQ(model.get_root().get_name().as_string(), "plant");
+    EXPECT_EQ(model.get_root().get_description(), "North");
+    EXPECT_EQ(model.get_root().get_identity(), Identity("P-1"));
+    EXPECT_THROW(InformationModel("a/b", {.description = "North"}), std::invalid_argument);
+}
+
 }  // namespace kx::information_model

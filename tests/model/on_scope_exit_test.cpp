@@ -68,4 +68,8 @@ TEST(OnScopeExit, AnExceptionFromBeforeTheScopeHidesNothing) {
     }
 }
 
+TEST(OnScopeExit, NeedsSomethingToCall) {
+    EXPECT_THROW(const OnScopeExit guard{std::function<void()>()}, std::invalid_argument);
+}
+
 }  // namespace kx::information_model::utility

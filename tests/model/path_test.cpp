@@ -4,8 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <compare>
 #include <sstream>
 #include <string>
+#include <unordered_map>
 
 namespace kx::information_model {
 
@@ -92,6 +94,37 @@ TEST(IsValidSegment, RefusesWhatWouldSplitOrBend) {
     for (const char* bad : {"", ".", "..", "/", "a/b", "/a", "a/", "a\tb", "\xC2\x85", "\xFF"}) {
         EXPECT_FALSE(is_valid_segment(bad)) << bad;
     }
+}
+
+TEST(Path, AreJoined) {
+    EXPECT_EQ(Path("/boiler") / "drum", Path("/boiler/drum"));
+    EXPECT_EQ(Path("boiler") / "drum/level", Path("boiler/drum/level"));
+    EXPECT_EQ(Path("/") / "boiler", Path("/boiler"));
+    EXPECT_EQ(Path(".") / "boiler", Path("./boiler"));
+    EXPECT_EQ(Path("/boiler") / ".", Path("/boiler"));
+    EXPECT_EQ(Path("/boiler") / "./drum", Path("/boiler/drum"));
+    EXPECT_EQ(Path("/boiler") / Path("drum") / Path("level"), Path("/boiler/drum/level"));
+}
+
+TEST(Path, OnlyRelativeOnesAreAppended) {
+    for (const char* relative : {"/drum", "/", "", "..", "a//b", "a/"}) {
+        EXPECT_THROW(Path("/boiler") / relative, InvalidPathException) << relative;
+    }
+    EXPECT_THROW(Path("/boiler") / Path("/drum"), InvalidPathException);
+}
+
+TEST(Path, AreOrderedByTheirTexts) {
+    EXPECT_LT(Path("/a"), Path("/a/b"));
+    EXPECT_LT(Path("/a/b"), Path("/b"));
+    EXPECT_GT(Path("/\xC3\xA4"), Path("/z"));
+    EXPECT_EQ(Path("/a") <=> Path("/a"), std::strong_ordering::equal);
+}
+
+TEST(Path, AreKeys) {
+    const std::unordered_map<Path, int> numbers = {{Path("/a"), 1}, {Path("/b"), 2}};
+    EXPECT_EQ(numbers.at(Path("/b")), 2);
+    EXPECT_FALSE(numbers.contains(Path("b")));
+    EXPECT_EQ(std::hash<Path>()(Path("/a")), std::hash<Path>()(Path("/a")));
 }
 
 }  // namespace kx::information_model

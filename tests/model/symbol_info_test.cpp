@@ -10,11 +10,40 @@
 
 #include "model/TestMode.h"
 
+namespace kx::information_model::testing {
+
+enum class Wide : std::uint64_t { LOW = 1, HIGH = (std::uint64_t{1} << 32U) + 1 };
+enum class WideAndSigned : std::int64_t { LOW = 1, HIGH = (std::int64_t{1} << 32) + 1, NEGATIVE = -1 };
+
+/// The value 1 and that of -1 in 32 bits.
+struct WideList {
+    static const std::string& get_list_name() {
+        static const std::string LIST_NAME = "test.Wide";
+        return LIST_NAME;
+    }
+    static const std::vector<symbol_list::Symbol>& get_symbols() {
+        static const std::vector<symbol_list::Symbol> SYMBOLS = {{1, "low", ""},
+                                                                 {4'294'967'295U, "last", ""}};
+        return SYMBOLS;
+    }
+};
+
+}  // namespace kx::information_model::testing
+
+template <>
+struct kx::information_model::symbol_list::SymbolList<kx::information_model::testing::Wide>
+    : kx::information_model::testing::WideList {};
+template <>
+struct kx::information_model::symbol_list::SymbolList<kx::information_model::testing::WideAndSigned>
+    : kx::information_model::testing::WideList {};
+
 namespace kx::information_model {
 
 using symbol_list::HISTORY_KIND;
 using symbol_list::QUALITY;
 using testing::Mode;
+using testing::Wide;
+using testing::WideAndSigned;
 
 namespace {
 
@@ -72,6 +101,22 @@ TEST(SymbolInfo, NameIsComparedExactly) {
         EXPECT_EQ(get_message([&] { symbol.set_value(name); }), "Unknown symbol name.");
     }
     EXPECT_EQ(symbol.get_value(), 20U);
+}
+
+TEST(SymbolInfo, NameIsThatOfTheValue) {
+    SymbolInfo symbol(Mode::MANUAL);
+    EXPECT_EQ(symbol.get_name(), "manual");
+    symbol.set_value(2U);
+    EXPECT_EQ(symbol.get_name(), "automatic");
+    EXPECT_EQ(SymbolInfo(QUALITY::UNCERTAIN_EU_EXCEEDED).get_name(), "uncertainEUExceeded");
+}
+
+TEST(SymbolInfo, EnumeratorsOf64BitsAreNotCut) {
+    EXPECT_EQ(SymbolInfo(Wide::LOW).get_value(), 1U);
+    EXPECT_EQ(get_message([] { SymbolInfo(Wide::HIGH); }), "Unknown symbol value.");
+    EXPECT_EQ(SymbolInfo(WideAndSigned::LOW).get_value(), 1U);
+    EXPECT_EQ(get_message([] { SymbolInfo(WideAndSigned::HIGH); }), "Unknown symbol value.");
+    EXPECT_EQ(get_message([] { SymbolInfo(WideAndSigned::NEGATIVE); }), "Unknown symbol value.");
 }
 
 TEST(SymbolInfo, ResetSetsTheFirstSymbol) {

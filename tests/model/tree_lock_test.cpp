@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <mutex>
 #include <shared_mutex>
 
@@ -101,6 +102,40 @@ TEST_F(TreeLockTest, ScopedLockTakesTwoTrees) {
         EXPECT_FALSE(can_lock(other.get_information_tree()));
     }
     EXPECT_TRUE(can_lock(tree_));
+}
+
+TEST_F(TreeLockTest, TimedLocksTakeAFreeTree) {
+    using namespace std::chrono_literals;
+    EXPECT_TRUE(std::unique_lock<Tree>(tree_, 0ms).owns_lock());
+    EXPECT_TRUE(std::shared_lock<const Tree>(constant_tree_, 1h).owns_lock());
+    EXPECT_TRUE(std::unique_lock<Tree>(tree_, std::chrono::hours::max()).owns_lock());
+    EXPECT_TRUE(std::unique_lock<Tree>(tree_, std::chrono::steady_clock::now() + 1h).owns_lock());
+    EXPECT_TRUE(std::unique_lock<Tree>(tree_, std::chrono::system_clock::now() - 1h).owns_lock());
+    EXPECT_TRUE(can_lock(tree_));
+}
+
+TEST_F(TreeLockTest, TimedLocksGiveUp) {
+    using namespace std::chrono_literals;
+    const std::unique_lock lock(tree_);
+    TestThreads([&] {
+        EXPECT_FALSE(std::unique_lock<Tree>(tree_, 5ms).owns_lock());
+        EXPECT_FALSE(std::shared_lock<const Tree>(constant_tree_, 5ms).owns_lock());
+        EXPECT_FALSE(std::unique_lock<Tree>(leaf_, std::chrono::system_clock::now() + 5ms).owns_lock());
+        EXPECT_FALSE(
+            std::shared_lock<const Tree>(constant_tree_, std::chrono::steady_clock::now() - 1h).owns_lock());
+        EXPECT_FALSE(tree_.try_lock_for(std::chrono::hours::min()));
+    }).join();
+}
+
+TEST_F(TreeLockTest, ObserversAreCalledAfterATimedLock) {
+    int calls = 0;
+    const Registration watching = leaf_.on_change([&](const Path&, const Value&) { ++calls; });
+    std::unique_lock<Tree> lock(tree_, std::chrono::hours(1));
+    ASSERT_TRUE(lock.owns_lock());
+    leaf_ = Value(2);
+    EXPECT_EQ(calls, 0);
+    lock.unlock();
+    EXPECT_EQ(calls, 1);
 }
 
 }  // namespace kx::information_model

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <limits>
+#include <sstream>
 #include <string>
 #include <variant>
 #include <vector>
@@ -246,5 +247,42 @@ TEST(ValueReset, MakesContentAgreeWithTheDescriptor) {
     value.reset();
     EXPECT_EQ(value, Value(std::vector<std::string>()));
 }
+
+/// A value and its text for people.
+struct TextRow {
+    Value value;
+    const char* text;
+};
+
+class ValueText : public ::testing::TestWithParam<TextRow> {};
+
+TEST_P(ValueText, IsForPeople) {
+    EXPECT_EQ(GetParam().value.to_string(), GetParam().text);
+    std::ostringstream stream;
+    stream << GetParam().value;
+    EXPECT_EQ(stream.str(), GetParam().text);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Value, ValueText,
+    ::testing::Values(
+        TextRow{Value(true), "true"}, TextRow{Value(false), "false"}, TextRow{Value(21.5), "21.5"},
+        TextRow{Value(-0.0), "-0"}, TextRow{Value(0.1), "0.1"}, TextRow{Value(1e300), "1e+300"},
+        TextRow{Value(-2.2250738585072014e-308), "-2.2250738585072014e-308"}, TextRow{Value(0.1F), "0.1"},
+        TextRow{Value(std::numeric_limits<double>::infinity()), "inf"},
+        TextRow{Value(static_cast<signed char>(-56)), "-56"},
+        TextRow{Value(static_cast<unsigned char>(200)), "200"}, TextRow{Value(short{-7}), "-7"},
+        TextRow{Value(static_cast<unsigned short>(65'535)), "65535"}, TextRow{Value(-5), "-5"},
+        TextRow{Value(5U), "5"}, TextRow{Value(std::numeric_limits<long>::min()), "-9223372036854775808"},
+        TextRow{Value(std::numeric_limits<unsigned long>::max()), "18446744073709551615"},
+        TextRow{Value("a \"text\""), "a \"text\""}, TextRow{Value(""), ""},
+        TextRow{Value(Duration(std::chrono::minutes(90))), "PT1H30M"},
+        TextRow{Value(TimePoint()), "1970-01-01T00:00:00Z"}, TextRow{Value(Path("/a/b")), "/a/b"},
+        TextRow{Value(AbsolutePath("host", "tree", "/a")), "//host/tree/a"},
+        TextRow{Value(SymbolInfo(testing::Mode::MANUAL)), "manual"},
+        TextRow{Value(std::vector<bool>{true, false}), "[true, false]"},
+        TextRow{Value(std::vector<int>{}), "[]"}, TextRow{Value(std::vector<double>{1.0, 2.5}), "[1, 2.5]"},
+        TextRow{Value(std::vector<std::string>{"a", "b, c"}), "[\"a\", \"b, c\"]"},
+        TextRow{Value(std::vector<SymbolInfo>{SymbolInfo(testing::Mode::OFF)}), "[off]"}));
 
 }  // namespace kx::information_model

@@ -414,8 +414,8 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(Texts, WriteMalformedWireTest,
                          ::testing::Values(create_item("v", create_value("xsd:dateTime", "yesterday")),
                                            create_item("v", create_value("xsd:dateTime", "")),
-                                           create_item("v", create_value("xsd:dateTime",
-                                                                         " 2000-01-01T00:00:00Z ")),
+                                           create_item("v",
+                                                       create_value("xsd:dateTime", "2000-01-01 00:00:00Z")),
                                            create_item("v", create_value("xsd:duration", "1 s")),
                                            create_item("v", create_value("ArrayOfDateTime", "<dateTime/>"))));
 

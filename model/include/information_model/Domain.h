@@ -2,15 +2,22 @@
 
 #include <information_model/Identity.h>
 #include <information_model/Item.h>
+#include <information_model/ItemRange.h>
 #include <information_model/PatternType.h>
+#include <information_model/Registration.h>
+#include <information_model/TypedVariable.h>
 #include <information_model/Variable.h>
 #include <information_model/export.h>
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 namespace kx::information_model {
 
@@ -18,7 +25,8 @@ class InformationModel;
 
 namespace detail {
 class ChildIndex;
-}
+class Observers;
+}  // namespace detail
 
 /// What a domain may have besides its children.
 struct DomainOptions {
@@ -48,10 +56,66 @@ public:
     ///                                not
     Variable& add_variable(std::string name, Value initial, VariableOptions options = {});
 
+    /// Adds a variable and gives its handle: `add<double>("temperature", 21.5, {.engineering_unit =
+    /// "degC"})`.
+    /// @param name     as there
+    /// @param initial  the first value
+    /// @param options  as there; range and delta are of the variable's scalar type
+    /// @throws BadValueTypeException  if range or delta are of another type
+    template <VariableContent T>
+    TypedVariable<T> add(std::string name, std::type_identity_t<T> initial, VariableOptions options = {}) {
+        check_limits(name, get_scalar_type<T>(), options);
+        if constexpr (std::is_enum_v<T>) {
+            return TypedVariable<T>(
+                add_variable(std::move(name), Value(SymbolInfo(initial)), std::move(options)));
+        } else {
+            return TypedVariable<T>(
+                add_variable(std::move(name), Value(std::move(initial)), std::move(options)));
+        }
+    }
+    /// Does not compile: `Other` does not become a `T` without loss.
+    template <VariableContent T, class Other>
+    requires(!KeptBy<Other, T>) TypedVariable<T> add(std::string name, const Other& initial,
+                                                     VariableOptions options = {})
+    = delete;
+
+    /// The handle of the variable at `path`, nothing if there is none or if it is of another type.
+    ///
+    /// Requires: tree lock held, as for `find_variable`.
+    /// @throws InvalidPathException  if the text is no path
+    template <VariableContent T>
+    std::optional<TypedVariable<T>> find(std::string_view path) {
+        return TypedVariable<T>::create(find_variable(path));
+    }
+    /// The same for a path whose text has been checked already.
+    template <VariableContent T>
+    std::optional<TypedVariable<T>> find(const Path& path) {
+        return TypedVariable<T>::create(find_variable(path));
+    }
+
+    /// Registers an observer of writes that change the content of any variable below this domain, however
+    /// deep, those included that are added later. As `Variable::on_change` otherwise; costs no more than
+    /// that.
+    ///
+    /// For one write the observers of the variable are called first, then those of its domain, and so on up
+    /// to the root.
+    [[nodiscard]] Registration on_change(Variable::Callback callback);
+    /// Registers an observer of every write to a variable below this domain. As `on_change` otherwise.
+    [[nodiscard]] Registration on_write(Variable::Callback callback);
+
     /// Removes and destroys the child with this name and all below it. Costs a step for each child that
-    /// was added after it.
+    /// stands before it or for each that stands behind it, whatever is less.
     /// @throws std::invalid_argument  naming the name, if there is no such child
     void remove(const std::string& name);
+
+    /// Removes and destroys all children and all below them.
+    void clear();
+
+    /// Removes and destroys the children that `predicate` chooses, and all below them, in linear time.
+    /// @param predicate  called once for each child in their order; must not change the tree. If it throws,
+    ///                   nothing is removed
+    /// @return how many children were removed
+    std::size_t remove_if(const std::function<bool(const Item&)>& predicate);
 
     /// The identity; an empty one when the domain has none.
     const Identity& get_identity() const noexcept;
@@ -63,21 +127,39 @@ public:
     /// Whether the domain has no children.
     bool is_empty() const noexcept;
 
-    /// The children in their order; valid until one is added or removed. Each is an `Item`.
+    /// The children in their order; valid until one is added or removed.
+    ItemRange<Item> items() noexcept { return ItemRange<Item>(get_children()); }
+    /// The same, to read.
+    ItemRange<const Item> items() const noexcept { return ItemRange<const Item>(get_children()); }
+
+    /// The children as they are kept, each an `Item`; `items` is what most callers want.
     std::span<const std::unique_ptr<Tree>> get_children() const noexcept;
 
 private:
     friend class InformationModel;
     friend class Item;
     friend class Tree;
+    friend class Variable;
+
+    template <class T>
+    static constexpr VALUE_TYPE get_scalar_type() noexcept {
+        if constexpr (std::is_enum_v<T>) {
+            return VALUE_TYPE::SYMBOL;
+        } else {
+            return get_type_info_of<T>().get_type();
+        }
+    }
+    static void check_limits(const std::string& name, VALUE_TYPE type, const VariableOptions& options);
 
     Domain(std::string name, Domain* parent, DomainOptions options);
 
     Item* find_child(std::string_view name) const noexcept;
     void prepare_child(std::string_view name);
+    detail::Observers& get_observers();
 
     std::unique_ptr<detail::ChildIndex> children_;  // null until the first child comes
     std::unique_ptr<detail::TreeLock> tree_lock_;   // the root's alone
+    std::unique_ptr<detail::Observers> observers_;  // null until the first one is registered
     std::optional<Identity> identity_;
     pattern_type::PatternType pattern_type_;
 };

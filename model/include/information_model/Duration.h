@@ -38,7 +38,7 @@ KX_INFORMATION_MODEL_EXPORT std::string to_iso8601_string(Duration duration);
 /// An optional "-", "P", then numbers with "Y", "M", "D" and, after a "T", "H", "M", "S": each at most once,
 /// in this order, at least one, and at least one after a "T". Only the seconds may have a fraction. A year
 /// counts as `std::chrono::years`, a month as `std::chrono::months` (their mean lengths). Fraction digits of
-/// the seconds beyond the ninth are cut.
+/// the seconds beyond the ninth are cut. White space may stand at both ends.
 /// @throws std::invalid_argument  naming the text, if it is malformed or does not fit into 64 bits
 KX_INFORMATION_MODEL_EXPORT Duration duration_from_iso8601_string(const std::string& text);
 

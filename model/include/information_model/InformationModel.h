@@ -18,6 +18,9 @@ public:
     /// @param name  the root's name: one path segment, see `Path`
     /// @throws std::invalid_argument  naming the name, if it is malformed
     explicit InformationModel(std::string name);
+    /// @param name     as there
+    /// @param options  what the root has besides its children
+    InformationModel(std::string name, DomainOptions options);
     ~InformationModel();
     InformationModel(const InformationModel&) = delete;
     InformationModel& operator=(const InformationModel&) = delete;
@@ -31,6 +34,17 @@ public:
     Domain& get_root() noexcept;
     /// The same, to read.
     const Domain& get_root() const noexcept;
+
+    /// Says whether a change of the tree, of a value or of metadata by a thread that does not hold the tree's
+    /// exclusive lock is a `std::logic_error` that names the item. The change is then not made. When it is
+    /// off, which is the default, such a change goes unnoticed, and readers may see half of it.
+    ///
+    /// Libraries that were built for debugging (without NDEBUG) turn it on when the first server starts on
+    /// the model, unless this was called before. May be called at any time, by any thread.
+    void check_locks(bool is_checked) noexcept;
+
+    /// Called by each server when it starts on the model.
+    void begin_service() noexcept;
 
 private:
     std::unique_ptr<Domain> root_;

@@ -64,6 +64,10 @@ public:
     /// Empty when none was given.
     const std::string& get_description() const noexcept;
 
+    /// Replaces the description.
+    /// Requires: exclusive tree lock held once a server runs.
+    void set_description(std::string description);
+
 protected:
     /// For the two kinds of item.
     Item(std::string name, Domain* parent, ITEM_TYPE item_type, std::string description);

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <functional>
+#include <stdexcept>
 #include <utility>
 
 namespace kx::information_model::utility {
@@ -12,9 +13,15 @@ namespace kx::information_model::utility {
 /// another exception is under way it is dropped, because that one is the cause and must not be lost.
 class OnScopeExit {
 public:
-    /// @param action  what to call, not empty
-    explicit OnScopeExit(std::function<void()> action)
-        : action_(std::move(action)), exceptions_at_start_(std::uncaught_exceptions()) {}
+    /// Needs a variable: without one its scope ends at once.
+    /// @param action  what to call
+    /// @throws std::invalid_argument  if there is nothing to call
+    [[nodiscard]] explicit OnScopeExit(std::function<void()> action)
+        : action_(std::move(action)), exceptions_at_start_(std::uncaught_exceptions()) {
+        if (!action_) {
+            throw std::invalid_argument("nothing to call at the end of the scope");
+        }
+    }
     OnScopeExit(const OnScopeExit&) = delete;
     OnScopeExit& operator=(const OnScopeExit&) = delete;
 

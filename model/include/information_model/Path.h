@@ -2,6 +2,8 @@
 
 #include <information_model/export.h>
 
+#include <compare>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -29,7 +31,16 @@ public:
     /// The text as it was given.
     const std::string& as_string() const noexcept { return text_; }
 
+    /// What `relative` leads to from `base`: `Path("/boiler") / "drum/level"`.
+    /// @param relative  the text of a path that does not begin with "/"; "." gives `base` itself
+    /// @throws InvalidPathException  if it is none
+    KX_INFORMATION_MODEL_EXPORT friend Path operator/(const Path& base, std::string_view relative);
+    /// The same for a path.
+    KX_INFORMATION_MODEL_EXPORT friend Path operator/(const Path& base, const Path& relative);
+
     friend bool operator==(const Path&, const Path&) noexcept = default;
+    /// By the bytes of the texts.
+    friend std::strong_ordering operator<=>(const Path&, const Path&) noexcept = default;
 
 private:
     friend class Tree;
@@ -46,3 +57,12 @@ KX_INFORMATION_MODEL_EXPORT std::ostream& operator<<(std::ostream& stream, const
 KX_INFORMATION_MODEL_EXPORT bool is_valid_segment(std::string_view text) noexcept;
 
 }  // namespace kx::information_model
+
+/// By the text, so that paths can be keys.
+template <>
+struct std::hash<kx::information_model::Path> {
+    /// The hash of the path's text.
+    std::size_t operator()(const kx::information_model::Path& path) const noexcept {
+        return std::hash<std::string>()(path.as_string());
+    }
+};

@@ -10,7 +10,7 @@ namespace detail {
 class Observer;
 }
 
-/// Keeps an observer of a variable registered for as long as it lives. Move only.
+/// Keeps an observer of a variable or of a branch registered for as long as it lives. Move only.
 ///
 /// It may outlive the variable. Ending it waits for a call of the observer that is under way on another
 /// thread, so that nothing of the observer runs afterwards; from inside the observer itself it does not
@@ -31,6 +31,7 @@ public:
     void end() noexcept;
 
 private:
+    friend class Domain;
     friend class Variable;
     explicit Registration(std::shared_ptr<detail::Observer> observer) noexcept;
 

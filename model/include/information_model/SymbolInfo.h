@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -63,6 +64,9 @@ public:
     ///                                then unchanged
     void set_value(const std::string& name);
 
+    /// The name of the current value's symbol.
+    const std::string& get_name() const;
+
     /// The symbols, in the list's order.
     const std::vector<symbol_list::Symbol>& get_symbols() const { return state_->get_symbols(); }
 
@@ -91,6 +95,21 @@ KX_INFORMATION_MODEL_EXPORT std::uint32_t get_value_at(const std::vector<Symbol>
 KX_INFORMATION_MODEL_EXPORT std::uint32_t get_value_of(const std::vector<Symbol>& symbols,
                                                        const std::string& name);
 
+/// The number that stands for an enumerator in a list.
+/// @throws std::invalid_argument  "Unknown symbol value." if it needs more than 32 bits, so that no list has
+/// it
+template <class E>
+requires std::is_enum_v<E> std::uint32_t to_symbol_value(E symbol) {
+    using Number = std::underlying_type_t<E>;
+    const auto value = static_cast<std::uint32_t>(symbol);
+    if constexpr (sizeof(Number) > sizeof(value)) {
+        if (static_cast<Number>(value) != static_cast<Number>(symbol)) {
+            throw std::invalid_argument("Unknown symbol value.");
+        }
+    }
+    return value;
+}
+
 /// The symbol whose value is `value`.
 /// @throws std::invalid_argument  "Unknown symbol value." if there is none
 KX_INFORMATION_MODEL_EXPORT const Symbol& get_symbol(const std::vector<Symbol>& symbols, std::uint32_t value);
@@ -104,7 +123,7 @@ public:
     using List = symbol_list::SymbolList<E>;
 
     explicit Model(E symbol)
-        : value_(symbol_list::get_symbol(List::get_symbols(), static_cast<std::uint32_t>(symbol)).value) {}
+        : value_(symbol_list::get_symbol(List::get_symbols(), symbol_list::to_symbol_value(symbol)).value) {}
 
     std::unique_ptr<Concept> clone() const override { return std::make_unique<Model>(*this); }
     std::uint32_t get_value() const noexcept override { return value_; }

@@ -21,8 +21,9 @@ KX_INFORMATION_MODEL_EXPORT std::string to_iso8601_string(TimePoint time);
 ///
 /// @param text  date, "T", time, any number of fraction digits (those beyond the ninth are cut), then
 ///              "Z", a numeric offset up to 14:00, or nothing, which means UTC; 24:00:00 is the start of
-///              the next day. Nothing else, no white space either. A year has at least four digits, and
-///              leading zeros only up to the fourth; there is neither a year 0000 nor a leap second.
+///              the next day. White space may stand at both ends, and nothing else anywhere. A year has at
+///              least four digits, and leading zeros only up to the fourth; there is neither a year 0000 nor
+///              a leap second.
 /// @throws std::invalid_argument  naming the text, if it is malformed or lies outside the range of
 ///                                `TimePoint`
 KX_INFORMATION_MODEL_EXPORT TimePoint date_time_from_iso8601_string(const std::string& text);

@@ -4,23 +4,27 @@
 #include <information_model/Path.h>
 #include <information_model/export.h>
 
+#include <chrono>
 #include <string>
 
 namespace kx::information_model {
 
 class Domain;
 
+class Tree;
+
 namespace detail {
 class TreeLock;
-}
+void check_lock(const Tree& node);
+}  // namespace detail
 
 /// A named node that knows its place in the tree, and the lock of that whole tree.
 ///
-/// Lockable and SharedLockable: `std::unique_lock<Tree>` to change the tree or its values,
-/// `std::shared_lock<const Tree>` to read them. Every node gives access to the one lock of its tree. The
-/// lock is fair: a writer that waits is admitted after the readers that were inside when it came, and the
-/// readers that waited for a writer are admitted before the next one. It is not recursive: a thread that
-/// holds it, shared or exclusive, must not take it again.
+/// Lockable and SharedLockable, with and without a time limit: `std::unique_lock<Tree>` to change the tree or
+/// its values, `std::shared_lock<const Tree>` to read them. Every node gives access to the one lock of its
+/// tree. The lock is fair: a writer that waits is admitted after the readers that were inside when it came,
+/// and the readers that waited for a writer are admitted before the next one. It is not recursive: a thread
+/// that holds it, shared or exclusive, must not take it again.
 ///
 /// Nodes belong to their domain, the root to its `InformationModel`; nobody else makes or destroys them.
 class KX_INFORMATION_MODEL_EXPORT Tree {
@@ -41,6 +45,18 @@ public:
     /// @return whether it took the lock
     bool try_lock();
 
+    /// As `lock`, but gives up after a while; meanwhile it waits in turn like everybody.
+    /// @return whether it took the lock
+    template <class Rep, class Period>
+    bool try_lock_for(std::chrono::duration<Rep, Period> patience) {
+        return try_lock_until_steady(get_deadline(patience));
+    }
+    /// As `try_lock_for`, until a moment of any clock.
+    template <class Clock, class Length>
+    bool try_lock_until(std::chrono::time_point<Clock, Length> deadline) {
+        return try_lock_for(deadline - Clock::now());
+    }
+
     /// Releases the exclusive lock and then, still on this thread, calls the observers of what was written
     /// while it was held, in the order of the writes. Exceptions of observers do not come out of it.
     /// Requires: held by this thread.
@@ -51,6 +67,18 @@ public:
     /// As `lock_shared`, but does not wait.
     /// @return whether it took the lock
     bool try_lock_shared() const;
+
+    /// As `lock_shared`, but gives up after a while; meanwhile it waits in turn like everybody.
+    /// @return whether it took the lock
+    template <class Rep, class Period>
+    bool try_lock_shared_for(std::chrono::duration<Rep, Period> patience) const {
+        return try_lock_shared_until_steady(get_deadline(patience));
+    }
+    /// As `try_lock_shared_for`, until a moment of any clock.
+    template <class Clock, class Length>
+    bool try_lock_shared_until(std::chrono::time_point<Clock, Length> deadline) const {
+        return try_lock_shared_for(deadline - Clock::now());
+    }
 
     /// Requires: held shared by this thread.
     void unlock_shared() const;
@@ -68,6 +96,26 @@ protected:
     /// @endcond
 
 private:
+    friend void detail::check_lock(const Tree& node);
+    using SteadyTime = std::chrono::steady_clock::time_point;
+
+    /// The moment that lies `patience` ahead, or the last one that there is.
+    template <class Rep, class Period>
+    static SteadyTime get_deadline(std::chrono::duration<Rep, Period> patience) {
+        using Seconds = std::chrono::duration<double>;
+        const SteadyTime now = std::chrono::steady_clock::now();
+        // Compared as floating point, where nothing overflows; a century is not waited for.
+        if (Seconds(patience) > std::chrono::years(100)) {
+            return now + std::chrono::years(100);
+        }
+        if (Seconds(patience) < Seconds(0)) {
+            return now;
+        }
+        return now + std::chrono::ceil<SteadyTime::duration>(patience);
+    }
+    bool try_lock_until_steady(SteadyTime deadline);
+    bool try_lock_shared_until_steady(SteadyTime deadline) const;
+
     Domain* parent_;
     Name name_;
 };

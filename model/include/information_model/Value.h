@@ -9,6 +9,7 @@
 #include <information_model/exceptions.h>
 #include <information_model/export.h>
 
+#include <iosfwd>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -131,6 +132,10 @@ public:
     /// A value whose type has no content, or a symbol without its list, stays as it is.
     void reset();
 
+    /// The content as a text for people: numbers in the shortest form that loses nothing, times and durations
+    /// in ISO 8601, symbols by their name, texts as they are; arrays as in "[1, 2]", with texts in quotes.
+    std::string to_string() const;
+
     /// Whether type and content are equal.
     KX_INFORMATION_MODEL_EXPORT friend bool operator==(const Value& left, const Value& right);
 
@@ -141,5 +146,8 @@ private:
 
     ValueTypeInfo type_info_;
 };
+
+/// Writes `value.to_string()`.
+KX_INFORMATION_MODEL_EXPORT std::ostream& operator<<(std::ostream& stream, const Value& value);
 
 }  // namespace kx::information_model

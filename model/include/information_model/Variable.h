@@ -8,11 +8,15 @@
 #include <information_model/export.h>
 #include <information_model/symbol_lists.h>
 
+#include <concepts>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
 namespace kx::information_model {
 
@@ -63,6 +67,24 @@ struct VariableOptions {
     Guard accept = {};  ///< asked before a client's value is stored; empty means that all are
 };
 
+/// What `Variable::update` changes.
+struct VariableUpdate {
+    std::optional<Value> value = {};                   ///< absent: stays
+    std::optional<symbol_list::QUALITY> quality = {};  ///< absent: stays
+    std::optional<TimePoint> timestamp = {};           ///< absent: the current time, if there is a value
+};
+
+/// What `Variable::modify` can edit: arrays, except those of symbols, which belong to a list.
+template <class T>
+concept ModifiableContent = ValueAlternative<T> && detail::ContentType<T>::IS_ARRAY &&
+    !std::is_same_v<typename detail::ContentType<T>::Scalar, SymbolInfo>;
+
+namespace detail {
+/// @throws BadValueTypeException  naming the variable, its type and the one that was wanted
+[[noreturn]] KX_INFORMATION_MODEL_EXPORT void throw_other_type(const Variable& variable,
+                                                               ValueTypeInfo wanted);
+}  // namespace detail
+
 /// A leaf of the tree: a typed value with quality, timestamps and metadata.
 ///
 /// Everything but construction requires the tree lock: shared to ask, exclusive to change. Before a server
@@ -85,18 +107,60 @@ public:
     /// @param value      of exactly the declared type; nothing is converted
     /// @param restrain   which observers are called
     /// @param stamp_time whether the timestamp becomes the current time
-    /// @throws BadValueTypeException  if the value's descriptor differs from the declared one; nothing is
-    ///                                then changed
+    /// @throws BadValueTypeException  if the value's descriptor differs from the declared one, if its content
+    /// is
+    ///                                not what its descriptor says, or if a symbol belongs to another list
+    ///                                than the variable's; nothing is then changed
     void set_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_time);
 
     /// `set_value(value, CALLBACK_RESTRAIN::UNRESTRAINED, true)`.
     Variable& operator=(Value value);
 
+    /// Changes value, quality and timestamp together: all, or nothing if it throws. The value is set as by
+    /// `operator=`.
+    /// @throws BadValueTypeException  as `set_value`
+    /// @throws std::invalid_argument  as `set_quality`
+    void update(VariableUpdate changes);
+
+    /// Edits an array where it is, which is cheaper than to replace it:
+    /// `variable.modify<std::vector<double>>([](std::vector<double>& levels) { levels[3] = 0.5; })`.
+    ///
+    /// Counts as a write that changes the content; an edit that returns a bool says by it whether it does. If
+    /// the edit throws, the exception comes out, and what it did until then stays as a modification that
+    /// calls no observer; where there are observers to call, nothing is changed then, because they need a
+    /// copy anyway.
+    /// @tparam T     the array's type
+    /// @param  edit  called once with the array; must not use the variable otherwise
+    /// @throws BadValueTypeException  if the variable is of another type
+    template <ModifiableContent T, class Edit>
+    requires std::invocable<Edit&, T&>
+    void modify(Edit&& edit) {
+        const auto apply = [&edit](ValueContent& content) {
+            T& array = *std::get_if<T>(&content);
+            if constexpr (std::is_same_v<std::invoke_result_t<Edit&, T&>, bool>) {
+                return edit(array);
+            } else {
+                edit(array);
+                return true;
+            }
+        };
+        using Apply = decltype(apply);
+        modify_content(
+            get_type_info_of<T>(),
+            [](const void* context, ValueContent& content) {
+                return (*static_cast<Apply*>(context))(content);
+            },
+            &apply);
+    }
+
     /// The declared type: that of the initial value.
     const ValueTypeInfo& get_value_type_info() const noexcept { return value_.get_type_info(); }
 
-    /// Whether clients may write; absent when the options did not say, which means no.
+    /// Whether clients may write; absent when nobody said, which means no.
     std::optional<bool> get_writable() const noexcept;
+    /// Metadata may change at any time. That is no modification of the value and calls no observer: clients
+    /// see it when they ask for the property.
+    void set_writable(std::optional<bool> writable);
 
     /// Replaces the guard that the options gave; an empty one removes it.
     /// Requires: exclusive tree lock held once a server runs, and not called by the guard itself.
@@ -118,20 +182,31 @@ public:
     /// When the value was last set, changed or not.
     TimePoint get_timestamp() const noexcept { return timestamp_; }
     /// Replaces the timestamp alone, which is no modification.
-    void set_timestamp(TimePoint timestamp) noexcept { timestamp_ = timestamp; }
+    void set_timestamp(TimePoint timestamp);
     /// When content or quality last changed; at first the time of construction.
     TimePoint get_modified_timestamp() const noexcept { return modified_timestamp_; }
 
-    /// The range that the options gave.
+    /// The range; without limits when none was given.
     const Range& get_range() const noexcept;
-    /// The delta that the options gave.
+    /// @throws BadValueTypeException  if a limit is not of the variable's scalar type; nothing is then
+    /// changed
+    void set_range(Range range);
+    /// The smallest change worth reporting.
     const std::optional<Value>& get_delta() const noexcept;
-    /// The number of digits that the options gave.
+    /// @throws BadValueTypeException  if it is not of the variable's scalar type; nothing is then changed
+    void set_delta(std::optional<Value> delta);
+    /// How many digits after the point to show.
     std::optional<int> get_fractional_digits() const noexcept;
+    /// Replaces the number of digits.
+    void set_fractional_digits(std::optional<int> digits);
     /// The unit; empty when none was given.
     const std::string& get_engineering_unit() const noexcept;
-    /// The history kind that the options gave, a symbol of "common.HistoryKind".
+    /// Replaces the unit.
+    void set_engineering_unit(std::string unit);
+    /// Whether a history is kept, a symbol of "common.HistoryKind".
     std::optional<SymbolInfo> get_history_kind() const;
+    /// @throws std::invalid_argument  if the list has no such kind; nothing is then changed
+    void set_history_kind(std::optional<symbol_list::HISTORY_KIND> kind);
 
     /// Registers an observer of writes that change the content.
     ///
@@ -141,6 +216,7 @@ public:
     /// they may come in another order than the writes, because each thread makes the calls of its own writes.
     /// Requires: exclusive tree lock held once a server runs.
     /// @return the registration, which ends with its destruction
+    /// @throws std::invalid_argument  if the callback is empty
     [[nodiscard]] Registration on_change(Callback callback);
     /// Registers an observer of every write, changing or not. As `on_change` otherwise.
     [[nodiscard]] Registration on_write(Callback callback);
@@ -152,8 +228,15 @@ private:
 
     Variable(std::string name, Domain* parent, Value initial, VariableOptions options);
 
+    using Modification = bool (*)(const void* context, ValueContent& content);
+
     const Limits& get_limits() const noexcept;
     Extension& get_extension();
+    void set_limits(Range range, std::optional<Value> delta);
+    void check_value(const Value& value) const;
+    void modify_content(ValueTypeInfo type, Modification modification, const void* context);
+    bool is_observed() const noexcept;
+    void commit_value(Value value, CALLBACK_RESTRAIN restrain, bool stamp_time);
 
     Value value_;
     TimePoint timestamp_;

@@ -45,12 +45,21 @@ private:
 class KX_INFORMATION_MODEL_EXPORT BadValueTypeException : public std::exception {
 public:
     BadValueTypeException() = default;
+    /// @param details  what `get_details` gives
+    explicit BadValueTypeException(std::string details);
     BadValueTypeException(const BadValueTypeException&) = default;
     BadValueTypeException& operator=(const BadValueTypeException&) = default;
     ~BadValueTypeException() override;
 
     /// Always "Bad value type.".
     const char* what() const noexcept override;
+
+    /// What went wrong, for people: a write that a variable refuses gives its path, its type and the type of
+    /// the value. Empty where nothing more is known.
+    const std::string& get_details() const noexcept;
+
+private:
+    std::string details_;
 };
 
 }  // namespace kx::information_model

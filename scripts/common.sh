@@ -41,6 +41,23 @@ tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
   libxml2-dev:/usr/include/libxml2/libxml/parser.h
 )
+gateway_packages=(
+  libboost1.81-dev:/usr/include/boost/beast/core/tcp_stream.hpp
+  libjs-dygraphs:/usr/share/javascript/dygraphs/dygraph.min.js
+  nlohmann-json3-dev:/usr/include/nlohmann/json.hpp
+)
+# What tests of the gateway need. They are skipped without.
+gateway_test_packages=(
+  libxml2-utils:xmllint
+  prometheus:promtool
+  python3-zeep:/usr/lib/python3/dist-packages/zeep
+)
+# A browser that looks at the page of the gateway. Its test is skipped without.
+browser_packages=(
+  chromium:chromium
+  chromium-driver:chromedriver
+  python3-selenium:/usr/lib/python3/dist-packages/selenium
+)
 # What a locale with a decimal comma is made of. Its test is skipped without.
 locale_packages=(
   locales:/usr/share/i18n/locales/de_DE
@@ -149,7 +166,7 @@ run_apt_get() {
 }
 
 # What the packages above bring as services of the system. The tests run these programs themselves.
-services=(nginx)
+services=(nginx prometheus)
 
 # What Debian's packages ask whether they may start a service: 101 is no.
 policy_file=/usr/sbin/policy-rc.d
@@ -200,6 +217,8 @@ install_missing() {
 
 # Set by a script that configures with more than the preset says.
 preset_options=()
+# Set by a script that builds less than all: --target and names.
+build_targets=()
 
 # Configures and builds one preset of CMakePresets.json. What configuring prints is shown only if it fails.
 # Arguments behind the preset are a command that runs the build.
@@ -215,5 +234,5 @@ build_preset() {
     printf '%s\n' "$report" >&2
     return "$status"
   fi
-  "$@" cmake --build --preset "$preset"
+  "$@" cmake --build --preset "$preset" "${build_targets[@]}"
 }

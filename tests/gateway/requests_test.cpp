@@ -1,0 +1,119 @@
+#include "gateway/soap/requests.h"
+#include "gateway/soap/SoapFault.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace gateway {
+namespace {
+
+SoapRequest parse(const std::string& content) {
+    return SoapRequest(
+        "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\" "
+        "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+        "xmlns:s=\"http://www.w3.org/2001/XMLSchema\" "
+        "xmlns=\"http://opcfoundation.org/webservices/XMLDA/1.0/\"><e:Body>" +
+        content + "</e:Body></e:Envelope>");
+}
+
+TEST(Request, OptionsHaveTheDefaultsOfTheSchema) {
+    const RequestOptions without = parse("<Read/>").read_read().options;
+    EXPECT_TRUE(without.error_text);
+    EXPECT_FALSE(without.item_time || without.item_path || without.item_name);
+    const RequestOptions empty = parse("<Read><Options/></Read>").read_read().options;
+    EXPECT_TRUE(empty.error_text);
+    EXPECT_FALSE(empty.item_time);
+    EXPECT_FALSE(empty.request_handle);
+}
+
+TEST(Request, ItemsInheritFromTheirList) {
+    const ReadRequest read =
+        parse(
+            "<Read><ItemList ItemPath=\"/a\" ReqType=\"s:int\"><Items ItemName=\"b\"/>"
+            "<Items ItemPath=\"/c\" ItemName=\"d\" ReqType=\"s:string\" ClientItemHandle=\"\"/>"
+            "</ItemList></Read>")
+            .read_read();
+    ASSERT_EQ(read.items.size(), 2U);
+    EXPECT_EQ(read.items[0].path, "/a");
+    EXPECT_EQ(read.items[0].type, "int");
+    EXPECT_FALSE(read.items[0].handle);
+    EXPECT_EQ(read.items[1].path, "/c");
+    EXPECT_EQ(read.items[1].type, "string");
+    EXPECT_EQ(read.items[1].handle, "");
+}
+
+TEST(Request, EmptyAttributesAreAbsent) {
+    const RefreshRequest refresh =
+        parse("<SubscriptionPolledRefresh HoldTime=\"\" WaitTime=\"\" ReturnAllItems=\"\"/>").read_refresh();
+    EXPECT_FALSE(refresh.hold_until);
+    EXPECT_EQ(refresh.wait.count(), 0);
+    EXPECT_FALSE(refresh.return_all);
+}
+
+TEST(Request, ValueMayBeInNoNamespace) {
+    const WriteRequest write =
+        parse(
+            "<Write><ItemList><Items ItemName=\"a\"><Value xmlns=\"\" xsi:type=\"s:int\">7"
+            "</Value></Items><Items ItemName=\"b\"/></ItemList></Write>")
+            .read_write();
+    ASSERT_EQ(write.items.size(), 2U);
+    EXPECT_EQ(write.items[0].value.type, "int");
+    EXPECT_EQ(write.items[0].value.text, "7");
+    EXPECT_EQ(write.items[1].value.kind, xmlda::Value::Kind::NIL);
+}
+
+TEST(Request, NamesOfPropertiesAreResolved) {
+    const BrowseRequest browse = parse(
+                                     "<Browse><PropertyNames>value</PropertyNames>"
+                                     "<PropertyNames xmlns:v=\"urn:telvix:information-model:1.0\"> v:delta "
+                                     "</PropertyNames></Browse>")
+                                     .read_browse();
+    EXPECT_EQ(browse.properties.names, (std::vector<std::string>{"value", "telvix:delta"}));
+}
+
+TEST(Request, WhatCannotBeUnderstoodIsQuoted) {
+    for (const std::string content :
+         {"<Read><Options ReturnItemTime=\"maybe\"/></Read>", "<Subscribe SubscriptionPingRate=\"soon\"/>",
+          "<SubscriptionPolledRefresh HoldTime=\"later\"/>", "<Browse MaxElementsReturned=\"99999999999\"/>",
+          "<Subscribe><ItemList Deadband=\"101\"/></Subscribe>",
+          "<Subscribe><ItemList Deadband=\"nan\"/></Subscribe>"}) {
+        const SoapRequest request = parse(content);
+        EXPECT_THROW(
+            {
+                if (request.get_service() == "Read") {
+                    request.read_read();
+                } else if (request.get_service() == "Subscribe") {
+                    request.read_subscribe();
+                } else if (request.get_service() == "Browse") {
+                    request.read_browse();
+                } else {
+                    request.read_refresh();
+                }
+            },
+            SoapFault)
+            << content;
+    }
+}
+
+TEST(Request, MustBeAnEnvelope) {
+    for (const std::string document :
+         {"", "text", "<a/>", "<Envelope><Body><Read/></Body></Envelope>",
+          "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\"/>",
+          "<e:Envelope "
+          "xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\"><e:Body>text</e:Body></e:Envelope>",
+          "<!DOCTYPE a [<!ENTITY b \"c\">]><a>&b;</a>"}) {
+        EXPECT_THROW(SoapRequest{document}, SoapFault) << document;
+    }
+}
+
+TEST(Request, HasABoundOfElements) {
+    std::string content;
+    for (int i = 0; i < 1'000'001; ++i) {
+        content += "<a/>";
+    }
+    EXPECT_THROW(parse(content), SoapFault);
+}
+
+}  // namespace
+}  // namespace gateway

@@ -1,0 +1,474 @@
+#include "gateway/net/HttpServer.h"
+
+#include "gateway/net/AsioLoop.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/error.hpp>
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/read.hpp>
+#include <boost/beast/http/serializer.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <boost/beast/http/write.hpp>
+
+namespace gateway {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = boost::beast::http;
+using asio::ip::tcp;
+
+constexpr auto to_tuple = asio::as_tuple(asio::use_awaitable);
+
+constexpr unsigned LARGEST_HEADER = 16U << 10U;
+constexpr std::size_t LARGEST_BUFFER = 64U << 10U;
+constexpr auto SIGN_OF_LIFE = std::chrono::seconds(15);  // between events, so that proxies keep the line open
+
+/// What one connection holds of the memory that all share.
+class MemoryShare {
+public:
+    MemoryShare(std::size_t& used, std::size_t limit) : used_(used), limit_(limit) {}
+    MemoryShare(const MemoryShare&) = delete;
+    MemoryShare& operator=(const MemoryShare&) = delete;
+    ~MemoryShare() { used_ -= held_; }
+
+    /// @return false if there is not enough left; nothing has changed then
+    bool resize(std::size_t bytes) {
+        if (bytes > held_ && used_ + (bytes - held_) > limit_) {
+            return false;
+        }
+        used_ = used_ - held_ + bytes;
+        held_ = bytes;
+        return true;
+    }
+
+private:
+    std::size_t& used_;
+    std::size_t limit_;
+    std::size_t held_ = 0;
+};
+
+/// A reply on its way from a task to the connection that waits for it.
+struct PendingReply {
+    explicit PendingReply(asio::io_context& context)
+        : ready(context, asio::steady_timer::time_point::max()) {}
+
+    std::optional<HttpReply> reply;
+    asio::steady_timer ready;
+};
+
+HttpReply create_refusal(unsigned status, const std::string& text) {
+    HttpReply reply;
+    reply.status = status;
+    reply.content_type = "text/plain; charset=utf-8";
+    reply.body = text + "\n";
+    return reply;
+}
+
+Task<> run_handler(const HttpServer::Handler& handler, HttpRequest request,
+                   std::shared_ptr<Presence> presence, std::shared_ptr<PendingReply> pending) {
+    try {
+        Task<HttpReply> task = handler(std::move(request), std::move(presence));
+        pending->reply = co_await task;
+    } catch (const std::exception& error) {
+        pending->reply = create_refusal(500, error.what());
+    }
+    pending->ready.cancel();
+}
+
+http::response<http::string_body> to_response(HttpReply&& reply, unsigned version, bool keep_alive) {
+    http::response<http::string_body> response;
+    response.version(version);
+    response.result(reply.status);
+    if (!reply.content_type.empty()) {
+        response.set(http::field::content_type, reply.content_type);
+    }
+    response.set("X-Content-Type-Options", "nosniff");
+    for (const auto& [name, value] : reply.headers) {
+        response.set(name, value);
+    }
+    response.keep_alive(keep_alive);
+    response.body() = std::move(reply.body);
+    if (!reply.events) {
+        response.prepare_payload();
+    }
+    return response;
+}
+
+void set_socket_options(tcp::socket& socket) {
+    beast::error_code ignored;
+    socket.set_option(tcp::no_delay(true), ignored);
+    socket.set_option(asio::socket_base::keep_alive(true), ignored);
+    const auto set = [&socket](int option, int value) {
+        ::setsockopt(socket.native_handle(), IPPROTO_TCP, option, &value, sizeof value);
+    };
+    set(TCP_KEEPIDLE, 30);  // a client that vanished while its poll is held is noticed after a minute
+    set(TCP_KEEPINTVL, 10);
+    set(TCP_KEEPCNT, 3);
+}
+
+}  // namespace
+
+class Connection;
+
+struct HttpServerParts {
+    HttpServerParts(AsioLoop& loop, const HttpServerOptions& given_options, HttpServer::Handler given_handler)
+        : context(loop.get_context()),
+          options(given_options),
+          handler(std::move(given_handler)),
+          acceptor(context) {}
+
+    asio::io_context& context;
+    const HttpServerOptions options;
+    const HttpServer::Handler handler;
+    tcp::acceptor acceptor;
+    HttpServerFigures figures;
+    std::unordered_set<Connection*> connections;
+    bool is_closing = false;
+};
+
+/// One client. Serves its requests one after the other.
+class Connection {
+public:
+    Connection(HttpServerParts& parts, tcp::socket socket) : parts_(parts), stream_(std::move(socket)) {
+        beast::error_code error;
+        const auto endpoint = stream_.socket().remote_endpoint(error);
+        peer_ = error ? std::string() : endpoint.address().to_string();
+        parts_.connections.insert(this);
+        ++parts_.figures.clients;
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection() {
+        parts_.connections.erase(this);
+        --parts_.figures.clients;
+    }
+
+    asio::awaitable<void> serve() {
+        while (!parts_.is_closing && co_await serve_one()) {
+        }
+        beast::error_code ignored;
+        stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+        co_await discard_input();
+    }
+
+    /// The server closes.
+    void close() {
+        if (is_idle_) {
+            stream_.cancel();
+        }
+        if (events_) {
+            events_->finish();
+        }
+    }
+
+private:
+    using Parser = http::request_parser<http::string_body>;
+
+    /// @return whether there may be another request
+    asio::awaitable<bool> serve_one() {
+        Parser parser;
+        parser.header_limit(LARGEST_HEADER);
+        parser.body_limit(parts_.options.largest_request);
+        MemoryShare share(parts_.figures.memory, parts_.options.most_memory);
+        is_idle_ = true;
+        const unsigned refusal = co_await read(parser, share);
+        is_idle_ = false;
+        if (refusal == DISCONNECTED) {
+            co_return false;
+        }
+        if (refusal != 0) {
+            ++parts_.figures.refused_requests;
+            co_await send(to_response(create_refusal(refusal, to_reason(refusal)), 11, false));
+            co_return false;
+        }
+        buffer_.shrink_to_fit();
+        ++parts_.figures.requests;
+        auto request = parser.release();
+        const unsigned version = request.version();
+        const bool keep_alive = request.keep_alive();
+        HttpReply reply = co_await get_reply(request);
+        if (!reply.events) {
+            if (!share.resize(reply.body.size())) {
+                ++parts_.figures.refused_requests;
+                reply = create_refusal(503, to_reason(503));
+            }
+            const bool stays = keep_alive && !parts_.is_closing;
+            co_return co_await send(to_response(std::move(reply), version, stays)) && stays;
+        }
+        events_ = reply.events;
+        if (co_await send(to_response(std::move(reply), version, false))) {
+            co_await send_events();
+        }
+        events_->set_listener(nullptr);
+        events_ = nullptr;
+        co_return false;
+    }
+
+    static std::string to_reason(unsigned status) {
+        switch (status) {
+            case 413:
+                return "The request is too large";
+            case 431:
+                return "The header of the request is too large";
+            case 503:
+                return "The gateway is busy, try again later";
+            default:
+                return "This is no HTTP request";
+        }
+    }
+
+    static constexpr unsigned DISCONNECTED = 1;
+
+    /// @return 0 if the request is complete, the status of the reply that refuses it, or DISCONNECTED
+    asio::awaitable<unsigned> read(Parser& parser, MemoryShare& share) {
+        stream_.expires_after(parts_.options.patience);
+        bool is_continued = false;
+        while (!parser.is_done()) {
+            const auto [error, count] = co_await http::async_read_some(stream_, buffer_, parser, to_tuple);
+            if (error == http::error::body_limit) {
+                co_return 413;
+            }
+            if (error == http::error::header_limit || error == http::error::buffer_overflow) {
+                co_return 431;
+            }
+            if (error && error.category() == http::make_error_code(http::error::bad_version).category() &&
+                error != http::error::end_of_stream && error != http::error::partial_message) {
+                co_return 400;
+            }
+            if (error) {
+                co_return DISCONNECTED;
+            }
+            is_idle_ = false;
+            if (parser.is_header_done()) {
+                if (!share.resize(std::max(parser.get().body().capacity(), count))) {
+                    co_return 503;
+                }
+                if (!is_continued && !parser.is_done() &&
+                    beast::iequals(parser.get()[http::field::expect], "100-continue")) {
+                    is_continued = true;
+                    if (!co_await send_text("HTTP/1.1 100 Continue\r\n\r\n")) {
+                        co_return DISCONNECTED;
+                    }
+                }
+                stream_.expires_after(parts_.options.patience);
+            }
+        }
+        co_return 0;
+    }
+
+    asio::awaitable<HttpReply> get_reply(http::request<http::string_body>& request) {
+        HttpRequest plain{.method = request.method_string(),
+                          .target = request.target(),
+                          .host = request[http::field::host],
+                          .origin = request[http::field::origin],
+                          .content_type = request[http::field::content_type],
+                          .forwarded_protocol = request["X-Forwarded-Proto"],
+                          .peer = peer_,
+                          .body = std::move(request.body())};
+        const auto presence = std::make_shared<Presence>();
+        const auto pending = std::make_shared<PendingReply>(parts_.context);
+        stream_.expires_never();
+        asio::cancellation_signal stop_watching;
+        spawn(run_handler(parts_.handler, std::move(plain), presence, pending));
+        if (!pending->reply) {
+            watch_presence(presence, stop_watching);
+            while (!pending->reply) {
+                co_await pending->ready.async_wait(to_tuple);
+            }
+            stop_watching.emit(asio::cancellation_type::total);
+        }
+        co_return std::move(*pending->reply);
+    }
+
+    /// Tells when the client hangs up. One that sends the next request already is not watched any more.
+    void watch_presence(const std::shared_ptr<Presence>& presence, asio::cancellation_signal& stop) {
+        stream_.socket().async_wait(
+            tcp::socket::wait_read,
+            asio::bind_cancellation_slot(stop.slot(), [this, presence](const beast::error_code& error) {
+                if (error) {
+                    return;
+                }
+                beast::error_code failure;
+                if (stream_.socket().available(failure) == 0) {
+                    presence->leave();
+                }
+            }));
+    }
+
+    asio::awaitable<bool> send(http::response<http::string_body> response) {
+        http::response_serializer<http::string_body> serializer(response);
+        do {
+            stream_.expires_after(parts_.options.patience);
+            const auto [error, count] = co_await http::async_write_some(stream_, serializer, to_tuple);
+            if (error) {
+                co_return false;
+            }
+        } while (!serializer.is_done());
+        co_return true;
+    }
+
+    asio::awaitable<bool> send_text(std::string text) {
+        std::size_t sent = 0;
+        while (sent < text.size()) {
+            stream_.expires_after(parts_.options.patience);
+            const auto [error, count] = co_await stream_.async_write_some(
+                asio::buffer(text.data() + sent, text.size() - sent), to_tuple);
+            if (error) {
+                co_return false;
+            }
+            sent += count;
+        }
+        co_return true;
+    }
+
+    asio::awaitable<void> send_events() {
+        asio::steady_timer wake(parts_.context);
+        const auto presence = std::make_shared<Presence>();
+        presence->set_listener([&wake] { wake.cancel(); });
+        events_->set_listener([&wake] { wake.cancel(); });
+        asio::cancellation_signal stop_watching;
+        watch_presence(presence, stop_watching);
+        while (!presence->has_left()) {
+            std::string text = events_->take();
+            if (text.empty()) {
+                if (events_->is_finished()) {
+                    break;
+                }
+                stream_.expires_never();
+                wake.expires_after(SIGN_OF_LIFE);
+                const auto [error] = co_await wake.async_wait(to_tuple);
+                if (error) {
+                    continue;  // woken
+                }
+                text = ":\n\n";
+            }
+            if (!co_await send_text(std::move(text))) {
+                break;
+            }
+        }
+        presence->set_listener(nullptr);
+        stop_watching.emit(asio::cancellation_type::total);
+    }
+
+    /// Reads what is still coming, for a moment: closing with input unread would reset the connection, and
+    /// the client might never see the reply.
+    asio::awaitable<void> discard_input() {
+        stream_.expires_after(parts_.is_closing ? std::chrono::seconds(0) : std::chrono::seconds(2));
+        char unread[4096];
+        for (int pieces = 0; pieces < 256; ++pieces) {
+            const auto [error, count] = co_await stream_.async_read_some(asio::buffer(unread), to_tuple);
+            if (error) {
+                break;
+            }
+        }
+    }
+
+    HttpServerParts& parts_;
+    beast::tcp_stream stream_;
+    beast::flat_buffer buffer_{LARGEST_BUFFER};
+    std::string peer_;
+    bool is_idle_ = false;
+    std::shared_ptr<EventSource> events_;
+};
+
+namespace {
+
+asio::awaitable<void> serve_connection(std::shared_ptr<HttpServerParts> parts, tcp::socket socket) {
+    Connection connection(*parts, std::move(socket));
+    co_await connection.serve();
+}
+
+asio::awaitable<void> accept_connections(std::shared_ptr<HttpServerParts> parts) {
+    asio::steady_timer pause(parts->context);
+    while (parts->acceptor.is_open()) {
+        auto [error, socket] = co_await parts->acceptor.async_accept(to_tuple);
+        if (error == asio::error::operation_aborted || error == asio::error::bad_descriptor) {
+            break;
+        }
+        if (error) {  // no more files, for example
+            pause.expires_after(std::chrono::milliseconds(100));
+            co_await pause.async_wait(to_tuple);
+            continue;
+        }
+        if (parts->figures.clients >= parts->options.most_clients) {
+            ++parts->figures.refused_clients;
+            continue;
+        }
+        set_socket_options(socket);
+        asio::co_spawn(parts->context, serve_connection(parts, std::move(socket)), asio::detached);
+    }
+}
+
+}  // namespace
+
+HttpServer::HttpServer(AsioLoop& loop, const HttpServerOptions& options, Handler handler)
+    : parts_(std::make_shared<HttpServerParts>(loop, options, std::move(handler))) {}
+
+HttpServer::~HttpServer() = default;
+
+std::uint16_t HttpServer::start() {
+    const auto& options = parts_->options;
+    const std::string place = options.address + " port " + std::to_string(options.port);
+    beast::error_code error;
+    const auto address = asio::ip::make_address(options.address, error);
+    if (error) {
+        throw std::runtime_error("'" + options.address +
+                                 "' is not an IP address: give 127.0.0.1, or 0.0.0.0 for all addresses");
+    }
+    const tcp::endpoint endpoint(address, options.port);
+    const auto check = [&] {
+        if (error) {
+            throw std::runtime_error("cannot listen on " + place + ": " + error.message());
+        }
+    };
+    parts_->acceptor.open(endpoint.protocol(), error);
+    check();
+    parts_->acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    check();
+    parts_->acceptor.bind(endpoint, error);
+    check();
+    parts_->acceptor.listen(asio::socket_base::max_listen_connections, error);
+    check();
+    asio::co_spawn(parts_->context, accept_connections(parts_), asio::detached);
+    return parts_->acceptor.local_endpoint().port();
+}
+
+void HttpServer::close() {
+    parts_->is_closing = true;
+    beast::error_code ignored;
+    parts_->acceptor.close(ignored);
+    const std::vector<Connection*> connections(parts_->connections.begin(), parts_->connections.end());
+    for (Connection* connection : connections) {
+        connection->close();
+    }
+}
+
+const HttpServerFigures& HttpServer::get_figures() const {
+    return parts_->figures;
+}
+
+}  // namespace gateway

@@ -1,0 +1,276 @@
+#include "gateway/soap/requests.h"
+
+#include "gateway/soap/SoapFault.h"
+#include "gateway/soap/times.h"
+
+#include "client/errors.h"
+#include "client/namespaces.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace gateway {
+namespace {
+
+using xmlda::XmlElement;
+
+constexpr std::ptrdiff_t MOST_TAGS = 1'000'000;
+constexpr std::ptrdiff_t MOST_ATTRIBUTES = 2'000'000;
+constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
+
+[[noreturn]] void refuse(const std::string& text) {
+    throw SoapFault("", text);
+}
+
+std::string trim(const std::string& text) {
+    constexpr const char* BLANKS = " \t\r\n";
+    const std::size_t begin = text.find_first_not_of(BLANKS);
+    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1);
+}
+
+/// An attribute; an empty one counts as absent.
+std::optional<std::string> find(const XmlElement& element, std::string_view name) {
+    auto text = element.find_attribute(name);
+    if (text && text->empty()) {
+        text.reset();
+    }
+    return text;
+}
+
+std::string get(const XmlElement& element, std::string_view name) {
+    return find(element, name).value_or("");
+}
+
+bool get_flag(const XmlElement& element, std::string_view name, bool otherwise) {
+    const std::string text = trim(get(element, name));
+    if (text.empty()) {
+        return otherwise;
+    }
+    if (text == "true" || text == "1") {
+        return true;
+    }
+    if (text != "false" && text != "0") {
+        refuse("'" + text + "' is not true or false, for " + std::string(name));
+    }
+    return false;
+}
+
+std::int32_t get_integer(const XmlElement& element, std::string_view name) {
+    const std::string text = trim(get(element, name));
+    if (text.empty()) {
+        return 0;
+    }
+    std::int32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        refuse("'" + text + "' is not a number that fits, for " + std::string(name));
+    }
+    return number;
+}
+
+float get_deadband(const XmlElement& element, float otherwise) {
+    const std::string text = trim(get(element, "Deadband"));
+    if (text.empty()) {
+        return otherwise;
+    }
+    float number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || !(number >= 0 && number <= 100)) {
+        refuse("'" + text + "' is not a deadband from 0 to 100");
+    }
+    return number;
+}
+
+RequestOptions read_own_options(const XmlElement& element) {
+    RequestOptions options;
+    options.error_text = get_flag(element, "ReturnErrorText", false);
+    options.request_handle = element.find_attribute("ClientRequestHandle");
+    options.locale = get(element, "LocaleID");
+    return options;
+}
+
+RequestOptions read_options(const XmlElement& request) {
+    RequestOptions options;
+    if (const auto element = request.find_child("Options")) {
+        options.error_text = get_flag(*element, "ReturnErrorText", true);
+        options.item_time = get_flag(*element, "ReturnItemTime", false);
+        options.item_path = get_flag(*element, "ReturnItemPath", false);
+        options.item_name = get_flag(*element, "ReturnItemName", false);
+        options.request_handle = element->find_attribute("ClientRequestHandle");
+        options.locale = get(*element, "LocaleID");
+    }
+    return options;
+}
+
+/// What the items of a list share.
+struct ListDefaults {
+    std::optional<std::string> path;
+    std::string type;
+    float deadband = 0;
+};
+
+std::string get_type(const XmlElement& element, const std::string& otherwise) {
+    const auto text = find(element, "ReqType");
+    return text ? element.resolve(trim(*text)).name : otherwise;
+}
+
+RequestedItem read_item(const XmlElement& element, const ListDefaults& defaults) {
+    RequestedItem item;
+    item.path = find(element, "ItemPath");
+    if (!item.path) {
+        item.path = defaults.path;
+    }
+    item.name = get(element, "ItemName");
+    item.handle = element.find_attribute("ClientItemHandle");
+    item.type = get_type(element, defaults.type);
+    item.deadband = get_deadband(element, defaults.deadband);
+    item.value.kind = xmlda::Value::Kind::NIL;
+    return item;
+}
+
+std::vector<RequestedItem> read_items(const XmlElement& request) {
+    std::vector<RequestedItem> items;
+    const auto list = request.find_child("ItemList");
+    if (!list) {
+        return items;
+    }
+    const ListDefaults defaults{
+        .path = find(*list, "ItemPath"), .type = get_type(*list, ""), .deadband = get_deadband(*list, 0)};
+    for (const XmlElement& element : list->find_children("Items")) {
+        items.push_back(read_item(element, defaults));
+        RequestedItem& item = items.back();
+        if (const auto value = element.find_child("Value")) {
+            item.value = xmlda::parse_value(*value);
+        }
+        if (const auto quality = element.find_child("Quality")) {
+            item.has_extras =
+                get(*quality, "QualityField") != "good" && find(*quality, "QualityField").has_value();
+        }
+        item.has_extras = item.has_extras || find(element, "Timestamp").has_value();
+    }
+    return items;
+}
+
+PropertyRequest read_properties(const XmlElement& request) {
+    PropertyRequest properties;
+    properties.all = get_flag(request, "ReturnAllProperties", false);
+    properties.values = get_flag(request, "ReturnPropertyValues", false);
+    for (const XmlElement& element : request.find_children("PropertyNames")) {
+        const xmlda::QualifiedName name = element.resolve(trim(element.get_text()));
+        properties.names.push_back(name.namespace_uri == PROPERTY_NAMESPACE ? "telvix:" + name.name
+                                                                            : name.name);
+    }
+    return properties;
+}
+
+XmlElement find_request(const XmlElement& root) {
+    if (root.get_name() != "Envelope" || root.get_namespace() != xmlda::namespaces::SOAP) {
+        refuse("this is no envelope of SOAP 1.1");
+    }
+    const auto body = root.find_child("Body");
+    if (!body) {
+        refuse("the envelope has no body");
+    }
+    const auto children = body->get_children();
+    if (children.empty()) {
+        refuse("the body of the envelope is empty");
+    }
+    return children.front();
+}
+
+/// What a small document may become in memory is limited before it is parsed.
+const std::string& check_size(const std::string& document) {
+    if (std::count(document.begin(), document.end(), '<') > MOST_TAGS ||
+        std::count(document.begin(), document.end(), '=') > MOST_ATTRIBUTES) {
+        throw SoapFault("E_OUTOFMEMORY", "the request has too many elements");
+    }
+    return document;
+}
+
+xmlda::XmlDocument parse(const std::string& document) {
+    try {
+        return xmlda::XmlDocument(check_size(document));
+    } catch (const xmlda::UnexpectedMessage& error) {
+        refuse(error.what());
+    }
+}
+
+}  // namespace
+
+SoapRequest::SoapRequest(const std::string& document)
+    : document_(parse(document)), request_(find_request(document_.get_root())) {}
+
+std::string SoapRequest::get_service() const {
+    return std::string(request_.get_name());
+}
+
+GetStatusRequest SoapRequest::read_get_status() const {
+    return {.options = read_own_options(request_)};
+}
+
+ReadRequest SoapRequest::read_read() const {
+    return {.options = read_options(request_), .items = read_items(request_)};
+}
+
+WriteRequest SoapRequest::read_write() const {
+    return {.options = read_options(request_),
+            .return_values = get_flag(request_, "ReturnValuesOnReply", false),
+            .items = read_items(request_)};
+}
+
+SubscribeRequest SoapRequest::read_subscribe() const {
+    return {
+        .options = read_options(request_),
+        .return_values = get_flag(request_, "ReturnValuesOnReply", false),
+        .ping_rate = std::chrono::milliseconds(std::max(0, get_integer(request_, "SubscriptionPingRate"))),
+        .items = read_items(request_)};
+}
+
+RefreshRequest SoapRequest::read_refresh() const {
+    RefreshRequest refresh;
+    refresh.options = read_options(request_);
+    for (const XmlElement& element : request_.find_children("ServerSubHandles")) {
+        refresh.handles.push_back(trim(element.get_text()));
+    }
+    if (const std::string text = trim(get(request_, "HoldTime")); !text.empty()) {
+        refresh.hold_until = parse_date_time(text);
+        if (!refresh.hold_until) {
+            refuse("'" + text + "' is not a time, for HoldTime");
+        }
+    }
+    refresh.wait = std::chrono::milliseconds(std::max(0, get_integer(request_, "WaitTime")));
+    refresh.return_all = get_flag(request_, "ReturnAllItems", false);
+    return refresh;
+}
+
+CancelRequest SoapRequest::read_cancel() const {
+    return {.handle = trim(get(request_, "ServerSubHandle")),
+            .request_handle = request_.find_attribute("ClientRequestHandle")};
+}
+
+BrowseRequest SoapRequest::read_browse() const {
+    BrowseRequest browse;
+    browse.options = read_own_options(request_);
+    browse.item = read_item(request_, {});
+    browse.continuation_point = get(request_, "ContinuationPoint");
+    browse.most_elements =
+        static_cast<std::size_t>(std::max(0, get_integer(request_, "MaxElementsReturned")));
+    browse.filter = find(request_, "BrowseFilter").value_or("all");
+    browse.name_filter = get(request_, "ElementNameFilter");
+    browse.properties = read_properties(request_);
+    return browse;
+}
+
+GetPropertiesRequest SoapRequest::read_get_properties() const {
+    GetPropertiesRequest request;
+    request.options = read_own_options(request_);
+    request.properties = read_properties(request_);
+    const ListDefaults defaults{.path = find(request_, "ItemPath"), .type = {}, .deadband = 0};
+    for (const XmlElement& element : request_.find_children("ItemIDs")) {
+        request.items.push_back(read_item(element, defaults));
+    }
+    return request;
+}
+
+}  // namespace gateway

@@ -1,0 +1,47 @@
+#include "gateway/soap/result_texts.h"
+
+#include <array>
+#include <string_view>
+
+namespace gateway {
+namespace {
+
+struct ResultText {
+    std::string_view code;
+    std::string_view text;
+};
+
+constexpr std::array RESULT_TEXTS = {
+    ResultText{"E_BADTYPE",
+               "The value cannot be converted between the type asked for and the type of the item."},
+    ResultText{"E_BUSY",
+               "Another poll of the subscription took its place, or there are too many subscriptions."},
+    ResultText{"E_FAIL", "The server cannot send the value of the item."},
+    ResultText{"E_INVALIDCONTINUATIONPOINT", "The continuation point is not valid any more: browse anew."},
+    ResultText{"E_INVALIDFILTER", "The filter is not valid."},
+    ResultText{"E_INVALIDHOLDTIME", "The hold time is too far in the future."},
+    ResultText{"E_INVALIDITEMNAME", "The item name is not valid."},
+    ResultText{"E_INVALIDPID", "The item has no such property."},
+    ResultText{"E_NOSUBSCRIPTION", "There is no subscription with this handle."},
+    ResultText{"E_NOTSUPPORTED", "Quality and timestamp of an item cannot be written."},
+    ResultText{"E_OUTOFMEMORY", "The request or the number of subscribed items is larger than is allowed."},
+    ResultText{"E_RANGE", "The value is out of range, or the server did not accept it."},
+    ResultText{"E_READONLY", "The item cannot be written."},
+    ResultText{"E_SERVERSTATE", "The server behind the gateway does not answer."},
+    ResultText{"E_TIMEDOUT", "The server did not answer in time; the value may have been written."},
+    ResultText{"E_UNKNOWNITEMNAME", "There is no such item, or it has no value."},
+    ResultText{"S_CLAMP", "The value was accepted, but changed."},
+};
+
+}  // namespace
+
+std::string get_result_text(const std::string& code) {
+    for (const ResultText& entry : RESULT_TEXTS) {
+        if (entry.code == code) {
+            return std::string(entry.text);
+        }
+    }
+    return "";
+}
+
+}  // namespace gateway

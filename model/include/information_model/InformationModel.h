@@ -39,11 +39,11 @@ public:
     /// exclusive lock is a `std::logic_error` that names the item. The change is then not made. When it is
     /// off, which is the default, such a change goes unnoticed, and readers may see half of it.
     ///
-    /// Libraries that were built for debugging (without NDEBUG) turn it on when the first server starts on
-    /// the model, unless this was called before. May be called at any time, by any thread.
+    /// Libraries that were built for debugging (without NDEBUG) also turn it on with `begin_service`, unless
+    /// this was called before. May be called at any time, by any thread.
     void check_locks(bool is_checked) noexcept;
 
-    /// Called by each server when it starts on the model.
+    /// For who begins to serve the model to other threads: from now on changes need the lock.
     void begin_service() noexcept;
 
 private:

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <ctime>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <fstream>

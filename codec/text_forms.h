@@ -38,7 +38,7 @@ std::string to_xml_string(const SymbolInfo& value);     ///< the value in decima
 
 /// Reads a scalar from a request's text. T is one of
 /// - std::string: a copy of the text;
-/// - TimePoint, Duration: `xsd:dateTime`, `xsd:duration`, without trimming;
+/// - TimePoint, Duration: `xsd:dateTime`, `xsd:duration`; white space at both ends is skipped;
 /// - signed char, unsigned char: white space is skipped, then a number is read as 16 bits, signed or unsigned
 ///   as the byte is, up to the first character that cannot belong to it. What does not fit into 16 bits
 ///   saturates; of the result the low 8 bits are taken ("200" is -56 as a signed byte, "-1" is 255 as an

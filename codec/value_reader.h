@@ -19,7 +19,7 @@ namespace kx::information_model::opc {
 /// - numbers and bool: `extract_number`, which never fails: what is no number is 0, words are false;
 /// - signed char: `from_xml_string<signed char>`, 16 bits of which the low 8 count;
 /// - std::string: the text as it is, white space included;
-/// - TimePoint, Duration: `xsd:dateTime`, `xsd:duration`, without trimming.
+/// - TimePoint, Duration: `xsd:dateTime`, `xsd:duration`; white space at both ends is skipped.
 ///
 /// T is bool, std::string, double, float, long, int, short, signed char, unsigned long, unsigned int,
 /// unsigned short, TimePoint or Duration.

@@ -39,6 +39,7 @@ test_packages=(
 )
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
+  libcurl4-openssl-dev:curl-config
   libxml2-dev:/usr/include/libxml2/libxml/parser.h
 )
 gateway_packages=(

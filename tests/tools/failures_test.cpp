@@ -1,11 +1,13 @@
 #include "FakeServer.h"
 #include "xmlda_program.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <Poco/DeflatingStream.h>
 #include <Poco/Net/ServerSocket.h>
 
-#include <cstdint>
+#include <sstream>
 #include <string>
 
 namespace xmlda::testing {
@@ -24,6 +26,15 @@ Outcome ask(const std::string& answer, const std::vector<std::string>& options =
     std::vector<std::string> arguments = {"status", server.get_url()};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return run_xmlda(arguments);
+}
+
+/// The bytes as gzip packs them.
+std::string pack(const std::string& bytes) {
+    std::ostringstream packed;
+    Poco::DeflatingOutputStream stream(packed, Poco::DeflatingStreamBuf::STREAM_GZIP);
+    stream << bytes;
+    stream.close();
+    return packed.str();
 }
 
 std::string get_unused_address() {
@@ -96,6 +107,12 @@ TEST(Failures, OtherStatuses) {
     expect_failure(ask(to_reply("", "302 Found")), 9, "the server answered 302 Found");
 }
 
+TEST(Failures, RedirectionsNameTheirTarget) {
+    expect_failure(
+        ask("HTTP/1.1 302 Found\r\nLocation: https://other.example/da\r\nContent-Length: 0\r\n\r\n"), 9,
+        "the server answered 302 Found: the server is at https://other.example/da");
+}
+
 TEST(Failures, StatusLinesCannotObeyTheTerminal) {
     expect_failure(ask(to_reply("", "500 \x1b[31mred")), 9, "the server answered 500 \\x1b[31mred");
 }
@@ -113,12 +130,33 @@ TEST(Failures, UnexpectedContent) {
                    "the reply is not the XML it should be: a document type declaration in line 1");
 }
 
+TEST(Failures, TlsInAnswerToPlainText) {
+    expect_failure(ask("\x15\x03\x03"), 10,
+                   "the answer is not HTTP: the server seems to speak TLS, try https://");
+}
+
+TEST(Failures, HeadersWithoutEnd) {
+    std::string reply = "HTTP/1.1 200 OK\r\n";
+    for (int i = 0; i < 2000; ++i) {
+        reply += "X-Header: " + std::string(100, 'x') + "\r\n";
+    }
+    expect_failure(ask(reply), 10, "the answer is not HTTP: its headers are too long");
+
+    const Outcome outcome = ask("HTTP/1.1 200 OK\r\nX-Header: " + std::string(1'000'000, 'x'));
+    EXPECT_THAT(outcome.errors, ::testing::HasSubstr("header"));
+    EXPECT_EQ(outcome.status, 10);
+}
+
 TEST(Failures, TooLargeReplies) {
     const std::string message = "the reply is larger than 1 MiB (--max-reply allows more)";
     const std::string large(2 * 1024 * 1024, ' ');
     expect_failure(ask("HTTP/1.1 200 OK\r\nContent-Length: 99999999999\r\n\r\n", {"--max-reply", "1"}), 10,
                    message);
     expect_failure(ask(to_reply(large), {"--max-reply", "1"}), 10, message);
+    expect_failure(ask("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nConnection: close\r\nContent-Length: " +
+                           std::to_string(pack(large).size()) + "\r\n\r\n" + pack(large),
+                       {"--max-reply", "1"}),
+                   10, message);
 }
 
 TEST(Failures, TlsWithAServerThatHasNone) {
@@ -180,6 +218,51 @@ TEST(Connections, CarryAUserAndThePathOfTheUrl) {
     const std::string request = server.get_requests().at(0);
     EXPECT_TRUE(request.starts_with("POST /a/b?c=d HTTP/1.1\r\n")) << request;
     EXPECT_NE(request.find("\r\nAuthorization: Basic bWU6c2VjcmV0\r\n"), std::string::npos) << request;
+}
+
+TEST(Connections, TakePackedReplies) {
+    const std::string packed =
+        pack(to_envelope("<da:GetStatusResponse><da:GetStatusResult "
+                         "ServerState='running'/></da:GetStatusResponse>"));
+    const FakeServer server([&packed](const std::string& /*request*/) {
+        return "HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: " +
+               std::to_string(packed.size()) + "\r\n\r\n" + packed;
+    });
+    const Outcome outcome = run_xmlda({"status", server.get_url()});
+
+    EXPECT_EQ(outcome.output, "State  running\n");
+    EXPECT_THAT(server.get_requests().at(0), ::testing::HasSubstr("\r\nAccept-Encoding: "));
+}
+
+TEST(Connections, AskNobodyWhetherTheyMayGoOn) {
+    const FakeServer server([](const std::string& /*request*/) {
+        return to_soap_reply(
+            "<da:WriteResponse><da:RItemList><da:Items "
+            "ClientItemHandle='1'/></da:RItemList></da:WriteResponse>");
+    });
+    const Outcome outcome = run_xmlda({"write", server.get_url(), "--type", "string", "--without-values",
+                                       "a=" + std::string(100'000, 'x')});
+
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(server.get_requests().at(0).find("Expect"), std::string::npos);
+}
+
+TEST(Connections, GoThroughTheProxyOfTheEnvironment) {
+    const FakeServer proxy(
+        [](const std::string& /*request*/) { return to_soap_reply("<da:GetStatusResponse/>"); });
+
+    EXPECT_EQ(run_xmlda({"status", "http://plant.example:81/da"}, {{"http_proxy", proxy.get_url()}}).status,
+              0);
+    EXPECT_TRUE(proxy.get_requests().at(0).starts_with("POST http://plant.example:81/da HTTP/1.1\r\n"))
+        << proxy.get_requests().at(0);
+}
+
+TEST(Connections, ToThisMachineNeedNoProxy) {
+    const std::string proxy = "http://" + get_unused_address();
+    const FakeServer server(
+        [](const std::string& /*request*/) { return to_soap_reply("<da:GetStatusResponse/>"); });
+
+    EXPECT_EQ(run_xmlda({"status", server.get_url()}, {{"http_proxy", proxy}}).status, 0);
 }
 
 }  // namespace

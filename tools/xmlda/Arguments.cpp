@@ -3,7 +3,6 @@
 #include "client/type_names.h"
 #include "xmlda/Failure.h"
 
-#include <Poco/String.h>
 #include <CLI/CLI.hpp>
 
 #include <charconv>
@@ -48,6 +47,14 @@ their types.)";
 
 Failure create_usage_failure(const std::string& message) {
     return {ExitStatus::USAGE, message};
+}
+
+/// The text with at most one empty line in a row.
+std::string without_gaps(std::string text) {
+    for (std::size_t gap = text.find("\n\n\n"); gap != std::string::npos; gap = text.find("\n\n\n", gap)) {
+        text.erase(gap, 1);
+    }
+    return text;
 }
 
 /// CLI11 takes an argument in brackets apart as a list, but "[PLC]N7[0]" is an item's name: a mark in front
@@ -132,7 +139,7 @@ private:
     std::string get_text(const CLI::Success& success) const {
         std::ostringstream stream;
         app_.exit(success, stream, stream);
-        return Poco::replace(stream.str(), "\n\n\n", "\n\n");
+        return without_gaps(stream.str());
     }
 
     std::string explain(const CLI::ParseError& error) const {

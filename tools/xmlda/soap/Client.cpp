@@ -3,14 +3,12 @@
 #include "xmlda/soap/xml_indent.h"
 #include "xmlda/text/printable.h"
 
-#include <Poco/Net/HTTPResponse.h>
-
 namespace xmlda {
 namespace {
 
-using Poco::Net::HTTPResponse;
-
 constexpr std::size_t LONGEST_QUOTATION = 60;
+constexpr int BAD_REQUEST = 400;
+constexpr int UNAUTHORIZED = 401;
 
 /// The first words of a body that are worth being quoted in a message; empty for markup.
 std::string get_quotation(const std::string& body) {
@@ -25,13 +23,16 @@ std::string get_quotation(const std::string& body) {
 Failure explain_status(const HttpReply& reply) {
     const std::string answer = "the server answered " + std::to_string(reply.status) + ' ' + reply.reason;
     switch (reply.status) {
-        case HTTPResponse::HTTP_BAD_REQUEST:
+        case BAD_REQUEST:
             return {ExitStatus::BAD_REQUEST,
                     answer + get_quotation(reply.body) +
                         ": it can make nothing of the request, perhaps of an item name or a value in it"};
-        case HTTPResponse::HTTP_UNAUTHORIZED:
+        case UNAUTHORIZED:
             return {ExitStatus::HTTP_ERROR, answer + ": it wants to know who asks (--user, --certificate)"};
         default:
+            if (!reply.location.empty()) {
+                return {ExitStatus::HTTP_ERROR, answer + ": the server is at " + reply.location};
+            }
             return {ExitStatus::HTTP_ERROR, answer + get_quotation(reply.body)};
     }
 }

@@ -18,7 +18,8 @@ void add_boiler(Domain& root) {
     Domain& boiler =
         root.add_domain("boiler", {.description = "Steam boiler 1", .identity = Identity("B-001")});
     boiler.add_variable("temperature", Value(21.5), {.engineering_unit = "degC", .fractional_digits = 1});
-    boiler.add_variable("setpoint", Value(180.0), {.writable = true});
+    boiler.add_variable("setpoint", Value(180.0),
+                        {.writable = true, .range = {.lower = Value(0.0), .upper = Value(400.0)}});
     boiler.add_variable("zones", Value(std::vector<double>{1.5, 2.5}));
     boiler.add_variable("kind", Value(SymbolInfo(HISTORY_KIND::HISTORY_AVAILABLE)), {.writable = true});
     boiler.add_variable("burner", Value(true), {.writable = true});
@@ -49,6 +50,11 @@ void Host::set(const std::string& path, const Value& value) {
     const std::unique_lock lock(server_.get_tree());
     get_variable(path) = value;
     get_variable(path).set_timestamp(FIXED_TIME);
+}
+
+void Host::set_quality(const std::string& path, symbol_list::QUALITY quality) {
+    const std::unique_lock lock(server_.get_tree());
+    get_variable(path).set_quality(quality);
 }
 
 Value Host::get(const std::string& path) {

@@ -9,7 +9,8 @@
 namespace xmlda::testing {
 
 /// A server in the test's process with a small tree of fixed values and times:
-/// - /boiler ("Steam boiler 1", B-001): temperature 21.5 degC, setpoint 180 (writable), zones [1.5, 2.5],
+/// - /boiler ("Steam boiler 1", B-001): temperature 21.5 degC, setpoint 180 (writable, 0 to 400), zones
+/// [1.5, 2.5],
 ///   kind (enumerated, historyAvailable, writable), burner true (writable), bytes [1, 200] (writable)
 /// - /texts: note "two\nlines", list ["a, b", "", "c"], pause of 90 s (all writable)
 /// All timestamps are 2026-01-02T03:04:05Z.
@@ -21,6 +22,9 @@ public:
 
     /// Sets a variable's value, and its timestamp to that of all others.
     void set(const std::string& path, const kx::information_model::Value& value);
+
+    /// Sets a variable's quality.
+    void set_quality(const std::string& path, kx::information_model::symbol_list::QUALITY quality);
 
     /// The value of a variable.
     kx::information_model::Value get(const std::string& path);

@@ -4,6 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <Poco/TemporaryFile.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -95,24 +100,82 @@ TEST(CommandLine, UsersHaveAPassword) {
 TEST(CommandLine, HelpAndVersionAreTexts) {
     EXPECT_EQ(parse({"--version"}).text, "xmlda " XMLDA_VERSION "\n");
     EXPECT_TRUE(parse({"--help"}).text->starts_with("Looks into OPC XML-DA 1.0 servers"));
-    EXPECT_NE(parse({"write", "--help"}).text->find("Usage: xmlda write [OPTIONS] URL PATH=VALUE..."),
+    EXPECT_NE(parse({"write", "--help"}).text->find("Usage: xmlda write [OPTIONS] [URL] PATH=VALUE..."),
               std::string::npos);
 }
 
 TEST(CommandLine, RefusesWhatItDoesNotKnow) {
     EXPECT_EQ(refuse({}),
-              "a command is needed: status, browse, read, write or watch (xmlda --help tells more)");
-    EXPECT_EQ(refuse({"frobnicate"}),
-              "a command is needed: status, browse, read, write or watch (xmlda --help tells more)");
+              "a command is needed: status, browse, read, get, write or watch (xmlda --help tells more)");
+    EXPECT_EQ(refuse({"frobnicate"}), "unknown command 'frobnicate' (xmlda --help tells more)");
+    EXPECT_EQ(refuse({"brows", "--frobnicate"}),
+              "unknown command 'brows', did you mean 'browse'? (xmlda --help tells more)");
+    EXPECT_EQ(refuse({"read", "--tiemout", "2"}),
+              "unknown option '--tiemout', did you mean '--timeout'? (xmlda read --help tells more)");
+    EXPECT_EQ(refuse({"write", "--timeout", "-1", "-x"}),
+              "unknown option '-x' (xmlda write --help tells more)");
+    EXPECT_EQ(refuse({"--json", "read", "u", "a"}), "unknown option '--json' (xmlda --help tells more)");
     EXPECT_EQ(refuse({"read", "u"}), "PATH is required (xmlda read --help tells more)");
-    EXPECT_EQ(refuse({"status"}), "URL is required (xmlda status --help tells more)");
-    EXPECT_EQ(refuse({"status", "u", "x"}),
-              "The following argument was not expected: x (xmlda status --help tells more)");
+    EXPECT_EQ(refuse({"status"}),
+              "URL is required, here or in the variable XMLDA_URL (xmlda status --help tells more)");
+    EXPECT_EQ(refuse({"status", "u", "x"}), "unexpected argument 'x' (xmlda status --help tells more)");
     EXPECT_EQ(refuse({"browse", "u", "--names", "--json"}),
               "--names excludes --json (xmlda browse --help tells more)");
     EXPECT_EQ(refuse({"write", "u", "a"}), "'a' is not of the form PATH=VALUE");
     EXPECT_EQ(refuse({"watch", "u", "a", "--for", "soon"}),
-              "'soon' is no time: write 10, 2.5, 500ms, 5m or 1h");
+              "'soon' is not a duration (10, 2.5, 500ms, 5m, 1h)");
+}
+
+TEST(CommandLine, HelpComesInSeveralWays) {
+    EXPECT_EQ(parse({"help"}).text, parse({"--help"}).text);
+    EXPECT_EQ(parse({"-h"}).text, parse({"--help"}).text);
+    EXPECT_EQ(parse({"help", "read"}).text, parse({"read", "--help"}).text);
+    EXPECT_EQ(parse({"read", "-h"}).text, parse({"read", "--help"}).text);
+    EXPECT_EQ(parse({"-V"}).text, parse({"--version"}).text);
+}
+
+TEST(CommandLine, HelpFitsATerminal) {
+    for (const char* const command : {"status", "browse", "read", "get", "write", "watch"}) {
+        std::istringstream help(*parse({command, "--help"}).text);
+        for (std::string line; std::getline(help, line);) {
+            EXPECT_LE(line.size(), 80U) << line;
+        }
+    }
+}
+
+/// While it lives, the environment names a server.
+class UrlVariable {
+public:
+    explicit UrlVariable(const char* url) { ::setenv("XMLDA_URL", url, 1); }
+    UrlVariable(const UrlVariable&) = delete;
+    UrlVariable& operator=(const UrlVariable&) = delete;
+    ~UrlVariable() { ::unsetenv("XMLDA_URL"); }
+};
+
+TEST(CommandLine, UrlOfTheEnvironment) {
+    const UrlVariable variable("http://h:1");
+
+    EXPECT_EQ(parse({"status"}).arguments.url, "http://h:1");
+    EXPECT_EQ(parse({"browse"}).arguments.url, "http://h:1");
+    const Arguments read = parse({"read", "/a", "/b"}).arguments;
+    EXPECT_EQ(read.url, "http://h:1");
+    EXPECT_EQ(read.items, (std::vector<ItemAddress>{{"/a", ""}, {"/b", ""}}));
+    const Arguments other = parse({"get", "https://i", "/a"}).arguments;
+    EXPECT_EQ(other.url, "https://i");
+    EXPECT_EQ(other.items, (std::vector<ItemAddress>{{"/a", ""}}));
+    EXPECT_EQ(parse({"write", "[x]=1"}).arguments.assignments.at(0).address.name, "[x]");
+    EXPECT_EQ(refuse({"get", "/a", "/b"}), "unexpected argument '/b' (xmlda get --help tells more)");
+}
+
+TEST(CommandLine, ItemsOfAFile) {
+    const Poco::TemporaryFile file;
+    std::ofstream(file.path()) << "/a b\n\n# a comment\nc\tDA\r\n";
+    const std::string path = file.path();
+
+    EXPECT_EQ(parse({"read", "u", "/x", "--items", path.c_str(), "--item-path", "p"}).arguments.items,
+              (std::vector<ItemAddress>{{"/x", "p"}, {"/a b", ""}, {"c", "DA"}}));
+    EXPECT_EQ(refuse({"read", "u", "--items", "/nowhere"}),
+              "'/nowhere' holds no names of items, or cannot be read");
 }
 
 TEST(ParseDuration, TakesUnits) {
@@ -125,7 +188,7 @@ TEST(ParseDuration, TakesUnits) {
 TEST(ParseDuration, RefusesAnythingElse) {
     for (const char* const text : {"", "s", "-1", "1d", "nan", "inf", "9999999h", "1 s"}) {
         EXPECT_EQ(get_refusal([text] { parse_duration(text); }),
-                  "'" + std::string(text) + "' is no time: write 10, 2.5, 500ms, 5m or 1h");
+                  "'" + std::string(text) + "' is not a duration (10, 2.5, 500ms, 5m, 1h)");
     }
 }
 
@@ -154,10 +217,11 @@ TEST(ParseEndpoint, RefusesOthers) {
     const auto get_message = [](const char* url) { return get_refusal([url] { parse_endpoint(url); }); };
 
     EXPECT_EQ(get_message("ftp://h"), "'ftp://h' begins with neither http:// nor https://");
-    EXPECT_EQ(get_message(""), "'' is no URL of a server: host or port is missing");
-    EXPECT_EQ(get_message("http://:8080"), "'http://:8080' is no URL of a server: host or port is missing");
+    EXPECT_EQ(get_message(""), "the URL is empty");
+    EXPECT_EQ(get_message("http://:8080"),
+              "'http://:8080' is not the URL of a server: host or port is missing");
     EXPECT_EQ(get_message("http://u:p@h"), "'http://u:p@h' holds a user: name that one with --user");
-    EXPECT_EQ(get_message("http://h:99999"), "'http://h:99999' is no URL");
+    EXPECT_EQ(get_message("http://h:99999"), "'http://h:99999' is not a URL");
 }
 
 }  // namespace

@@ -223,7 +223,8 @@ TEST_F(Commands, ReadAsJson) {
       2.500000
     ],
     "type": "ArrayOfDouble",
-    "timestamp": ")" + HOST_TIME + R"("
+    "timestamp": ")" + HOST_TIME + R"(",
+    "quality": "good"
   },
   {
     "item": "/nope",
@@ -233,7 +234,8 @@ TEST_F(Commands, ReadAsJson) {
     "item": "/texts/note",
     "value": "two\nlines",
     "type": "string",
-    "timestamp": ")" + HOST_TIME + R"("
+    "timestamp": ")" + HOST_TIME + R"(",
+    "quality": "good"
   }
 ]
 )");
@@ -309,7 +311,7 @@ TEST_F(Commands, WriteWithoutValues) {
 
 TEST_F(Commands, WriteWhatCanOnlyBeRead) {
     expect_failure(run({"write", "/boiler/temperature=1"}), 13,
-                   "xmlda: /boiler/temperature: not written: the server only allows to read it\n");
+                   "xmlda: /boiler/temperature: not written: the item is read-only\n");
     expect_failure(run({"write", "--type", "double", "/boiler/temperature=1"}), 13,
                    "xmlda: /boiler/temperature: not written: the server did not acknowledge it\n");
     EXPECT_EQ(host.get("boiler/temperature"), Value(21.5));
@@ -318,8 +320,8 @@ TEST_F(Commands, WriteWhatCanOnlyBeRead) {
 TEST_F(Commands, WriteNothingUnlessAllSuits) {
     expect_failure(run({"write", "/boiler/setpoint=1", "/nope=1", "/texts/pause=soon", "/boiler=1"}), 11,
                    "xmlda: /nope: the server does not know it\n"
-                   "xmlda: /texts/pause: 'soon' is no duration\n"
-                   "xmlda: /boiler: the server tells no type, perhaps it holds no value (--type names one)\n"
+                   "xmlda: /texts/pause: 'soon' is not a duration (P5D, PT30M)\n"
+                   "xmlda: /boiler: is a branch, which has no value\n"
                    "xmlda: nothing was written\n");
     EXPECT_EQ(host.get("boiler/setpoint"), Value(180.0));
     EXPECT_EQ(run({"write", "/boiler/setpoint=x"}).status, 2);
@@ -371,9 +373,9 @@ TEST(Help, IsPrinted) {
 
     EXPECT_NE(outcome.output.find("Usage: xmlda [OPTIONS] COMMAND ARGUMENT...\n"), std::string::npos);
     EXPECT_EQ(outcome.status, 0);
-    for (const char* const command : {"status", "browse", "read", "write", "watch"}) {
+    for (const char* const command : {"status", "browse", "read", "get", "write", "watch"}) {
         const Outcome help = run_xmlda({command, "--help"});
-        EXPECT_NE(help.output.find("Usage: xmlda " + std::string(command) + " [OPTIONS] URL"),
+        EXPECT_NE(help.output.find("Usage: xmlda " + std::string(command) + " [OPTIONS] [URL]"),
                   std::string::npos);
         EXPECT_NE(help.output.find("\nConnection:\n"), std::string::npos);
         EXPECT_EQ(help.status, 0);
@@ -381,7 +383,9 @@ TEST(Help, IsPrinted) {
 }
 
 TEST(Help, WrongArgumentsAreStatusTwo) {
-    expect_failure(run_xmlda({"read"}), 2, "xmlda: URL is required (xmlda read --help tells more)\n");
+    expect_failure(run_xmlda({"read"}), 2,
+                   "xmlda: URL is required, here or in the variable XMLDA_URL (xmlda read --help "
+                   "tells more)\n");
 }
 
 }  // namespace

@@ -1,13 +1,17 @@
 #include "client/text/utf8.h"
 #include "xmlda/print/Table.h"
 #include "xmlda/print/Tree.h"
+#include "xmlda/print/clock_text.h"
 #include "xmlda/text/printable.h"
 #include "xmlda/text/width.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <clocale>
+#include <cstdlib>
+#include <ctime>
 #include <sstream>
 #include <string>
 
@@ -106,7 +110,7 @@ TEST(Table, KeptWidthsOnlyGrow) {
 
 std::string draw(const TreeNode& root, bool with_lines) {
     std::ostringstream stream;
-    print_tree(stream, root, with_lines);
+    print_tree(stream, root, with_lines, 80);
     return stream.str();
 }
 
@@ -136,6 +140,70 @@ TEST(Tree, IsDrawnWithoutUtf8) {
               "|         size  1\n"
               "`-- b\n"
               "      size  3\n");
+}
+
+TEST(Tree, CutsWhatIsTooWide) {
+    std::ostringstream stream;
+    print_tree(stream, {"root", "", {}, {{"a long label", "a remark", {}, {}, "\x1b[31m"}}}, false, 22);
+
+    EXPECT_EQ(stream.str(), "root\n`-- a long label  \x1b[31ma...\x1b[0m\n");
+}
+
+TEST(Table, MakesValuesNarrowerToFit) {
+    Table table;
+    table.add_row({"item", "0123456789abcdef", "time"});
+    table.add_row({"b", Cell("1", "\x1b[31m"), "now"}, "\x1b[1m");
+
+    EXPECT_THAT(table.to_lines(28),
+                ElementsAre("item  0123456789abcdef  time",
+                            "\x1b[1mb     \x1b[31m1\x1b[0m\x1b[1m                 now\x1b[0m"));
+    EXPECT_THAT(table.to_lines(25),
+                ElementsAre("item  0123456789...  time",
+                            "\x1b[1mb     \x1b[31m1\x1b[0m\x1b[1m              now\x1b[0m"));
+    EXPECT_THAT(table.to_lines(12),
+                ElementsAre("item  012...", "\x1b[1mb     \x1b[31m1\x1b[0m\x1b[1m\x1b[0m"));
+}
+
+/// The zone of the tests' times.
+class Times : public ::testing::Test {
+protected:
+    Times() {
+        ::setenv("TZ", "UTC-2", 1);  // two hours to the east
+        ::tzset();
+    }
+    ~Times() override {
+        ::unsetenv("TZ");
+        ::tzset();
+    }
+};
+
+TEST_F(Times, AreLocalWithMilliseconds) {
+    EXPECT_EQ(to_local_time("2026-01-02T03:04:05Z"), "2026-01-02 05:04:05.000");
+    EXPECT_EQ(to_local_time("2026-01-02T23:04:05.123456789Z"), "2026-01-03 01:04:05.123");
+    EXPECT_EQ(to_local_time("2026-01-02T03:04:05.5+01:30"), "2026-01-02 03:34:05.500");
+}
+
+TEST_F(Times, OfTodayHaveNoDate) {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts = {};
+    ::gmtime_r(&now, &parts);
+    std::array<char, 64> text;
+    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.25Z", &parts);
+
+    EXPECT_THAT(to_local_time(text.data()), ::testing::MatchesRegex("[0-9]+:[0-9]+:[0-9]+.250"));
+}
+
+TEST_F(Times, AreFullInUtc) {
+    EXPECT_EQ(to_utc("2026-01-02T03:04:05.123456789Z"), "2026-01-02T03:04:05.123456789Z");
+    EXPECT_EQ(to_utc("2026-01-02T00:04:05+01:00"), "2026-01-01T23:04:05Z");
+}
+
+TEST_F(Times, ThatAreNoneComeBackAsTheyAre) {
+    for (const char* const text :
+         {"", "soon", "2026-01-02", "2026-01-02T03:04:05", "2026-01-02T03:04:05X", "2026-01-02T03:04:05+1"}) {
+        EXPECT_EQ(to_local_time(text), text);
+        EXPECT_EQ(to_utc(text), text);
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <map>
 #include <string>
 
 namespace xmlda::testing {
@@ -17,38 +18,52 @@ using ::testing::Not;
 
 constexpr ChildProcess::Place TERMINAL = ChildProcess::Place::TERMINAL;
 
+/// A zone two hours to the east, and the time of the host's variables there.
+const std::map<std::string, std::string> ZONE = {{"TZ", "UTC-2"}};
+const std::string LOCAL_TIME = "2026-01-02 05:04:05.000";
+
 /// What the program shows on a terminal of 100 columns and 12 rows.
 TEST(Terminal, WatchDrawsATableOverItself) {
     Host host;
     ChildProcess watch(get_xmlda_command({"watch", host.get_url(), "--interval", "20ms",
                                           "/boiler/temperature", "/texts/note"}),
-                       TERMINAL);
+                       TERMINAL, ZONE);
     watch.wait_for_output("Ctrl-C ends");
     host.set("boiler/temperature", Value(22.5));
-    watch.wait_for_output("22.500000");
+    watch.wait_for_output("22.5 degC");
     watch.wait_for_output("3 changes");
     watch.send_signal(SIGINT);
     const Outcome outcome = watch.wait();
 
+    EXPECT_THAT(outcome.output, HasSubstr("\r\x1b[J\x1b[4mItem                 Value         Time\x1b[0m\r\n"
+                                          "\x1b[1;36m/boiler/temperature  21.5 degC     " +
+                                          LOCAL_TIME +
+                                          "\x1b[0m\r\n"
+                                          "\x1b[1;36m/texts/note          \"two\\nlines\"  " +
+                                          LOCAL_TIME +
+                                          "\x1b[0m\r\n"
+                                          "2 changes, polled at "));
     EXPECT_THAT(outcome.output,
-                HasSubstr("\r\x1b[J\x1b[4mItem                 Value         Timestamp\x1b[0m\r\n"
-                          "\x1b[1m/boiler/temperature  21.500000     " +
-                          HOST_TIME +
-                          "\x1b[0m\r\n"
-                          "\x1b[1m/texts/note          \"two\\nlines\"  " +
-                          HOST_TIME +
-                          "\x1b[0m\r\n"
-                          "2 changes, polled at "));
-    EXPECT_THAT(outcome.output,
-                HasSubstr("\x1b[4A\r\x1b[J\x1b[4mItem                 Value         Timestamp\x1b[0m\r\n"
-                          "\x1b[1m/boiler/temperature  22.500000     " +
-                          HOST_TIME +
+                HasSubstr("\x1b[4A\r\x1b[J\x1b[4mItem                 Value         Time\x1b[0m\r\n"
+                          "\x1b[1;36m/boiler/temperature  22.5 degC     " +
+                          LOCAL_TIME +
                           "\x1b[0m\r\n"
                           "/texts/note          \"two\\nlines\"  " +
-                          HOST_TIME +
+                          LOCAL_TIME +
                           "\r\n"
                           "3 changes, polled at "));
     EXPECT_EQ(outcome.status, 0);
+}
+
+TEST(Terminal, WatchDrawsBoldWithoutColors) {
+    const Host host;
+    const Outcome outcome =
+        ChildProcess(
+            get_xmlda_command({"watch", host.get_url(), "--count", "1", "--color=never", "/boiler/burner"}),
+            TERMINAL, ZONE)
+            .wait();
+
+    EXPECT_THAT(outcome.output, HasSubstr("\x1b[1m/boiler/burner  true   " + LOCAL_TIME + "\x1b[0m\r\n"));
 }
 
 TEST(Terminal, WatchCutsWhatDoesNotFit) {
@@ -56,9 +71,9 @@ TEST(Terminal, WatchCutsWhatDoesNotFit) {
     host.set("texts/note", Value(std::string(200, 'x')));
     std::vector<std::string> arguments = {"watch", host.get_url(), "--for", "0"};
     arguments.insert(arguments.end(), 20, "/texts/note");
-    const Outcome outcome = ChildProcess(get_xmlda_command(arguments), TERMINAL).wait();
+    const Outcome outcome = ChildProcess(get_xmlda_command(arguments), TERMINAL, ZONE).wait();
 
-    EXPECT_THAT(outcome.output, HasSubstr("/texts/note  " + std::string(29, 'x') + "...  " + HOST_TIME));
+    EXPECT_THAT(outcome.output, HasSubstr("/texts/note  " + std::string(58, 'x') + "...  " + LOCAL_TIME));
     EXPECT_THAT(outcome.output, HasSubstr("\r\nand 12 more that do not fit here\r\n20 changes, polled at "));
 }
 

@@ -120,5 +120,40 @@ TEST(JsonWriter, ReplacesWhatIsNotUtf8) {
     EXPECT_EQ(stream.str(), "\"a\xEF\xBF\xBDz\"");
 }
 
+Value create_number(const std::string& type, const std::string& text) {
+    return {Value::Kind::SCALAR, type, text, {}};
+}
+
+TEST(ValueWithFacts, HasUnitAndDigits) {
+    ItemFacts facts;
+    facts.unit = "degC";
+    facts.fractional_digits = 1;
+
+    EXPECT_EQ(to_text(create_number("double", "21.456000"), facts), "21.5 degC");
+    EXPECT_EQ(to_text(create_number("double", "-0.000000"), facts), "-0.0 degC");
+    EXPECT_EQ(to_text(create_number("float", "1E3"), facts), "1000.0 degC");
+    EXPECT_EQ(to_text(create_number("double", "INF"), facts), "INF degC");
+    EXPECT_EQ(to_text(create_number("int", "21"), facts), "21 degC");
+    EXPECT_EQ(to_text({Value::Kind::LIST,
+                       "ArrayOfDouble",
+                       "",
+                       {create_number("double", "1.25"), create_number("double", "2")}},
+                      facts),
+              "[1.2, 2.0] degC");
+    EXPECT_EQ(to_text({Value::Kind::NIL, "double", "", {}}, facts), "(nil)");
+    facts.fractional_digits = -1;
+    EXPECT_EQ(to_text(create_number("double", "21.456000"), facts), "21.456000 degC");
+}
+
+TEST(ValueWithFacts, HasTheNameOfASymbol) {
+    ItemFacts facts;
+    facts.symbols = {"off", "o\x1bn"};
+
+    EXPECT_EQ(to_text(create_number("int", "0"), facts), "0 (off)");
+    EXPECT_EQ(to_text(create_number("int", "1"), facts), "1 (o\\x1bn)");
+    EXPECT_EQ(to_text(create_number("int", "2"), facts), "2");
+    EXPECT_EQ(to_text(create_number("string", "0"), facts), "0");
+}
+
 }  // namespace
 }  // namespace xmlda::testing

@@ -50,10 +50,10 @@ TEST(Watch, PrintsJsonLines) {
     EXPECT_EQ(outcome.output, R"({"item":"/boiler/zones","value":[1.500000,2.500000],"type":"ArrayOfDouble",)"
                               R"("timestamp":")" +
                                   HOST_TIME +
-                                  "\"}\n"
+                                  "\",\"quality\":\"good\"}\n"
                                   R"({"item":"/boiler/burner","value":true,"type":"boolean",)"
                                   R"("timestamp":")" +
-                                  HOST_TIME + "\"}\n");
+                                  HOST_TIME + "\",\"quality\":\"good\"}\n");
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.status, 0);
 }

@@ -7,6 +7,8 @@
 namespace xmlda {
 namespace {
 
+constexpr char QUALITY_TYPE[] = "OPCQuality";
+
 std::string get_type(const XmlElement& element, const std::string& otherwise) {
     const auto text = element.find_instance_attribute("type");
     if (!text) {
@@ -37,11 +39,21 @@ Value parse_value(const XmlElement& element, const std::string& presumed_type) {
     } else {
         const bool keeps_blanks = value.type == "string" || value.type.empty();
         value.text = keeps_blanks ? element.get_text() : trim(element.get_text());
+        if (value.text.empty() && value.type == QUALITY_TYPE) {
+            value.text = parse_quality(element).to_text();
+        }
     }
     return value;
 }
 
 }  // namespace
+
+Quality parse_quality(const XmlElement& element) {
+    const Quality ordinary;
+    return {element.find_attribute("QualityField").value_or(ordinary.field),
+            element.find_attribute("LimitField").value_or(ordinary.limit),
+            element.find_attribute("VendorField").value_or(ordinary.vendor)};
+}
 
 Value parse_value(const XmlElement& element) {
     return parse_value(element, "");

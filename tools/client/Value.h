@@ -1,5 +1,6 @@
 #pragma once
 
+#include "client/Quality.h"
 #include "client/xml/XmlElement.h"
 
 #include <string>
@@ -25,7 +26,11 @@ struct Value {
     bool operator==(const Value&) const = default;
 };
 
-/// Reads an element "Value".
+/// Reads an element "Value". Of a quality, which the published schema writes as attributes, `text` is what
+/// `Quality::to_text` gives.
 Value parse_value(const XmlElement& element);
+
+/// Reads the quality that an element has as attributes; what is absent is ordinary.
+Quality parse_quality(const XmlElement& element);
 
 }  // namespace xmlda

@@ -20,8 +20,11 @@ namespace {
 
 constexpr int BYTE_VALUES = 256;
 
-UnsuitableText create_misfit(const std::string& type, const std::string& text) {
-    return UnsuitableText("'" + text + "' is no " + type);
+/// @param form  what texts of the type look like; may be empty
+UnsuitableText create_misfit(const std::string& type, const std::string& text, const std::string& form) {
+    const bool has_vowel = std::string("aeiou").find(type.front()) != std::string::npos && type[1] == 'n';
+    return UnsuitableText("'" + text + "' is not a" + (has_vowel ? "n " : " ") + type +
+                          (form.empty() ? "" : " (" + form + ')'));
 }
 
 /// Reads all of the text as a decimal number; a leading "+" is allowed.
@@ -68,6 +71,7 @@ bool is_duration(const std::string& text) {
 struct Check {
     std::string_view type;
     bool (*suits)(const std::string& text);
+    const char* form = "";  ///< for messages
 };
 
 /// Types that are not here take every text.
@@ -78,16 +82,16 @@ const std::array CHECKS = {
           [](const std::string& text) { return is_floating<float>(text) || is_special_number(text); }},
     Check{"decimal", [](const std::string& text) { return matches(text, R"([+-]?(\d+(\.\d*)?|\.\d+))"); }},
     Check{"integer", [](const std::string& text) { return matches(text, R"([+-]?\d+)"); }},
-    Check{"long", is_integer<std::int64_t>},
-    Check{"int", is_integer<std::int32_t>},
-    Check{"short", is_integer<std::int16_t>},
-    Check{"byte", is_integer<std::int8_t>},
-    Check{"unsignedLong", is_integer<std::uint64_t>},
-    Check{"unsignedInt", is_integer<std::uint32_t>},
-    Check{"unsignedShort", is_integer<std::uint16_t>},
-    Check{"unsignedByte", is_integer<std::uint8_t>},
-    Check{"dateTime", is_time},
-    Check{"duration", is_duration},
+    Check{"long", is_integer<std::int64_t>, "-9223372036854775808 to 9223372036854775807"},
+    Check{"int", is_integer<std::int32_t>, "-2147483648 to 2147483647"},
+    Check{"short", is_integer<std::int16_t>, "-32768 to 32767"},
+    Check{"byte", is_integer<std::int8_t>, "-128 to 127"},
+    Check{"unsignedLong", is_integer<std::uint64_t>, "0 to 18446744073709551615"},
+    Check{"unsignedInt", is_integer<std::uint32_t>, "0 to 4294967295"},
+    Check{"unsignedShort", is_integer<std::uint16_t>, "0 to 65535"},
+    Check{"unsignedByte", is_integer<std::uint8_t>, "0 to 255"},
+    Check{"dateTime", is_time, "2026-11-21T10:11:12Z"},
+    Check{"duration", is_duration, "P5D, PT30M"},
 };
 
 std::string to_boolean_text(const std::string& text) {
@@ -102,7 +106,7 @@ std::string to_boolean_text(const std::string& text) {
             return "0";
         }
     }
-    throw create_misfit("boolean (true or false)", text);
+    throw create_misfit("boolean", text, "true or false");
 }
 
 /// The text of a scalar as it is written into a request.
@@ -116,7 +120,7 @@ std::string to_scalar_text(const std::string& type, const std::string& typed) {
     }
     for (const Check& check : CHECKS) {
         if (check.type == type && !check.suits(text)) {
-            throw create_misfit(type, text);
+            throw create_misfit(type, text, check.form);
         }
     }
     return text;

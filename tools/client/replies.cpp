@@ -59,10 +59,7 @@ std::optional<Quality> find_quality(const XmlElement& element) {
     if (!quality) {
         return std::nullopt;
     }
-    const Quality ordinary;
-    return Quality{quality->find_attribute("QualityField").value_or(ordinary.field),
-                   quality->find_attribute("LimitField").value_or(ordinary.limit),
-                   quality->find_attribute("VendorField").value_or(ordinary.vendor)};
+    return parse_quality(*quality);
 }
 
 ItemReply parse_item(const XmlElement& element, const ErrorTexts& errors) {
@@ -148,12 +145,6 @@ ItemsReply parse_items_reply(std::string_view bytes, const std::string& service)
 
 }  // namespace
 
-std::string Quality::to_text() const {
-    const Quality ordinary;
-    return field + (limit == ordinary.limit ? "" : ", limit " + limit) +
-           (vendor == ordinary.vendor ? "" : ", vendor " + vendor);
-}
-
 const Value* ItemProperties::find(std::string_view name) const {
     for (const Property& property : properties) {
         if (property.name == name && property.value) {
@@ -237,8 +228,7 @@ RefreshReply parse_refresh_reply(std::string_view bytes) {
 }
 
 CancelReply parse_cancel_reply(std::string_view bytes) {
-    unwrap(parse_document(bytes), "SubscriptionCancelResponse");
-    return {};
+    return {Reply(bytes, "SubscriptionCancel").get_header()};
 }
 
 }  // namespace xmlda

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "client/Quality.h"
 #include "client/Value.h"
 
 #include <optional>
@@ -21,18 +22,6 @@ struct Result {
     std::string to_text() const { return text.empty() ? code : code + ": " + text; }
 
     bool operator==(const Result&) const = default;
-};
-
-/// The quality of a value.
-struct Quality {
-    std::string field = "good";
-    std::string limit = "none";
-    std::string vendor = "0";
-
-    /// The field alone, or with what is not ordinary behind it: "good, limit high, vendor 4".
-    std::string to_text() const;
-
-    bool operator==(const Quality&) const = default;
 };
 
 /// What a reply says about one item. All of it may be missing.
@@ -71,6 +60,11 @@ struct ReplyHeader {
     std::string server_state;  ///< "running", "failed", ...; empty if the server does not say
     std::string reply_time;    ///< the server's clock; may be empty
 };
+
+/// Whether the server serves as it should, or does not say that it does not.
+inline bool is_running(const ReplyHeader& header) {
+    return header.server_state.empty() || header.server_state == "running";
+}
 
 /// Of Read and Write.
 struct ItemsReply {
@@ -128,7 +122,9 @@ struct RefreshReply {
     bool has_overflowed = false;        ///< the server could not keep all changes
 };
 
-struct CancelReply {};
+struct CancelReply {
+    ReplyHeader header;
+};
 
 /// @name Readers of replies
 /// They take the bytes of a reply, as they came over HTTP, whatever its status. They take what the published

@@ -66,6 +66,22 @@ Request finish(const std::string& service, XmlWriter& writer) {
     return {service, wrap(writer.end().get())};
 }
 
+/// Starts a request, up to its properties.
+XmlWriter start_browse(const ItemAddress& address, const std::string& continuation_point) {
+    XmlWriter writer = start_request("Browse");
+    if (!address.path.empty()) {
+        writer.attribute("ItemPath", address.path);
+    }
+    if (!address.name.empty()) {
+        writer.attribute("ItemName", address.name);  // none is the root, under whatever name a server has it
+    }
+    if (!continuation_point.empty()) {
+        writer.attribute("ContinuationPoint", continuation_point);
+    }
+    writer.attribute("BrowseFilter", "all");
+    return writer;
+}
+
 Request create_properties_request(const std::vector<ItemAddress>& addresses,
                                   const std::vector<std::string>& names, bool all) {
     XmlWriter writer = start_request("GetProperties");
@@ -100,20 +116,22 @@ Request create_status_request() {
 
 Request create_browse_request(const ItemAddress& address, bool with_properties,
                               const std::string& continuation_point) {
-    XmlWriter writer = start_request("Browse");
-    if (!address.path.empty()) {
-        writer.attribute("ItemPath", address.path);
-    }
-    if (!address.name.empty()) {
-        writer.attribute("ItemName", address.name);  // none is the root, under whatever name a server has it
-    }
-    if (!continuation_point.empty()) {
-        writer.attribute("ContinuationPoint", continuation_point);
-    }
-    writer.attribute("BrowseFilter", "all")
-        .attribute("ReturnAllProperties", with_properties ? YES : NO)
+    XmlWriter writer = start_browse(address, continuation_point);
+    writer.attribute("ReturnAllProperties", with_properties ? YES : NO)
         .attribute("ReturnPropertyValues", with_properties ? YES : NO)
         .attribute("ReturnErrorText", YES);
+    return finish("Browse", writer);
+}
+
+Request create_browse_request(const ItemAddress& address, const std::vector<std::string>& names,
+                              const std::string& continuation_point) {
+    XmlWriter writer = start_browse(address, continuation_point);
+    writer.attribute("ReturnAllProperties", NO)
+        .attribute("ReturnPropertyValues", YES)
+        .attribute("ReturnErrorText", YES);
+    for (const std::string& name : names) {
+        writer.element("PropertyNames", name);
+    }
     return finish("Browse", writer);
 }
 

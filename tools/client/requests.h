@@ -47,6 +47,9 @@ Request create_status_request();
 /// @param continuation_point  what the reply before said, empty for the first
 Request create_browse_request(const ItemAddress& address, bool with_properties,
                               const std::string& continuation_point);
+/// The same with some properties, which `names` has, of each element.
+Request create_browse_request(const ItemAddress& address, const std::vector<std::string>& names,
+                              const std::string& continuation_point);
 /// @param names  of the properties, with their values; see `property_names`
 Request create_properties_request(const std::vector<ItemAddress>& addresses,
                                   const std::vector<std::string>& names);

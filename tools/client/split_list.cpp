@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t HEX_DIGITS = 4;  // behind "\u"
 
 UnsuitableText create_failure(const std::string& text, const std::string& reason) {
-    return UnsuitableText("'" + text + "' is no list: " + reason);
+    return UnsuitableText("'" + text + "' is not a list: " + reason);
 }
 
 /// The text without the brackets around it.

@@ -5,10 +5,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <iostream>
 #include <map>
+#include <numeric>
 
 namespace xmlda {
 namespace {
@@ -16,25 +20,28 @@ namespace {
 constexpr unsigned int LARGEST_REPLY = 1024;  // MiB
 constexpr char CONNECTION[] = "Connection";   // the group of options in the help
 constexpr char PASSWORD_VARIABLE[] = "XMLDA_PASSWORD";
+constexpr char URL_VARIABLE[] = "XMLDA_URL";
 
 constexpr char DESCRIPTION[] = "Looks into OPC XML-DA 1.0 servers: browses, reads, writes and watches items.";
 
-constexpr char FOOTER[] = R"("xmlda COMMAND --help" tells about a command, "man xmlda" about everything.
+constexpr char FOOTER[] = R"(Run 'xmlda COMMAND --help' or 'man xmlda' for more.
+The variable XMLDA_URL may hold the URL.
 
 Examples:
-  xmlda browse http://127.0.0.1:8080 --recursive
+  xmlda browse http://127.0.0.1:8080 --recursive --values
   xmlda read http://127.0.0.1:8080 /boiler/temperature /boiler/mode
+  xmlda read http://127.0.0.1:8080 '/boiler/*'
   xmlda write http://127.0.0.1:8080 /boiler/temperature_setpoint=190
   xmlda watch http://127.0.0.1:8080 /boiler/temperature --for 10
 
 Exit status: 0 done, 1 other failure, 2 wrong arguments, 3 unknown host, 4 no
 connection, 5 TLS failure, 6 time-out, 7 fault, 8 "Bad request", 9 other HTTP
 error, 10 unexpected content, 11 item missing from the reply, 12 error code for
-an item, 13 not written.)";
+an item, 13 not written, 14 bad quality, 15 server not running.)";
 
 constexpr char WRITE_FOOTER[] = R"(The server is asked for each item's type first. Values by type:
   boolean            true or false, on or off, yes or no, 1 or 0
-  numbers            within the type's range; double and float also INF, -INF, NaN
+  numbers            in the type's range; double and float also INF, -INF, NaN
   string             the text as it stands behind "="
   dateTime           2026-11-21T10:11:12Z
   duration           P1DT2H3M4.5S
@@ -43,7 +50,7 @@ constexpr char WRITE_FOOTER[] = R"(The server is asked for each item's type firs
                      blanks at an end in double quotes as in JSON: ["a, b", c];
                      [] has no members
 "\=" stands for "=" in an item's name. Nothing is written unless all values suit
-their types.)";
+their types and are within the limits that the server gives.)";
 
 Failure create_usage_failure(const std::string& message) {
     return {ExitStatus::USAGE, message};
@@ -62,13 +69,74 @@ std::string without_gaps(std::string text) {
 constexpr char BRACKET_MARK = '\x01';
 
 /// The arguments as CLI11 wants them: marked, without the program's name, the last one first.
-std::vector<std::string> get_texts(int argc, const char* const* argv) {
+std::vector<std::string> to_cli_texts(const std::vector<std::string>& arguments) {
     std::vector<std::string> texts;
-    for (int i = argc - 1; i > 0; --i) {
-        const std::string text = argv[i];
-        texts.push_back(text.starts_with('[') ? BRACKET_MARK + text : text);
+    for (auto text = arguments.rbegin(); text != arguments.rend(); ++text) {
+        texts.push_back(text->starts_with('[') ? BRACKET_MARK + *text : *text);
     }
     return texts;
+}
+
+/// The arguments behind the program's name; "help COMMAND" is "COMMAND --help".
+std::vector<std::string> get_words(int argc, const char* const* argv) {
+    std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.resize(std::min<std::size_t>(words.size(), 1));
+        words.emplace_back("--help");
+    }
+    return words;
+}
+
+/// How many letters must be changed, put in or left out to make one text of the other.
+std::size_t get_distance(const std::string& left, const std::string& right) {
+    std::vector<std::size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), 0U);
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i + 1;
+        for (std::size_t j = 0; j < right.size(); ++j) {
+            const std::size_t above = row[j + 1];
+            const std::size_t changed = diagonal + (left[i] == right[j] ? 0 : 1);
+            row[j + 1] = std::min({changed, above + 1, row[j] + 1});
+            diagonal = above;
+        }
+    }
+    return row.back();
+}
+
+/// ", did you mean '...'?" with the name that is meant probably, or nothing.
+std::string suggest(const std::string& text, const std::vector<std::string>& names) {
+    constexpr std::size_t MOST_MISTAKES = 2;
+    const auto best = std::min_element(names.begin(), names.end(), [&](const auto& left, const auto& right) {
+        return get_distance(text, left) < get_distance(text, right);
+    });
+    const bool is_near = best != names.end() && get_distance(text, *best) <= MOST_MISTAKES;
+    return is_near ? ", did you mean '" + *best + "'?" : "";
+}
+
+/// The lines of a file of items, "-" for standard input: names, with item paths behind a tab. Empty lines and
+/// those that begin with "#" are passed over.
+std::vector<ItemAddress> read_items(const std::string& file) {
+    std::ifstream opened;
+    if (file != "-") {
+        opened.open(file);
+    }
+    std::istream& stream = file == "-" ? std::cin : opened;
+    std::vector<ItemAddress> items;
+    for (std::string line; std::getline(stream, line);) {
+        if (line.ends_with('\r')) {
+            line.pop_back();
+        }
+        if (!line.empty() && !line.starts_with('#')) {
+            const std::size_t tab = line.find('\t');
+            items.push_back({line.substr(0, tab), tab == std::string::npos ? "" : line.substr(tab + 1)});
+        }
+    }
+    if (!stream.eof() || items.empty()) {
+        throw create_usage_failure("'" + file + "' holds no names of items, or cannot be read");
+    }
+    return items;
 }
 
 std::string without_mark(const std::string& text) {
@@ -99,8 +167,11 @@ private:
 
 /// What is read as text and converted once everything is there.
 struct RawArguments {
+    std::string url;
     std::vector<std::string> items;
+    std::string items_file;
     std::string item_path;
+    std::string color;
     std::string user;
     std::string type;
     unsigned int largest_reply = 64;  // MiB
@@ -111,25 +182,27 @@ class Parser {
 public:
     Parser() {
         app_.formatter(std::make_shared<HelpFormatter>());
-        app_.set_version_flag("--version", "xmlda " XMLDA_VERSION, "Print the version");
-        app_.set_help_flag("--help", "Print this");
+        app_.set_version_flag("-V,--version", "xmlda " XMLDA_VERSION, "Show the version");
+        app_.set_help_flag("-h,--help", "Show this help");
         app_.require_subcommand(1);
         app_.footer(FOOTER);
         add_status();
         add_browse();
         add_read();
+        add_get();
         add_write();
         add_watch();
     }
 
     CommandLine parse(int argc, const char* const* argv) {
+        const std::vector<std::string> words = get_words(argc, argv);
+        check_names(words);
         try {
-            app_.parse(get_texts(argc, argv));
+            app_.parse(to_cli_texts(words));
         } catch (const CLI::Success& success) {
             return {.arguments = {}, .text = get_text(success)};
         } catch (const CLI::ParseError& error) {
-            throw create_usage_failure(explain(error) + " (xmlda" + get_failed_command() +
-                                       " --help tells more)");
+            throw create_failure(explain(error));
         }
         finish();
         return {.arguments = arguments_, .text = std::nullopt};
@@ -139,13 +212,79 @@ private:
     std::string get_text(const CLI::Success& success) const {
         std::ostringstream stream;
         app_.exit(success, stream, stream);
-        return without_gaps(stream.str());
+        std::string text = without_gaps(stream.str());
+        // CLI11 knows nothing of what the environment may stand in for.
+        const std::string optional = "[PATH=VALUE...]";
+        const std::size_t found = text.find(optional);
+        return found == std::string::npos ? text : text.replace(found, optional.size(), "PATH=VALUE...");
     }
 
     std::string explain(const CLI::ParseError& error) const {
+        if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+            return "unexpected argument '" + without_mark(app_.remaining(true).front()) + "'";
+        }
         return app_.get_subcommands().empty() && error.get_name() == "RequiredError"
-                   ? "a command is needed: status, browse, read, write or watch"
+                   ? "a command is needed: status, browse, read, get, write or watch"
                    : error.what();
+    }
+
+    Failure create_failure(const std::string& message) const {
+        return create_usage_failure(message + " (xmlda" + get_failed_command() + " --help tells more)");
+    }
+
+    /// Whatever else is wrong: a command or an option that there is none of is named first.
+    void check_names(const std::vector<std::string>& words) const {
+        const auto command = std::find_if(words.begin(), words.end(),
+                                          [](const std::string& word) { return !word.starts_with('-'); });
+        check_options(app_, {words.begin(), command});
+        if (command == words.end()) {
+            return;
+        }
+        const auto commands = app_.get_subcommands(nullptr);
+        const auto app = std::find_if(commands.begin(), commands.end(), [&](const CLI::App* candidate) {
+            return candidate->get_name() == *command;
+        });
+        if (app == commands.end()) {
+            throw create_usage_failure("unknown command '" + *command + "'" +
+                                       suggest(*command, get_commands()) + " (xmlda --help tells more)");
+        }
+        check_options(**app, {command + 1, words.end()});
+    }
+
+    std::vector<std::string> get_commands() const {
+        std::vector<std::string> names;
+        for (const CLI::App* const app : app_.get_subcommands(nullptr)) {
+            names.push_back(app->get_name());
+        }
+        return names;
+    }
+
+    void check_options(const CLI::App& app, const std::vector<std::string>& words) const {
+        for (std::size_t i = 0; i < words.size() && words[i] != "--"; ++i) {
+            if (words[i].size() < 2 || words[i].front() != '-') {
+                continue;
+            }
+            const bool is_long = words[i].starts_with("--");
+            const std::string name = is_long ? words[i].substr(0, words[i].find('=')) : words[i].substr(0, 2);
+            const CLI::Option* const option = app.get_option_no_throw(name);
+            if (option == nullptr) {
+                const std::string command = &app == &app_ ? "" : ' ' + app.get_name();
+                throw create_usage_failure("unknown option '" + name + "'" + suggest(name, get_options(app)) +
+                                           " (xmlda" + command + " --help tells more)");
+            }
+            const bool has_value_behind = option->get_type_size() != 0 && name == words[i];
+            i += has_value_behind ? 1 : 0;
+        }
+    }
+
+    static std::vector<std::string> get_options(const CLI::App& app) {
+        std::vector<std::string> names;
+        for (const CLI::Option* const option : app.get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+        return names;
     }
 
     /// The command whose arguments are wrong, with a blank in front; empty if there is none.
@@ -159,8 +298,8 @@ private:
         app.group("Commands");
         app.footer("");
         app.callback([this, command] { arguments_.command = command; });
-        app.add_option("URL", arguments_.url, "http://HOST:PORT/PATH or https://...")
-            ->required()
+        app.add_option("URL", raw_.url,
+                       "http://HOST:PORT/PATH or https://...;\nwithout it that of the variable XMLDA_URL")
             ->type_name("URL");
         return app;
     }
@@ -172,34 +311,70 @@ private:
 
     void add_browse() {
         CLI::App& app = add_command("browse", "Draw the tree of items", Command::BROWSE);
-        add_items(app, "Item name to begin at; without one, the root")->expected(0, 1);
+        add_items(app, "Item name to begin at; without one, the root")->type_name("[PATH]");
         app.add_flag("-r,--recursive", arguments_.recursive, "Go down to the leaves");
         auto* const properties =
             app.add_flag("-p,--properties", arguments_.properties, "Show all properties with their values");
+        auto* const values = app.add_flag("-v,--values", arguments_.with_values,
+                                          "Show values with units, and qualities that are\nnot good");
         auto* const names =
             app.add_flag("--names", arguments_.names_only, "Print only the item names, one a line");
         names->excludes(properties);
+        names->excludes(values);
+        values->excludes(properties);
         add_item_path(app);
         names->excludes(add_common(app));
     }
 
     void add_read() {
         CLI::App& app = add_command("read", "Print the values of items", Command::READ);
-        add_items(app, "Item names as the server gives them")->required();
+        add_items(app, "Item names as the server gives them; \"*\" and \"?\"\nstand for parts of names");
+        add_choice(app);
         auto* const values =
             app.add_flag("--values", arguments_.values_only, "Print only the values, one a line");
+        add_quality(app);
         add_item_path(app);
         values->excludes(add_common(app));
     }
 
+    void add_get() {
+        CLI::App& app = add_command("get", "Print the value of one item alone, for scripts", Command::GET);
+        add_items(app, "Item name as the server gives it");
+        app.add_flag("--no-quality", arguments_.without_quality,
+                     "Do not ask for the quality: without this, a bad one\nis an error");
+        add_item_path(app);
+        add_common(app);
+    }
+
+    /// Which items are meant.
+    void add_choice(CLI::App& app) {
+        app.add_flag("-r,--recursive", arguments_.recursive, "Of branches, take all items below");
+        app.add_option("--items", raw_.items_file,
+                       "Take the item names in this file as well, one a\nline; \"-\" is standard input")
+            ->type_name("FILE");
+    }
+
+    void add_quality(CLI::App& app) {
+        app.add_flag("--no-quality", arguments_.without_quality,
+                     "Do not ask for units and qualities: one request less");
+        add_utc(app);
+    }
+
+    void add_utc(CLI::App& app) {
+        app.add_flag("--utc", arguments_.utc, "On a terminal, show times in full, in UTC");
+    }
+
     void add_write() {
         CLI::App& app = add_command("write", "Write values to items", Command::WRITE);
-        add_items(app, "Item name and the value to write")->required()->type_name("PATH=VALUE");
+        add_items(app, "Item name and the value to write")->type_name("PATH=VALUE");
+        app.add_flag("-n,--dry-run", arguments_.dry_run, "Only show what would be written");
+        app.add_flag("--force", arguments_.force, "Also write what is outside of an item's limits");
         app.add_option("--type", raw_.type,
                        "Type of all values, double or ArrayOfInt, say;\nwithout it the server is asked")
             ->type_name("TYPE");
         app.add_flag("--without-values", arguments_.without_values,
                      "Do not ask for the values after the write:\nfor items that cannot be read");
+        add_utc(app);
         add_item_path(app);
         add_common(app);
         app.footer(WRITE_FOOTER);
@@ -207,7 +382,8 @@ private:
 
     void add_watch() {
         CLI::App& app = add_command("watch", "Show the changes of items until Ctrl-C", Command::WATCH);
-        add_items(app, "Item names as the server gives them")->required();
+        add_items(app, "Item names as the server gives them; \"*\" and \"?\"\nstand for parts of names");
+        add_choice(app);
         add_duration(app, "--interval", arguments_.interval, "Time between two polls (1)");
         app.add_option_function<std::string>(
                "--for", [this](const std::string& text) { arguments_.duration = parse_duration(text); },
@@ -217,6 +393,7 @@ private:
             ->type_name("N")
             ->check(without_description(CLI::Range(1U, 1'000'000'000U)));
         add_duration(app, "--retry", arguments_.patience, "Time to get a lost connection back (60)");
+        add_quality(app);
         add_item_path(app);
         add_common(app);
     }
@@ -240,9 +417,12 @@ private:
 
     /// @return the flag "--json"
     CLI::Option* add_common(CLI::App& app) {
-        app.set_help_flag("--help", "Print this");
+        app.set_help_flag("-h,--help", "Show this help");
         auto* const json = app.add_flag("--json", arguments_.json, "Print JSON, for scripts");
         app.add_flag("--show-xml", arguments_.show_xml, "Show requests and replies on standard error");
+        app.add_option("--color", raw_.color, "auto, always or never (auto)")
+            ->type_name("WHEN")
+            ->check(without_description(CLI::IsMember({"auto", "always", "never"})));
         add_limits(app);
         add_identity(app);
         return json;
@@ -262,8 +442,8 @@ private:
         add_file(app, "--ca", tls.authorities_file, "Trust these certificates (PEM) only");
         app.add_flag("--insecure", tls.is_insecure, "Trust any certificate")->group(CONNECTION);
         auto* const certificate =
-            add_file(app, "--certificate", tls.certificate_file, "Our own certificate (PEM)");
-        auto* const key = add_file(app, "--private-key", tls.private_key_file, "The key to it (PEM)");
+            add_file(app, "--certificate", tls.certificate_file, "Client certificate (PEM)");
+        auto* const key = add_file(app, "--private-key", tls.private_key_file, "Its key (PEM)");
         certificate->needs(key);
         key->needs(certificate);
         app.add_option("--user", raw_.user,
@@ -288,11 +468,46 @@ private:
         if (!raw_.type.empty()) {
             arguments_.type = to_type_name(raw_.type);
         }
+        if (!raw_.color.empty() && raw_.color != "auto") {
+            arguments_.has_colors = raw_.color == "always";
+        }
+        finish_url();
         for (const std::string& text : raw_.items) {
             add_item(without_mark(text));
         }
+        if (!raw_.items_file.empty()) {
+            const auto items = read_items(raw_.items_file);
+            arguments_.items.insert(arguments_.items.end(), items.begin(), items.end());
+        }
+        const bool needs_items =
+            arguments_.command != Command::STATUS && arguments_.command != Command::BROWSE;
+        if (needs_items && arguments_.items.empty() && arguments_.assignments.empty()) {
+            throw create_failure(arguments_.command == Command::WRITE ? "PATH=VALUE is required"
+                                                                      : "PATH is required");
+        }
         if (arguments_.command == Command::BROWSE && arguments_.items.empty()) {
             add_item("");
+        }
+    }
+
+    /// With a URL in the environment only what looks like one is one.
+    void finish_url() {
+        const char* const url = std::getenv(URL_VARIABLE);
+        arguments_.url = without_mark(raw_.url);
+        if (url != nullptr && *url != '\0' && arguments_.url.find("://") == std::string::npos) {
+            if (!raw_.url.empty()) {
+                raw_.items.insert(raw_.items.begin(), raw_.url);
+            }
+            arguments_.url = url;
+        }
+        if (arguments_.url.empty()) {
+            throw create_failure("URL is required, here or in the variable XMLDA_URL");
+        }
+        const std::size_t most = arguments_.command == Command::STATUS ? 0 : 1;
+        const bool is_limited =
+            most == 0 || arguments_.command == Command::BROWSE || arguments_.command == Command::GET;
+        if (is_limited && raw_.items.size() > most) {
+            throw create_failure("unexpected argument '" + without_mark(raw_.items[most]) + "'");
         }
     }
 
@@ -335,7 +550,7 @@ std::chrono::milliseconds parse_duration(const std::string& text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const auto unit = units.find(std::string(end, text.data() + text.size()));
     if (error != std::errc() || unit == units.end() || !(number >= 0 && number * unit->second <= LONGEST)) {
-        throw create_usage_failure("'" + text + "' is no time: write 10, 2.5, 500ms, 5m or 1h");
+        throw create_usage_failure("'" + text + "' is not a duration (10, 2.5, 500ms, 5m, 1h)");
     }
     return std::chrono::milliseconds(std::llround(number * unit->second));
 }

@@ -11,7 +11,7 @@
 
 namespace xmlda {
 
-enum class Command { STATUS, BROWSE, READ, WRITE, WATCH };
+enum class Command { STATUS, BROWSE, READ, GET, WRITE, WATCH };
 
 /// A value that a person wants to be written.
 struct Assignment {
@@ -23,20 +23,28 @@ struct Assignment {
 struct Arguments {
     Command command = Command::STATUS;
     std::string url;
-    std::vector<ItemAddress> items;  ///< of read and watch; of browse one, with an empty name for the root
+    std::vector<ItemAddress>
+        items;  ///< of read, get and watch; of browse one, with an empty name for the root
     std::vector<Assignment> assignments;  ///< of write
     bool json = false;
     bool show_xml = false;
     HttpSettings http;
 
-    bool recursive = false;   ///< of browse
-    bool properties = false;  ///< of browse
-    bool names_only = false;  ///< of browse
+    std::optional<bool> has_colors;  ///< if it is said
+
+    bool recursive = false;        ///< of browse, read and watch
+    bool properties = false;       ///< of browse
+    bool with_values = false;      ///< of browse
+    bool names_only = false;       ///< of browse
+    bool without_quality = false;  ///< of read, get and watch: do not ask for units and qualities
+    bool utc = false;              ///< of read, write and watch: times in full, in UTC
 
     bool values_only = false;  ///< of read
 
     std::optional<std::string> type;  ///< of write: of all values, as `to_type_name` gives it
     bool without_values = false;      ///< of write: do not ask for the values after the write
+    bool force = false;               ///< of write: also what is outside of an item's limits
+    bool dry_run = false;             ///< of write: only show what would be written
 
     std::chrono::milliseconds interval{1000};           ///< of watch: between two polls
     std::optional<std::chrono::milliseconds> duration;  ///< of watch: how long

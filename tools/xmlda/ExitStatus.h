@@ -19,6 +19,8 @@ enum class ExitStatus : int {
     MISSING_ITEM = 11,        ///< something that was asked for does not appear in the reply
     ITEM_ERROR = 12,          ///< the server gave an error code for an item
     NOT_WRITTEN = 13,         ///< the server did not acknowledge a write
+    BAD_QUALITY = 14,         ///< of get: the value's quality is bad
+    NOT_RUNNING = 15,         ///< of status: the server says that it is not running
 };
 
 }  // namespace xmlda

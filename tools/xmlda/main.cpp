@@ -21,11 +21,26 @@ void run_command(Client& client, const Arguments& arguments, Console& console) {
             return run_browse(client, arguments, console);
         case Command::READ:
             return run_read(client, arguments, console);
+        case Command::GET:
+            return run_get(client, arguments, console);
         case Command::WRITE:
             return run_write(client, arguments, console);
         case Command::WATCH:
             return run_watch(client, arguments, console);
     }
+}
+
+/// Says once what a server says that is not running as it should. Status and watch do so themselves.
+void report_states(Client& client, const Arguments& arguments, Console& console) {
+    if (arguments.command == Command::STATUS || arguments.command == Command::WATCH) {
+        return;
+    }
+    client.on_header([&console, is_said = false](const ReplyHeader& header) mutable {
+        if (!is_said && !is_running(header)) {
+            is_said = true;
+            console.report("the server's state is '" + header.server_state + "'");
+        }
+    });
 }
 
 void run(int argc, char** argv, Console& console) {
@@ -36,6 +51,8 @@ void run(int argc, char** argv, Console& console) {
         const Arguments& arguments = command_line.arguments;
         Client client(parse_endpoint(arguments.url), arguments.http,
                       arguments.show_xml ? &console.get_errors() : nullptr);
+        console.set_colors(arguments.has_colors.value_or(console.has_colors()));
+        report_states(client, arguments, console);
         run_command(client, arguments, console);
     }
     console.flush();

@@ -1,3 +1,4 @@
+#include "client/ItemFacts.h"
 #include "client/errors.h"
 #include "client/replies.h"
 #include "tools/FakeServer.h"
@@ -173,6 +174,55 @@ TEST(ReplyParsing, PropertiesOfSeveralItems) {
     EXPECT_EQ(reply.items[0].find("quality"), nullptr);
     EXPECT_EQ(reply.items[0].get_text("quality"), "");
     EXPECT_EQ(reply.items[1].item_name, "y");
+}
+
+TEST(ReplyParsing, QualitiesInAttributes) {
+    const PropertiesReply reply = parse_properties_reply(to_envelope(R"(
+        <da:GetPropertiesResponse><da:PropertyLists ItemName="x">
+          <da:Properties Name="da:quality">
+            <da:Value i:type="da:OPCQuality" QualityField="badSensorFailure" LimitField="low" VendorField="3"/>
+          </da:Properties>
+        </da:PropertyLists></da:GetPropertiesResponse>)"));
+
+    ASSERT_EQ(reply.items.size(), 1U);
+    EXPECT_EQ(reply.items[0].get_text("quality"), "badSensorFailure, limit low, vendor 3");
+    const Quality quality = to_facts(reply.items[0]).quality.value();
+    EXPECT_EQ(quality, (Quality{"badSensorFailure", "low", "3"}));
+    EXPECT_TRUE(quality.is_bad());
+    EXPECT_EQ(to_quality("good"), Quality());
+    EXPECT_EQ(to_quality("good, vendor 7"), (Quality{"good", "none", "7"}));
+}
+
+TEST(ReplyParsing, Facts) {
+    const PropertiesReply reply = parse_properties_reply(to_envelope(R"(
+        <da:GetPropertiesResponse xmlns:telvix="urn:t"><da:PropertyLists ItemName="/x">
+          <da:Properties Name="da:dataType"><da:Value i:type="x:QName">x:int</da:Value></da:Properties>
+          <da:Properties Name="da:euInfo"><da:Value i:type="da:ArrayOfString">
+            <da:string>off</da:string><da:string>on</da:string></da:Value></da:Properties>
+          <da:Properties Name="telvix:fractionalDigits"><da:Value i:type="x:int">2</da:Value></da:Properties>
+          <da:Properties Name="da:highEU"><da:Value i:type="x:int">7</da:Value></da:Properties>
+        </da:PropertyLists></da:GetPropertiesResponse>)"));
+    const ItemFacts facts = to_facts(reply.items.at(0));
+
+    EXPECT_EQ(facts.type, "int");
+    EXPECT_EQ(*facts.find_symbol("1"), "on");
+    EXPECT_EQ(facts.find_symbol("2"), nullptr);
+    EXPECT_EQ(facts.find_symbol("-1"), nullptr);
+    EXPECT_EQ(facts.fractional_digits, 2);
+    EXPECT_EQ(facts.high, "7");
+    EXPECT_EQ(facts.low, "");
+    EXPECT_EQ(facts.quality, std::nullopt);
+}
+
+TEST(ReplyParsing, PropertiesAreSortedByNamesOrInOrder) {
+    const ItemProperties b{.item_name = "/b", .item_path = "", .result = {}, .properties = {}};
+    const ItemProperties nameless;
+    const std::vector<ItemProperties> named = {b};
+    const std::vector<ItemProperties> two = {nameless, nameless};
+
+    EXPECT_THAT(sort_properties({{"a", ""}, {"b", ""}, {"/b", ""}}, named),
+                ElementsAre(nullptr, &named[0], &named[0]));
+    EXPECT_THAT(sort_properties({{"a", ""}, {"b", ""}}, two), ElementsAre(&two[0], &two[1]));
 }
 
 TEST(ReplyParsing, CancelSaysNothing) {

@@ -16,7 +16,7 @@ Browser::Browser(Client& client, Console& console, Options options)
     : client_(client),
       console_(console),
       progress_(console.is_error_terminal() ? &console.get_errors() : nullptr),
-      options_(options) {}
+      options_(std::move(options)) {}
 
 void Browser::collect(const ItemAddress& address, std::vector<BrowseNode>& nodes) {
     add_elements(address, nodes);
@@ -36,8 +36,11 @@ void Browser::add_elements(const ItemAddress& address, std::vector<BrowseNode>& 
     std::string continuation_point;
     bool has_more = true;
     while (has_more) {
-        BrowseReply reply = client_.call(
-            create_browse_request(address, options_.with_properties, continuation_point), parse_browse_reply);
+        const Request request =
+            options_.names.empty()
+                ? create_browse_request(address, options_.with_properties, continuation_point)
+                : create_browse_request(address, options_.names, continuation_point);
+        BrowseReply reply = client_.call(request, parse_browse_reply);
         for (BrowseElement& element : reply.elements) {
             nodes.push_back({std::move(element), "", {}});
         }

@@ -6,6 +6,7 @@
 #include "xmlda/print/Progress.h"
 #include "xmlda/soap/Client.h"
 
+#include <string>
 #include <vector>
 
 namespace xmlda {
@@ -18,6 +19,7 @@ public:
     struct Options {
         bool recursive = false;
         bool with_properties = false;
+        std::vector<std::string> names;  ///< of the properties that are wanted, if not all
     };
 
     Browser(Client& client, Console& console, Options options);

@@ -1,46 +1,24 @@
 #include "xmlda/commands/LiveTable.h"
 
+#include "xmlda/print/Style.h"
 #include "xmlda/print/Table.h"
-#include "xmlda/print/item_output.h"
+#include "xmlda/print/clock_text.h"
 #include "xmlda/text/printable.h"
 #include "xmlda/text/width.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 
 namespace xmlda {
 namespace {
 
-constexpr char BOLD[] = "\x1b[1m";
-constexpr char UNDERLINED[] = "\x1b[4m";
-constexpr char PLAIN[] = "\x1b[0m";
-constexpr std::size_t WIDEST_VALUE = 32;
 constexpr char WIPE_BELOW[] = "\x1b[J";
-
-std::string get_clock() {
-    const std::time_t now = std::time(nullptr);
-    std::tm parts = {};
-    ::localtime_r(&now, &parts);
-    std::array<char, 16> text;
-    return {text.data(), std::strftime(text.data(), text.size(), "%H:%M:%S", &parts)};
-}
-
-std::vector<std::string> to_row(const std::string& name, const std::optional<ItemReply>& item) {
-    if (!item) {
-        return {to_printable(name), "-"};
-    }
-    return {to_printable(name), item->has_error() ? "-" : cut_to_width(get_value_text(*item), WIDEST_VALUE),
-            to_printable(item->timestamp.value_or("")), get_quality_text(*item),
-            item->result ? to_printable(item->result->to_text()) : ""};
-}
 
 }  // namespace
 
 LiveTable::LiveTable(const Arguments& arguments, Console& console)
     : arguments_(arguments), console_(console), rows_(arguments.items.size()) {}
 
-void LiveTable::show_change(std::size_t index, const ItemReply& item) {
+void LiveTable::show_change(std::size_t index, const ShownItem& item) {
     rows_[index] = {item, true};
     ++changes_;
 }
@@ -53,42 +31,51 @@ void LiveTable::end_reply() {
 }
 
 void LiveTable::make_way() {
-    height_ = 0;  // the table stays where it is, the next one is drawn below
+    go_back();
+    console_.get_output() << std::flush;
+}
+
+void LiveTable::come_back() {
+    if (changes_ > 0) {
+        draw();
+    }
 }
 
 void LiveTable::end_interrupted() {
     console_.get_output() << '\n';  // ends the line with "^C"
 }
 
-void LiveTable::draw() {
+void LiveTable::go_back() {
     std::ostream& stream = console_.get_output();
     if (height_ > 0) {
         stream << "\x1b[" << height_ << 'A';
     }
-    const std::vector<std::string> lines = get_lines();
     stream << '\r' << WIPE_BELOW;
+    height_ = 0;
+}
+
+void LiveTable::draw() {
+    const std::vector<std::string> lines = get_lines();
+    go_back();
     for (const std::string& line : lines) {
-        stream << line << '\n';
+        console_.get_output() << line << '\n';
     }
     height_ = lines.size();
     console_.flush();
 }
 
 std::vector<std::string> LiveTable::get_lines() {
+    const char* const changed = console_.get_style(style::CHANGED).empty() ? style::BOLD : style::CHANGED;
     Table table;
-    table.add_row({"Item", "Value", "Timestamp", "Quality", "Result"});
+    table.add_row({"Item", "Value", "Time", "Quality", "Result"}, style::UNDERLINED);
     for (std::size_t i = 0; i < rows_.size(); ++i) {
-        table.add_row(to_row(arguments_.items[i].name, rows_[i].item));
+        table.add_row(get_cells(i), rows_[i].is_fresh ? changed : "");
     }
     table.set_headed();
     table.keep_widths(widths_);
 
     const TerminalSize size = console_.get_size();
-    std::vector<std::string> lines = table.to_lines();
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        const char* const style = i == 0 ? UNDERLINED : rows_[i - 1].is_fresh ? BOLD : "";
-        lines[i] = style + cut_to_width(lines[i], size.columns - 1) + (*style == '\0' ? "" : PLAIN);
-    }
+    std::vector<std::string> lines = table.to_lines(size.columns - 1);
     const std::size_t room = std::max<std::size_t>(size.rows, 4) - 2;  // below it the footer and the cursor
     if (lines.size() > room) {
         const std::size_t hidden = lines.size() - room + 1;
@@ -97,6 +84,19 @@ std::vector<std::string> LiveTable::get_lines() {
     }
     lines.push_back(cut_to_width(get_footer(), size.columns - 1));
     return lines;
+}
+
+std::vector<Cell> LiveTable::get_cells(std::size_t index) const {
+    const std::string& name = arguments_.items[index].name;
+    const auto& item = rows_[index].item;
+    if (!item) {
+        return {to_printable(name), "-"};
+    }
+    auto cells = to_cells_for_people(name, *item, arguments_.utc, console_);
+    if (item->reply.has_error()) {
+        cells[1] = "-";
+    }
+    return cells;
 }
 
 std::string LiveTable::get_footer() const {

@@ -14,18 +14,22 @@ class LiveTable : public WatchView {
 public:
     LiveTable(const Arguments& arguments, Console& console);
 
-    void show_change(std::size_t index, const ItemReply& item) override;
+    void show_change(std::size_t index, const ShownItem& item) override;
     void end_reply() override;
     void make_way() override;
+    void come_back() override;
     void end_interrupted() override;
 
 private:
     struct Row {
-        std::optional<ItemReply> item;
+        std::optional<ShownItem> item;
         bool is_fresh = false;  // changed by the latest reply
     };
 
+    /// Goes back to where the table begins, and wipes what is there and below.
+    void go_back();
     void draw();
+    std::vector<Cell> get_cells(std::size_t index) const;
     std::vector<std::string> get_lines();
     std::string get_footer() const;
 

@@ -3,6 +3,8 @@
 #include "client/requests.h"
 #include "xmlda/Failure.h"
 #include "xmlda/commands/commands.h"
+#include "xmlda/commands/facts.h"
+#include "xmlda/commands/select_items.h"
 #include "xmlda/print/item_output.h"
 
 #include <algorithm>
@@ -36,8 +38,9 @@ bool may_pass(const Failure& failure) {
     }
 }
 
-bool is_same(const ItemReply& left, const ItemReply& right) {
-    return left.value == right.value && left.quality == right.quality && left.result == right.result;
+bool is_same(const ShownItem& left, const ShownItem& right) {
+    return left.reply.value == right.reply.value && left.get_quality() == right.get_quality() &&
+           left.reply.result == right.reply.result;
 }
 
 std::string to_seconds(milliseconds time) {
@@ -54,10 +57,12 @@ Watch::Watch(Client& client, const Arguments& arguments, Console& console)
       view_(create_watch_view(arguments, console)),
       latest_(arguments.items.size()) {
     client_.get_transport().set_interruption(&interruption_);
+    client_.on_header([this](const ReplyHeader& header) { take_header(header); });
 }
 
 Watch::~Watch() {
     client_.get_transport().set_interruption(nullptr);
+    client_.on_header(nullptr);
 }
 
 void Watch::run() {
@@ -112,10 +117,6 @@ void Watch::call_server() {
 void Watch::call_server_patiently() {
     try {
         call_server();
-        if (end_of_patience_) {
-            end_of_patience_.reset();
-            say("the connection is back");
-        }
     } catch (const Failure& failure) {
         if (!may_pass(failure)) {
             throw;
@@ -129,6 +130,7 @@ void Watch::subscribe() {
         create_subscribe_request(arguments_.items, arguments_.interval, get_ping_rate(arguments_)),
         parse_subscribe_reply);
     subscription_ = reply.handle;
+    asks_for_facts_ = !arguments_.without_quality;
     report_absent(reply.items);
     take(reply.items);
     if (subscription_.empty() && !is_hopeless_) {
@@ -149,6 +151,7 @@ void Watch::poll() {
             take(reply.items);
         }
     } catch (const ServerFault& fault) {
+        take_answer();
         if (fault.get_code() == "E_NOSUBSCRIPTION") {
             renew();
         } else if (fault.get_code() !=
@@ -169,6 +172,7 @@ void Watch::cancel() {
         return;
     }
     client_.get_transport().set_interruption(nullptr);
+    client_.on_header(nullptr);
     const std::string subscription = std::move(subscription_);
     subscription_.clear();
     try {
@@ -179,14 +183,26 @@ void Watch::cancel() {
 }
 
 void Watch::take(const std::vector<ItemReply>& items) {
+    std::vector<std::size_t> indices;
+    std::vector<ItemAddress> addresses;
+    std::vector<std::optional<ItemReply>> replies;
     for (const ItemReply& item : items) {
         const auto index = matcher_.find(item);
+        if (index && !branches_.contains(*index)) {
+            indices.push_back(*index);
+            addresses.push_back(arguments_.items[*index]);
+            replies.emplace_back(item);
+        }
+    }
+    const auto shown = add_facts(client_, addresses, replies, asks_for_facts_);
+    for (std::size_t i = 0; i < shown.size(); ++i) {
+        auto& latest = latest_[indices[i]];
         const bool is_enough = arguments_.count && changes_ >= *arguments_.count;
-        if (!index || is_enough || (latest_[*index] && is_same(*latest_[*index], item))) {
+        if (is_enough || (latest && is_same(*latest, *shown[i]))) {
             continue;
         }
-        latest_[*index] = item;
-        view_->show_change(*index, item);
+        latest = shown[i];
+        view_->show_change(indices[i], *latest);
         ++changes_;
     }
     view_->end_reply();
@@ -195,21 +211,48 @@ void Watch::take(const std::vector<ItemReply>& items) {
 void Watch::report_absent(const std::vector<ItemReply>& items) {
     const auto sorted = matcher_.sort(items);
     std::size_t absent = 0;
+    view_->make_way();
     for (std::size_t i = 0; i < sorted.size(); ++i) {
-        if (!sorted[i] || sorted[i]->has_error()) {
+        // Some servers answer for a branch, with an item that holds nothing.
+        const bool is_empty = sorted[i] && !sorted[i]->value && !sorted[i]->has_error();
+        if (is_empty && is_branch(client_, console_, arguments_.items[i])) {
+            branches_.insert(i);
+        }
+        if (!sorted[i] || branches_.contains(i)) {
             ++absent;
-            view_->make_way();
-            console_.report(sorted[i] ? ExitStatus::ITEM_ERROR : ExitStatus::MISSING_ITEM,
-                            arguments_.items[i].name + ": " + get_error_text(sorted[i]));
+            console_.report(
+                ExitStatus::MISSING_ITEM,
+                arguments_.items[i].name + ": " + explain_missing(client_, console_, arguments_.items[i]));
+        } else if (sorted[i]->has_error()) {
+            ++absent;
+            console_.report(ExitStatus::ITEM_ERROR,
+                            arguments_.items[i].name + ": " + get_error_text(*sorted[i]));
         }
     }
     // After a restart a server may not have its items yet.
     is_hopeless_ = absent == sorted.size() && !was_subscribed_;
 }
 
+void Watch::take_answer() {
+    if (end_of_patience_) {
+        end_of_patience_.reset();
+        say("the connection is back");
+    }
+}
+
+void Watch::take_header(const ReplyHeader& header) {
+    take_answer();
+    const std::string state = is_running(header) ? "" : header.server_state;
+    if (state != state_) {
+        state_ = state;
+        say(state.empty() ? "the server is running again" : "the server's state is '" + state + "'");
+    }
+}
+
 void Watch::say(const std::string& message) {
     view_->make_way();
     console_.report(message);
+    view_->come_back();
 }
 
 void Watch::bear(const Failure& failure) {
@@ -225,7 +268,9 @@ void Watch::bear(const Failure& failure) {
 }
 
 void run_watch(Client& client, const Arguments& arguments, Console& console) {
-    Watch(client, arguments, console).run();
+    Arguments selected = arguments;
+    selected.items = select_items(client, arguments, console);
+    Watch(client, selected, console).run();
 }
 
 }  // namespace xmlda

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,9 @@ private:
     void report_absent(const std::vector<ItemReply>& items);
     /// Prints a message beside the items.
     void say(const std::string& message);
+    /// The server has answered: a lost connection is back.
+    void take_answer();
+    void take_header(const ReplyHeader& header);
     /// Says once that the connection is lost. Throws the failure when the patience is used up.
     void bear(const Failure& failure);
 
@@ -62,7 +66,10 @@ private:
     std::string subscription_;                 // empty while there is none
     bool was_subscribed_ = false;
     bool is_hopeless_ = false;  // the server knows none of the items
-    std::vector<std::optional<ItemReply>> latest_;
+    std::vector<std::optional<ShownItem>> latest_;
+    std::set<std::size_t> branches_;  // among the items: they have no values
+    bool asks_for_facts_ = true;      // until the server does not answer
+    std::string state_;               // of the server, as it said last
     std::size_t changes_ = 0;
 };
 

@@ -20,17 +20,18 @@ public:
         }
     }
 
-    void show_change(std::size_t index, const ItemReply& item) override {
+    void show_change(std::size_t index, const ShownItem& item) override {
         const std::string quality = get_quality_text(item);
-        const std::string note = item.result ? "  " + to_printable(item.result->to_text()) : "";
-        console_.get_output() << to_printable(item.timestamp.value_or("-")) << "  "
+        const std::string note = item.reply.result ? "  " + to_printable(item.reply.result->to_text()) : "";
+        console_.get_output() << to_printable(item.reply.timestamp.value_or("-")) << "  "
                               << pad_to_width(to_printable(arguments_.items[index].name), width_) << "  "
-                              << get_value_text(item) << (quality.empty() ? "" : "  " + quality) << note
+                              << get_value_text(item.reply) << (quality.empty() ? "" : "  " + quality) << note
                               << '\n';
     }
 
     void end_reply() override { console_.flush(); }
     void make_way() override {}
+    void come_back() override {}
 
 private:
     const Arguments& arguments_;
@@ -43,7 +44,7 @@ class JsonLines : public WatchView {
 public:
     JsonLines(const Arguments& arguments, Console& console) : arguments_(arguments), console_(console) {}
 
-    void show_change(std::size_t index, const ItemReply& item) override {
+    void show_change(std::size_t index, const ShownItem& item) override {
         JsonWriter json(console_.get_output(), JsonWriter::Layout::ONE_LINE);
         write_item(json, arguments_.items[index].name, item);
         console_.get_output() << '\n';
@@ -51,6 +52,7 @@ public:
 
     void end_reply() override { console_.flush(); }
     void make_way() override {}
+    void come_back() override {}
 
 private:
     const Arguments& arguments_;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "client/replies.h"
 #include "xmlda/Arguments.h"
 #include "xmlda/print/Console.h"
+#include "xmlda/print/item_output.h"
 
 #include <cstddef>
 #include <memory>
@@ -16,13 +16,14 @@ public:
 
     /// An item has changed, or is seen for the first time.
     /// @param index  of the item in the arguments
-    virtual void show_change(std::size_t index, const ItemReply& item) = 0;
+    virtual void show_change(std::size_t index, const ShownItem& item) = 0;
 
     /// Everything that one reply brought has been shown.
     virtual void end_reply() = 0;
 
-    /// Something else is going to be printed on the same terminal.
+    /// Something else is going to be printed on the same terminal, up to `come_back`.
     virtual void make_way() = 0;
+    virtual void come_back() = 0;
 
     /// Ctrl-C was pressed, and the terminal has shown it.
     virtual void end_interrupted() {}

@@ -1,3 +1,5 @@
+#include "client/ItemFacts.h"
+#include "client/property_names.h"
 #include "xmlda/commands/Browser.h"
 #include "xmlda/commands/commands.h"
 #include "xmlda/print/Tree.h"
@@ -36,22 +38,76 @@ std::string get_address_text(const BrowseElement& element) {
            (element.item_path.empty() ? "" : "  in " + to_printable(element.item_path));
 }
 
-TreeNode to_tree(const BrowseNode& node) {
-    const BrowseElement& element = node.element;
-    TreeNode drawn{.label = to_printable(element.name) + (element.has_children ? "/" : "") +
-                            (node.note.empty() ? "" : ' ' + node.note),
-                   .remark = get_address_text(element),
-                   .details = to_details(element.properties),
-                   .children = {}};
-    std::transform(node.children.begin(), node.children.end(), std::back_inserter(drawn.children), to_tree);
-    return drawn;
+/// An element as the item that it is, with its value.
+ShownItem to_item(const BrowseElement& element) {
+    ItemProperties properties;
+    properties.properties = element.properties;
+    ShownItem item;
+    item.facts = to_facts(properties);
+    if (const Value* const value = properties.find(property_names::VALUE)) {
+        item.reply.value = *value;
+    }
+    const std::string time = properties.get_text(property_names::TIMESTAMP);
+    if (!time.empty()) {
+        item.reply.timestamp = time;
+    }
+    return item;
 }
 
-void print_tree(const std::string& title, const std::vector<BrowseNode>& nodes, Console& console) {
-    TreeNode root{.label = to_printable(title), .remark = "", .details = {}, .children = {}};
-    std::transform(nodes.begin(), nodes.end(), std::back_inserter(root.children), to_tree);
-    print_tree(console.get_output(), root, console.has_lines());
-}
+/// Makes a tree that can be drawn of what browsing found.
+class Drawing {
+public:
+    Drawing(const Arguments& arguments, const Console& console) : arguments_(arguments), console_(console) {}
+
+    TreeNode draw(const std::string& title, const std::vector<BrowseNode>& nodes) const {
+        TreeNode root{.label = to_printable(title), .remark = "", .details = {}, .children = {}};
+        add_children(root, nodes);
+        return root;
+    }
+
+    TreeNode draw_leaf(const BrowseElement& element) const {
+        return {.label = to_printable(element.item_name),
+                .remark = "",
+                .details = to_details(element.properties),
+                .children = {}};
+    }
+
+private:
+    void add_children(TreeNode& parent, const std::vector<BrowseNode>& nodes) const {
+        for (const BrowseNode& node : nodes) {
+            parent.children.push_back(draw(node));
+        }
+    }
+
+    TreeNode draw(const BrowseNode& node) const {
+        const BrowseElement& element = node.element;
+        TreeNode drawn{.label = to_printable(element.name) + (element.has_children ? "/" : "") +
+                                (node.note.empty() ? "" : ' ' + node.note),
+                       .remark = get_address_text(element),
+                       .details = {},
+                       .children = {}};
+        if (arguments_.with_values) {
+            show_value(element, drawn);
+        } else {
+            drawn.details = to_details(element.properties);
+        }
+        add_children(drawn, node.children);
+        return drawn;
+    }
+
+    void show_value(const BrowseElement& element, TreeNode& drawn) const {
+        const ShownItem item = to_item(element);
+        const Quality quality = item.facts.quality.value_or(Quality());
+        drawn.remark = item.reply.value ? get_value_text(item) : "";
+        if (quality != Quality()) {
+            drawn.remark += (drawn.remark.empty() ? "" : "  ") + to_printable(quality.to_text());
+            drawn.style = console_.get_style(quality);
+        }
+    }
+
+    const Arguments& arguments_;
+    const Console& console_;
+};
 
 void write_properties(JsonWriter& json, const std::vector<Property>& properties) {
     json.key("properties").begin_array();
@@ -82,6 +138,9 @@ void write_nodes(JsonWriter& json, const std::vector<BrowseNode>& nodes, const A
         if (arguments.properties) {
             write_properties(json, node.element.properties);
         }
+        if (arguments.with_values) {
+            write_details(json, to_item(node.element));
+        }
         if (arguments.recursive && node.element.has_children) {
             json.key("children");
             write_nodes(json, node.children, arguments);
@@ -94,7 +153,9 @@ void write_nodes(JsonWriter& json, const std::vector<BrowseNode>& nodes, const A
 void print_names(const std::vector<BrowseNode>& nodes, std::ostream& stream) {
     for (const BrowseNode& node : nodes) {
         if (!node.element.item_name.empty()) {
-            stream << to_printable(node.element.item_name) << '\n';
+            const std::string& path = node.element.item_path;
+            stream << to_printable(node.element.item_name) << (path.empty() ? "" : '\t' + to_printable(path))
+                   << '\n';
         }
         print_names(node.children, stream);
     }
@@ -109,8 +170,42 @@ void print(const Arguments& arguments, const std::string& title, const std::vect
     } else if (arguments.names_only) {
         print_names(nodes, console.get_output());
     } else {
-        print_tree(title, nodes, console);
+        // Item names are there to be copied: they are never cut.
+        print_tree(console.get_output(), Drawing(arguments, console).draw(title, nodes), console.has_lines(),
+                   arguments.with_values ? console.get_width() : Table::ANY_WIDTH);
     }
+}
+
+/// Shows the properties of an item that has nothing below it.
+/// @return whether the server has any of it
+bool show_leaf(Client& client, const Arguments& arguments, const ItemAddress& address, Console& console) {
+    const PropertiesReply reply = client.call(create_properties_request({address}), parse_properties_reply);
+    if (reply.items.empty() || (reply.items.front().result && reply.items.front().result->is_error())) {
+        return false;
+    }
+    BrowseElement element{.name = address.name,
+                          .item_name = address.name,
+                          .item_path = address.path,
+                          .is_item = true,
+                          .has_children = false,
+                          .properties = reply.items.front().properties};
+    if (arguments.json) {
+        print(arguments, "", {{std::move(element), "", {}}}, console);
+    } else {
+        print_tree(console.get_output(), Drawing(arguments, console).draw_leaf(element), console.has_lines(),
+                   console.get_width());
+    }
+    return true;
+}
+
+Browser::Options get_options(const Arguments& arguments) {
+    Browser::Options options{
+        .recursive = arguments.recursive, .with_properties = arguments.properties, .names = {}};
+    if (arguments.with_values && !arguments.properties) {
+        options.names = get_fact_names();
+        options.names.insert(options.names.end(), {property_names::VALUE, property_names::TIMESTAMP});
+    }
+    return options;
 }
 
 }  // namespace
@@ -119,10 +214,18 @@ void run_browse(Client& client, const Arguments& arguments, Console& console) {
     const ItemAddress& begin = arguments.items.front();
     const std::string title =
         begin.name.empty() ? client.get_transport().get_endpoint().get_url() : begin.name;
+    const bool may_be_leaf = arguments.properties && !begin.name.empty();
     std::vector<BrowseNode> nodes;
     try {
-        Browser(client, console, {arguments.recursive, arguments.properties}).collect(begin, nodes);
-    } catch (const Failure&) {
+        Browser(client, console, get_options(arguments)).collect(begin, nodes);
+        if (nodes.empty() && may_be_leaf && show_leaf(client, arguments, begin, console)) {
+            return;
+        }
+    } catch (const Failure& failure) {
+        const bool is_refused = failure.get_status() == ExitStatus::FAULT && nodes.empty();
+        if (is_refused && may_be_leaf && show_leaf(client, arguments, begin, console)) {
+            return;
+        }
         if (!nodes.empty()) {
             print(arguments, title, nodes, console);  // what was found until then
             console.flush();

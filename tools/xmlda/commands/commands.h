@@ -14,6 +14,7 @@ namespace xmlda {
 void run_status(Client& client, const Arguments& arguments, Console& console);
 void run_browse(Client& client, const Arguments& arguments, Console& console);
 void run_read(Client& client, const Arguments& arguments, Console& console);
+void run_get(Client& client, const Arguments& arguments, Console& console);
 void run_write(Client& client, const Arguments& arguments, Console& console);
 /// Ends on Ctrl-C, after the time or the number of changes that the arguments give, or when a lost connection
 /// does not come back; the subscription is cancelled in each case.

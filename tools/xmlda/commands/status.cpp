@@ -65,6 +65,10 @@ void run_status(Client& client, const Arguments& arguments, Console& console) {
     } else {
         print_table(reply, console.get_output());
     }
+    console.flush();
+    if (!is_running(reply.header)) {
+        console.report(ExitStatus::NOT_RUNNING, "the server's state is '" + reply.header.server_state + "'");
+    }
 }
 
 }  // namespace xmlda

@@ -1,34 +1,19 @@
+#include "client/ItemFacts.h"
 #include "client/ItemMatcher.h"
 #include "client/outgoing_value.h"
-#include "client/property_names.h"
 #include "client/replies.h"
 #include "client/type_names.h"
 #include "xmlda/commands/commands.h"
+#include "xmlda/commands/select_items.h"
 #include "xmlda/print/Table.h"
 #include "xmlda/print/item_output.h"
 #include "xmlda/text/printable.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace xmlda {
 namespace {
-
-/// What must be known of an item before a person's text can be written to it.
-struct ItemFacts {
-    std::string type;                  // empty if nobody knows
-    std::string access_rights;         // "readable" and so on; empty if the server does not say
-    std::vector<std::string> symbols;  // of an enumerated item, from 0 on
-};
-
-std::vector<std::string> get_symbols(const ItemProperties& properties) {
-    std::vector<std::string> symbols;
-    if (const Value* const value = properties.find(property_names::EU_INFO)) {
-        for (const Value& member : value->members) {
-            symbols.push_back(member.text);
-        }
-    }
-    return symbols;
-}
 
 /// The type of the value that the item has now, for servers that do not tell an item's type.
 std::string read_type(Client& client, const ItemAddress& address) {
@@ -37,10 +22,9 @@ std::string read_type(Client& client, const ItemAddress& address) {
     return item && item->value ? item->value->type : "";
 }
 
-ItemFacts get_facts(Client& client, const ItemAddress& address) {
-    using namespace property_names;
-    const PropertiesReply reply = client.call(
-        create_properties_request({address}, {DATA_TYPE, ACCESS_RIGHTS, EU_INFO}), parse_properties_reply);
+ItemFacts get_facts(Client& client, Console& console, const ItemAddress& address) {
+    const PropertiesReply reply =
+        client.call(create_properties_request({address}, get_fact_names()), parse_properties_reply);
     if (reply.items.empty()) {
         throw Failure(ExitStatus::MISSING_ITEM, "the server does not know it");
     }
@@ -48,15 +32,15 @@ ItemFacts get_facts(Client& client, const ItemAddress& address) {
     if (properties.result && properties.result->is_error()) {
         throw Failure(ExitStatus::ITEM_ERROR, properties.result->to_text());
     }
-    ItemFacts facts{.type = to_type_name(properties.get_text(DATA_TYPE)),
-                    .access_rights = properties.get_text(ACCESS_RIGHTS),
-                    .symbols = get_symbols(properties)};
+    ItemFacts facts = to_facts(properties);
     if (!is_writable_type(facts.type)) {
         facts.type = read_type(client, address);
     }
     if (facts.type.empty()) {
         throw Failure(ExitStatus::NOT_WRITTEN,
-                      "the server tells no type, perhaps it holds no value (--type names one)");
+                      is_branch(client, console, address)
+                          ? "is a branch, which has no value"
+                          : "the server tells no type, perhaps it holds no value (--type names one)");
     }
     return facts;
 }
@@ -68,17 +52,73 @@ std::string to_symbol_number(const ItemFacts& facts, const std::string& text) {
     return is_symbol ? std::to_string(found - facts.symbols.begin()) : text;
 }
 
+std::string join_symbols(const ItemFacts& facts, bool with_numbers) {
+    std::string joined;
+    for (std::size_t i = 0; i < facts.symbols.size(); ++i) {
+        joined += (i == 0 ? "" : ", ") + (with_numbers ? std::to_string(i) + " (" : "") + facts.symbols[i] +
+                  (with_numbers ? ")" : "");
+    }
+    return joined;
+}
+
 /// What is written when a person typed `text`.
 OutgoingValue to_outgoing_value(const ItemFacts& facts, const std::string& text) {
     try {
         return parse_outgoing_value(facts.type, to_symbol_number(facts, text));
     } catch (const UnsuitableText& error) {
-        std::string message = error.what();
-        for (const std::string& symbol : facts.symbols) {
-            message += (&symbol == &facts.symbols.front() ? ", nor one of " : ", ") + symbol;
-        }
-        throw Failure(ExitStatus::USAGE, message);
+        throw Failure(
+            ExitStatus::USAGE,
+            error.what() + (facts.symbols.empty() ? "" : ", nor one of " + join_symbols(facts, false)));
     }
+}
+
+/// A number's text as a number, for comparisons.
+std::optional<double> to_number(const std::string& text) {
+    double number = 0;
+    const char* const begin = text.data() + (text.starts_with('+') ? 1 : 0);
+    const auto [end, error] = std::from_chars(begin, text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+/// Why a member of a value is outside of what the item is for; empty if it is not.
+std::string find_objection(const ItemFacts& facts, const std::string& text) {
+    const auto number = to_number(text);
+    if (!facts.symbols.empty()) {
+        return facts.find_symbol(text) == nullptr ? text + " is none of " + join_symbols(facts, true) : "";
+    }
+    const auto low = to_number(facts.low);
+    const auto high = to_number(facts.high);
+    const std::string unit = facts.unit.empty() ? "" : ' ' + facts.unit;
+    if (number && low && *number < *low) {
+        return text + " is below the limit of " + facts.low + unit;
+    }
+    return number && high && *number > *high ? text + " is above the limit of " + facts.high + unit : "";
+}
+
+/// Why a value is outside of what the item is for; empty if it is not.
+std::string find_objection(const ItemFacts& facts, const OutgoingValue& value) {
+    const std::string scalar = is_array_type(value.type) ? get_member_type(value.type) : value.type;
+    if (!is_number_type(scalar)) {
+        return "";
+    }
+    for (const std::string& text : value.texts) {
+        if (const std::string objection = find_objection(facts, text); !objection.empty()) {
+            return objection;
+        }
+    }
+    return "";
+}
+
+/// The value as if a server had it.
+Value to_value(const OutgoingValue& outgoing) {
+    if (!is_array_type(outgoing.type)) {
+        return {Value::Kind::SCALAR, outgoing.type, outgoing.texts.front(), {}};
+    }
+    Value value{Value::Kind::LIST, outgoing.type, "", {}};
+    for (const std::string& text : outgoing.texts) {
+        value.members.push_back({Value::Kind::SCALAR, get_member_type(outgoing.type), text, {}});
+    }
+    return value;
 }
 
 /// One run of the command.
@@ -95,6 +135,10 @@ public:
             console_.report("nothing was written");
             return;
         }
+        if (arguments_.dry_run) {
+            show_only();
+            return;
+        }
         write();
         print();
         report();
@@ -103,10 +147,16 @@ public:
 private:
     void prepare(const Assignment& assignment) {
         try {
-            const ItemFacts facts = arguments_.type ? ItemFacts{*arguments_.type, "", {}}
-                                                    : get_facts(client_, assignment.address);
-            items_.push_back({assignment.address, to_outgoing_value(facts, assignment.text)});
-            access_rights_.push_back(facts.access_rights);
+            ItemFacts facts;
+            if (arguments_.type) {
+                facts.type = *arguments_.type;
+            } else {
+                facts = get_facts(client_, console_, assignment.address);
+            }
+            const OutgoingValue value = to_outgoing_value(facts, assignment.text);
+            object(assignment.address, facts, value);
+            items_.push_back({assignment.address, value});
+            facts_.push_back(facts);
         } catch (const Failure& failure) {
             const bool is_about_item = failure.get_status() == ExitStatus::USAGE ||
                                        failure.get_status() == ExitStatus::MISSING_ITEM ||
@@ -117,6 +167,29 @@ private:
             }
             console_.report(failure.get_status(), assignment.address.name + ": " + failure.what());
         }
+    }
+
+    /// Refuses what the item is not for, or with "--force" warns of it.
+    void object(const ItemAddress& address, const ItemFacts& facts, const OutgoingValue& value) {
+        const std::string objection = find_objection(facts, value);
+        if (objection.empty()) {
+            return;
+        }
+        if (!arguments_.force) {
+            throw Failure(ExitStatus::USAGE, objection + " (--force writes it all the same)");
+        }
+        console_.report(address.name + ": " + objection);
+    }
+
+    /// Shows what would be written.
+    void show_only() {
+        for (std::size_t i = 0; i < items_.size(); ++i) {
+            ItemReply reply;
+            reply.value = to_value(items_[i].value);
+            replies_.emplace_back(std::move(reply));
+        }
+        print();
+        console_.report("nothing was written (--dry-run)");
     }
 
     void write() {
@@ -148,7 +221,7 @@ private:
         JsonWriter json(console_.get_output(), JsonWriter::Layout::INDENTED);
         json.begin_array();
         for (std::size_t i = 0; i < items_.size(); ++i) {
-            write_item(json, items_[i].address.name, replies_[i]);
+            write_item(json, items_[i].address.name, get_shown(i));
         }
         json.end_array();
         console_.get_output() << '\n';
@@ -158,14 +231,17 @@ private:
         Table table;
         for (std::size_t i = 0; i < items_.size(); ++i) {
             if (is_written(i)) {
-                auto cells = to_cells(items_[i].address.name, *replies_[i]);
+                auto cells =
+                    console_.is_terminal()
+                        ? to_cells_for_people(items_[i].address.name, *get_shown(i), arguments_.utc, console_)
+                        : to_cells(items_[i].address.name, *get_shown(i));
                 if (!replies_[i]->value) {
                     cells[1] = "written";
                 }
                 table.add_row(std::move(cells));
             }
         }
-        table.print(console_.get_output());
+        table.print(console_.get_output(), console_.get_width());
     }
 
     void report() {
@@ -179,17 +255,27 @@ private:
 
     std::string get_reason(std::size_t i) const {
         if (replies_[i]) {
-            return get_error_text(replies_[i]);
+            return get_error_text(*replies_[i]);
         }
-        return access_rights_[i] == "readable" ? "the server only allows to read it"
-                                               : "the server did not acknowledge it";
+        return facts_[i].access_rights == "readable" ? "the item is read-only"
+                                                     : "the server did not acknowledge it";
+    }
+
+    /// What is to be shown of an item. Its quality is that of before the write.
+    std::optional<ShownItem> get_shown(std::size_t i) const {
+        if (!replies_[i]) {
+            return std::nullopt;
+        }
+        ShownItem shown{*replies_[i], facts_[i]};
+        shown.facts.quality.reset();
+        return shown;
     }
 
     Client& client_;
     const Arguments& arguments_;
     Console& console_;
-    std::vector<WriteItem> items_;            // that could be prepared
-    std::vector<std::string> access_rights_;  // of these
+    std::vector<WriteItem> items_;  // that could be prepared
+    std::vector<ItemFacts> facts_;  // of these
     std::vector<std::optional<ItemReply>> replies_;
 };
 

@@ -10,7 +10,7 @@
 namespace xmlda {
 namespace {
 
-constexpr char NO_SERVER[] = "is no URL of a server: host or port is missing";
+constexpr char NO_SERVER[] = "is not the URL of a server: host or port is missing";
 
 Failure create_failure(const std::string& url, const std::string& reason) {
     return {ExitStatus::USAGE, "'" + url + "' " + reason};
@@ -24,7 +24,7 @@ public:
         const CURLUcode code = curl_url_set(handle_.get(), CURLUPART_URL, whole.c_str(),
                                             CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE);
         if (code != CURLUE_OK) {
-            throw create_failure(text, code == CURLUE_NO_HOST ? NO_SERVER : "is no URL");
+            throw create_failure(text, code == CURLUE_NO_HOST ? NO_SERVER : "is not a URL");
         }
     }
 
@@ -62,6 +62,9 @@ std::string Endpoint::get_url() const {
 }
 
 Endpoint parse_endpoint(const std::string& url) {
+    if (url.empty()) {
+        throw Failure(ExitStatus::USAGE, "the URL is empty");
+    }
     const Url parts(url);
     const std::string scheme = parts.get(CURLUPART_SCHEME);
     if (scheme != "http" && scheme != "https") {

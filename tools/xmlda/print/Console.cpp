@@ -1,5 +1,7 @@
 #include "xmlda/print/Console.h"
 
+#include "xmlda/print/Style.h"
+#include "xmlda/print/Table.h"
 #include "xmlda/text/printable.h"
 
 #include <cerrno>
@@ -20,6 +22,11 @@ bool can_be_drawn_over() {
     return ::isatty(STDOUT_FILENO) == 1 && terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
+bool has_text(const char* variable) {
+    const char* const text = std::getenv(variable);
+    return text != nullptr && *text != '\0';
+}
+
 bool is_utf8_locale() {
     return std::string_view(::nl_langinfo(CODESET)) == "UTF-8";
 }
@@ -35,9 +42,22 @@ bool is_reader_gone() {
 Console::Console(std::ostream& output, std::ostream& errors)
     : output_(output),
       errors_(errors),
+      is_terminal_(::isatty(STDOUT_FILENO) == 1),
       is_error_terminal_(::isatty(STDERR_FILENO) == 1),
       is_live_(can_be_drawn_over()),
-      has_lines_(is_utf8_locale()) {}
+      has_lines_(is_utf8_locale()),
+      has_colors_(is_live_ && !has_text("NO_COLOR")) {}
+
+std::size_t Console::get_width() const {
+    return is_terminal_ ? get_size().columns : Table::ANY_WIDTH;
+}
+
+std::string Console::get_style(const Quality& quality) const {
+    if (quality.is_bad()) {
+        return get_style(style::BAD);
+    }
+    return quality.is_uncertain() ? get_style(style::UNCERTAIN) : "";
+}
 
 TerminalSize Console::get_size() const {
     winsize size = {};

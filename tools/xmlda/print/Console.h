@@ -1,5 +1,6 @@
 #pragma once
 
+#include "client/Quality.h"
 #include "xmlda/ExitStatus.h"
 #include "xmlda/Failure.h"
 
@@ -29,6 +30,23 @@ public:
     /// Whether the output takes UTF-8.
     bool has_lines() const { return has_lines_; }
 
+    /// Whether the output is a terminal: then it is written for people, else for programs.
+    bool is_terminal() const { return is_terminal_; }
+
+    /// How wide the lines of the output may be.
+    std::size_t get_width() const;
+
+    bool has_colors() const { return has_colors_; }
+
+    /// Colours only where somebody sees them, and wants them (NO_COLOR), unless this says otherwise.
+    void set_colors(bool has_colors) { has_colors_ = has_colors; }
+
+    /// The style, one of Style.h, or nothing where the output is without colours.
+    std::string get_style(const char* style) const { return has_colors_ ? style : ""; }
+
+    /// The style that a quality deserves.
+    std::string get_style(const Quality& quality) const;
+
     /// The output terminal's size at present.
     TerminalSize get_size() const;
 
@@ -50,9 +68,11 @@ public:
 private:
     std::ostream& output_;
     std::ostream& errors_;
+    const bool is_terminal_;
     const bool is_error_terminal_;
     const bool is_live_;
     const bool has_lines_;
+    bool has_colors_;
     ExitStatus status_ = ExitStatus::SUCCESS;
 };
 

@@ -1,5 +1,6 @@
 #include "xmlda/print/Table.h"
 
+#include "xmlda/print/Style.h"
 #include "xmlda/text/width.h"
 
 #include <algorithm>
@@ -9,47 +10,93 @@ namespace {
 
 constexpr std::size_t GAP = 2;
 constexpr std::size_t WIDEST = 32;
+constexpr std::size_t VALUES = 1;  // the column
+constexpr std::size_t NARROWEST_VALUE = 8;
+
+/// Makes the values narrower until the columns fit, or are as narrow as they may be.
+void fit(std::vector<std::size_t>& widths, std::size_t width) {
+    std::size_t sum = 0;
+    for (const std::size_t column : widths) {
+        sum += column > 0 ? column + GAP : 0;
+    }
+    sum -= std::min(sum, GAP);
+    if (sum > width && widths.size() > VALUES && widths[VALUES] > NARROWEST_VALUE) {
+        const std::size_t excess = sum - width;
+        const std::size_t spare = widths[VALUES] - NARROWEST_VALUE;
+        widths[VALUES] -= std::min(excess, spare);
+    }
+}
+
+/// Builds one line from the left to the right.
+class Line {
+public:
+    Line(std::size_t width, const std::string& style) : room_(width), style_(style), text_(style) {}
+
+    void add(const Cell& cell, std::size_t width) {
+        const std::string shown = cut_to_width(cell.text, room_ - std::min(room_, gap_));
+        if (shown.empty()) {
+            gap_ += width + GAP;
+            return;
+        }
+        text_.append(gap_, ' ');
+        text_ += cell.style.empty() ? shown : cell.style + shown + style::PLAIN + style_;
+        const std::size_t used = get_width(shown);
+        room_ -= gap_ + used;
+        gap_ = width - std::min(width, used) + GAP;
+    }
+
+    std::string get() const { return style_.empty() ? text_ : text_ + style::PLAIN; }
+
+private:
+    std::size_t room_;
+    const std::string& style_;
+    std::string text_;
+    std::size_t gap_ = 0;  // blanks in front of the next text
+};
 
 }  // namespace
 
 void Table::keep_widths(std::vector<std::size_t>& widths) {
     least_widths_ = widths;
-    widths = get_widths();
+    widths = get_widths(WIDEST);
     least_widths_ = widths;
 }
 
-std::vector<std::string> Table::to_lines() const {
-    const std::vector<std::size_t> widths = get_widths();
+std::vector<std::string> Table::to_lines(std::size_t width) const {
+    std::vector<std::size_t> widths = get_widths(width == ANY_WIDTH ? WIDEST : width);
+    fit(widths, width);
     std::vector<std::string> lines;
-    for (const auto& row : rows_) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
+    for (const Row& row : rows_) {
+        Line line(width, row.style);
+        for (std::size_t i = 0; i < row.cells.size(); ++i) {
             if (widths[i] > 0) {
-                line += pad_to_width(row[i], widths[i]) + std::string(GAP, ' ');
+                const bool is_cut = i == VALUES && width != ANY_WIDTH;
+                line.add(is_cut ? Cell(cut_to_width(row.cells[i].text, widths[i]), row.cells[i].style)
+                                : row.cells[i],
+                         widths[i]);
             }
         }
-        line.resize(line.find_last_not_of(' ') + 1);
-        lines.push_back(std::move(line));
+        lines.push_back(line.get());
     }
     return lines;
 }
 
-void Table::print(std::ostream& stream) const {
-    for (const std::string& line : to_lines()) {
+void Table::print(std::ostream& stream, std::size_t width) const {
+    for (const std::string& line : to_lines(width)) {
         stream << line << '\n';
     }
 }
 
-std::vector<std::size_t> Table::get_widths() const {
+std::vector<std::size_t> Table::get_widths(std::size_t widest) const {
     std::vector<std::size_t> widths = least_widths_;
-    for (const auto& row : rows_) {
-        widths.resize(std::max(widths.size(), row.size()));
+    for (const Row& row : rows_) {
+        widths.resize(std::max(widths.size(), row.cells.size()));
     }
     for (std::size_t i = 0; i < widths.size(); ++i) {
-        for (const auto& row : rows_) {
-            if (i < row.size() && !is_empty(i)) {
-                const std::size_t width = get_width(row[i]);
-                widths[i] = std::max(widths[i], i == 0 ? width : std::min(width, WIDEST));
+        for (const Row& row : rows_) {
+            if (i < row.cells.size() && !is_empty(i)) {
+                const std::size_t width = get_width(row.cells[i].text);
+                widths[i] = std::max(widths[i], i == 0 ? width : std::min(width, widest));
             }
         }
     }
@@ -58,8 +105,9 @@ std::vector<std::size_t> Table::get_widths() const {
 
 bool Table::is_empty(std::size_t column) const {
     const auto first = rows_.begin() + (is_headed_ && !rows_.empty() ? 1 : 0);
-    return std::all_of(first, rows_.end(),
-                       [column](const auto& row) { return column >= row.size() || row[column].empty(); });
+    return std::all_of(first, rows_.end(), [column](const Row& row) {
+        return column >= row.cells.size() || row.cells[column].text.empty();
+    });
 }
 
 }  // namespace xmlda

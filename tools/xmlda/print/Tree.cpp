@@ -1,5 +1,6 @@
 #include "xmlda/print/Tree.h"
 
+#include "xmlda/print/Style.h"
 #include "xmlda/text/width.h"
 
 #include <algorithm>
@@ -24,6 +25,7 @@ constexpr Strokes ASCII{"|-- ", "`-- ", "|   ", "    ", "| "};
 struct Line {
     std::string text;
     std::string remark;
+    std::string style;
 };
 
 class Painter {
@@ -31,11 +33,11 @@ public:
     explicit Painter(const Strokes& strokes) : strokes_(strokes) {}
 
     void draw(const TreeNode& node, const std::string& leader, const std::string& continuation) {
-        lines_.push_back({leader + node.label, node.remark});
+        lines_.push_back({leader + node.label, node.remark, node.style});
         const char* const below = node.children.empty() ? "  " : strokes_.passing_detail;
         const std::string start = continuation + below;
         for (const std::string& detail : node.details) {
-            lines_.push_back({start + detail, ""});
+            lines_.push_back({start + detail, "", ""});
         }
         for (const TreeNode& child : node.children) {
             const bool is_last = &child == &node.children.back();
@@ -44,14 +46,19 @@ public:
         }
     }
 
-    void print(std::ostream& stream) const {
+    void print(std::ostream& stream, std::size_t room) const {
         std::size_t width = 0;
         for (const Line& line : lines_) {
-            width = std::max(width, line.remark.empty() ? 0 : get_width(line.text));
+            width = std::max(width, line.remark.empty() ? 0 : get_width(line.text) + GAP);
         }
         for (const Line& line : lines_) {
-            stream << (line.remark.empty() ? line.text : pad_to_width(line.text, width + GAP) + line.remark)
-                   << '\n';
+            if (line.remark.empty() || width >= room) {
+                stream << line.text << '\n';
+                continue;
+            }
+            const std::string remark = cut_to_width(line.remark, room - width);
+            stream << pad_to_width(line.text, width)
+                   << (line.style.empty() ? remark : line.style + remark + style::PLAIN) << '\n';
         }
     }
 
@@ -62,10 +69,10 @@ private:
 
 }  // namespace
 
-void print_tree(std::ostream& stream, const TreeNode& root, bool with_lines) {
+void print_tree(std::ostream& stream, const TreeNode& root, bool with_lines, std::size_t width) {
     Painter painter(with_lines ? LINES : ASCII);
     painter.draw(root, "", "");
-    painter.print(stream);
+    painter.print(stream, width);
 }
 
 }  // namespace xmlda

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "client/ItemFacts.h"
 #include "client/Value.h"
 
 #include <string>
@@ -11,5 +12,9 @@ namespace xmlda {
 /// where it would be misread without: if it is empty, begins or ends with a blank, begins with a quote or a
 /// bracket, holds control characters, or, in an array, a comma, a bracket or a quote.
 std::string to_text(const Value& value);
+
+/// The same with what the item's properties say: as many digits behind the point as mean something, the name
+/// of a number that has one, and the unit: "21.5 degC", "2 (manual)", "[1.50, 2.50] bar".
+std::string to_text(const Value& value, const ItemFacts& facts);
 
 }  // namespace xmlda

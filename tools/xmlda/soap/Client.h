@@ -1,10 +1,12 @@
 #pragma once
 
 #include "client/errors.h"
+#include "client/replies.h"
 #include "client/requests.h"
 #include "xmlda/Failure.h"
 #include "xmlda/http/HttpTransport.h"
 
+#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -33,6 +35,9 @@ public:
         try {
             Reply parsed = parse(reply.body);
             check_status(reply);
+            if (on_header_) {
+                on_header_(parsed.header);
+            }
             return parsed;
         } catch (const Fault& fault) {
             throw ServerFault(fault);
@@ -41,6 +46,9 @@ public:
             throw Failure(ExitStatus::UNEXPECTED_CONTENT, error.what());
         }
     }
+
+    /// From now on called with what each reply says of the server itself.
+    void on_header(std::function<void(const ReplyHeader& header)> action) { on_header_ = std::move(action); }
 
     HttpTransport& get_transport() { return transport_; }
 
@@ -52,6 +60,7 @@ private:
 
     HttpTransport transport_;
     std::ostream* trace_;
+    std::function<void(const ReplyHeader& header)> on_header_;
 };
 
 }  // namespace xmlda

@@ -1,0 +1,166 @@
+#include "xmlda/commands/select_items.h"
+
+#include "xmlda/Failure.h"
+#include "xmlda/commands/Browser.h"
+
+#include <algorithm>
+#include <functional>
+
+#include <fnmatch.h>
+
+namespace xmlda {
+namespace {
+
+constexpr std::string_view WILD = "*?";
+constexpr char ANY_DEPTH[] = "**";
+
+/// The place of the first character that stands for others.
+std::size_t find_wild(const std::string& pattern) {
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] == '\\') {
+            ++i;
+        } else if (WILD.find(pattern[i]) != std::string_view::npos) {
+            return i;
+        }
+    }
+    return std::string::npos;
+}
+
+/// For `fnmatch`, to which brackets mean something.
+std::string escape_brackets(const std::string& pattern) {
+    std::string escaped;
+    for (const char character : pattern) {
+        escaped += character == '[' ? "\\[" : std::string(1, character);
+    }
+    return escaped;
+}
+
+/// The name as the pattern has it: with or without a "/" in front.
+std::string align(const std::string& pattern, const std::string& name) {
+    return !pattern.starts_with('/') && name.starts_with('/') ? name.substr(1) : name;
+}
+
+/// Walks over branches and takes the items that are wanted.
+class Walk {
+public:
+    using Choice = std::function<bool(const std::string& name)>;
+
+    /// @param takes     whether an item is wanted
+    /// @param descends  whether wanted items may be below a branch
+    Walk(Client& client, Console& console, Choice takes, Choice descends)
+        : browser_(client, console, {}), takes_(std::move(takes)), descends_(std::move(descends)) {}
+
+    void go(const ItemAddress& branch) {
+        if (std::find(way_.begin(), way_.end(), branch) != way_.end() || way_.size() == DEEPEST) {
+            return;
+        }
+        way_.push_back(branch);
+        std::vector<BrowseNode> nodes;
+        browser_.collect(branch, nodes);
+        for (const BrowseNode& node : nodes) {
+            const BrowseElement& element = node.element;
+            const ItemAddress address{element.item_name,
+                                      element.item_path.empty() ? branch.path : element.item_path};
+            if (element.is_item && takes_(address.name)) {
+                found_.push_back(address);
+            }
+            if (element.has_children && !address.name.empty() && descends_(address.name)) {
+                go(address);
+            }
+        }
+        way_.pop_back();
+    }
+
+    const std::vector<ItemAddress>& get_found() const { return found_; }
+
+private:
+    static constexpr std::size_t DEEPEST = 100;
+
+    Browser browser_;
+    const Choice takes_;
+    const Choice descends_;
+    std::vector<ItemAddress> way_;
+    std::vector<ItemAddress> found_;
+};
+
+bool always(const std::string& /*name*/) {
+    return true;
+}
+
+std::vector<ItemAddress> find_matching(Client& client, Console& console, const ItemAddress& pattern) {
+    Walk walk(
+        client, console, [&](const std::string& name) { return matches_pattern(pattern.name, name); },
+        [&](const std::string& name) { return may_match_below(pattern.name, name); });
+    walk.go({"", pattern.path});
+    if (walk.get_found().empty()) {
+        throw Failure(ExitStatus::MISSING_ITEM, "'" + pattern.name + "': no item matches");
+    }
+    return walk.get_found();
+}
+
+/// All items below a branch; what is no branch stands for itself.
+std::vector<ItemAddress> find_below(Client& client, Console& console, const ItemAddress& address) {
+    Walk walk(client, console, always, always);
+    try {
+        walk.go(address);
+    } catch (const ServerFault&) {
+        return {address};  // some servers do so for what is no branch
+    }
+    return walk.get_found().empty() ? std::vector{address} : walk.get_found();
+}
+
+}  // namespace
+
+bool is_pattern(const std::string& name) {
+    return find_wild(name) != std::string::npos;
+}
+
+bool matches_pattern(const std::string& pattern, const std::string& name) {
+    const int flags = pattern.find(ANY_DEPTH) == std::string::npos ? FNM_PATHNAME : 0;
+    return ::fnmatch(escape_brackets(pattern).c_str(), align(pattern, name).c_str(), flags) == 0;
+}
+
+bool may_match_below(const std::string& pattern, const std::string& name) {
+    const std::string aligned = align(pattern, name);
+    const std::string fixed = pattern.substr(0, find_wild(pattern));
+    const bool is_on_the_way = fixed.starts_with(aligned) || aligned.starts_with(fixed);
+    const bool is_deep =
+        pattern.find(ANY_DEPTH) != std::string::npos ||
+        std::count(aligned.begin(), aligned.end(), '/') < std::count(pattern.begin(), pattern.end(), '/') ||
+        aligned.find('/') == std::string::npos;
+    return is_on_the_way && is_deep;
+}
+
+std::vector<ItemAddress> select_items(Client& client, const Arguments& arguments, Console& console) {
+    std::vector<ItemAddress> items;
+    for (const ItemAddress& item : arguments.items) {
+        if (is_pattern(item.name)) {
+            const auto found = find_matching(client, console, item);
+            items.insert(items.end(), found.begin(), found.end());
+        } else if (arguments.recursive) {
+            const auto found = find_below(client, console, item);
+            items.insert(items.end(), found.begin(), found.end());
+        } else {
+            items.push_back(item);
+        }
+    }
+    return items;
+}
+
+std::string explain_missing(Client& client, Console& console, const ItemAddress& address) {
+    return is_branch(client, console, address)
+               ? "is a branch: -r takes all items below it, '" + address.name + "/*' those in it"
+               : "missing from the reply: the server does not know it";
+}
+
+bool is_branch(Client& client, Console& console, const ItemAddress& address) {
+    std::vector<BrowseNode> nodes;
+    try {
+        Browser(client, console, {}).collect(address, nodes);
+    } catch (const Failure&) {
+        return false;
+    }
+    return !nodes.empty();
+}
+
+}  // namespace xmlda

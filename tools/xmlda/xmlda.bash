@@ -2,13 +2,14 @@
 
 # Prints the options of a command.
 _xmlda_options() {
-  local common='--help --json --show-xml --timeout --max-reply --ca --insecure --certificate --private-key --user'
+  local common='--help --color --json --show-xml --timeout --max-reply --ca --insecure --certificate --private-key --user'
   case $1 in
     status) echo "$common" ;;
-    browse) echo "$common --recursive --properties --names --item-path" ;;
-    read) echo "$common --values --item-path" ;;
-    write) echo "$common --type --without-values --item-path" ;;
-    watch) echo "$common --interval --for --count --retry --item-path" ;;
+    browse) echo "$common --recursive --properties --values --names --item-path" ;;
+    read) echo "$common --values --recursive --items --no-quality --utc --item-path" ;;
+    get) echo "$common --no-quality --item-path" ;;
+    write) echo "$common --type --without-values --dry-run --force --utc --item-path" ;;
+    watch) echo "$common --interval --for --count --retry --recursive --items --no-quality --utc --item-path" ;;
     *) echo '--help --version' ;;
   esac
 }
@@ -26,7 +27,7 @@ _xmlda_types() {
 _xmlda_takes_value() {
   case $1 in
     --timeout | --max-reply | --ca | --certificate | --private-key | --user | --item-path | --type) return 0 ;;
-    --interval | --for | --count | --retry) return 0 ;;
+    --interval | --for | --count | --retry | --items | --color) return 0 ;;
     *) return 1 ;;
   esac
 }
@@ -90,7 +91,7 @@ _xmlda() {
   elif [[ $current == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$(_xmlda_options "$command")" -- "$current")
   elif [[ -z $command ]]; then
-    mapfile -t COMPREPLY < <(compgen -W 'status browse read write watch' -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W 'status browse read get write watch' -- "$current")
   elif [[ -z $url ]]; then
     mapfile -t COMPREPLY < <(compgen -W 'http:// https://' -- "$current")
     compopt -o nospace 2>/dev/null

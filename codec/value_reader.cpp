@@ -17,27 +17,9 @@ namespace kx::information_model::opc {
 
 namespace {
 
-// `Node::innerText` without its copies on each level: nested elements would cost their depth times their
-// size.
-void append_inner_text(const Poco::XML::Node& node, std::string& text) {
-    const Poco::XML::Node* child = node.firstChild();
-    if (child == nullptr) {
-        text += node.innerText();
-    }
-    for (; child != nullptr; child = child->nextSibling()) {
-        append_inner_text(*child, text);
-    }
-}
-
-std::string get_inner_text(const Poco::XML::Node& node) {
-    std::string text;
-    append_inner_text(node, text);
-    return text;
-}
-
 template <class T>
 T read_text(const Poco::XML::Node& node) {
-    std::string text = get_inner_text(node);
+    std::string text = node.innerText();
     if constexpr (std::is_same_v<T, std::string>) {
         return text;
     } else if constexpr (std::is_arithmetic_v<T> && sizeof(T) > sizeof(signed char)) {

@@ -13,7 +13,7 @@ namespace kx::information_model::opc {
 ///
 /// A scalar is the text of all that is in the element. The members of an array are the direct children in the
 /// OPC XML-DA namespace that `get_type_name` names ("double"), each read as a scalar; all other children are
-/// skipped. The time that it takes is linear in the size of the element.
+/// skipped. The time that it takes is linear in the size of the element, if it is one of a request's.
 ///
 /// Texts become scalars as follows:
 /// - numbers and bool: `extract_number`, which never fails: what is no number is 0, words are false;

@@ -4,8 +4,8 @@
 #include "require.h"
 #include "support/TextSource.h"
 
+#include "server/LimitException.h"
 #include "server/RequestBody.h"
-#include "server/RequestBuilder.h"
 
 #include <Poco/Net/NetException.h>
 

@@ -1,7 +1,7 @@
 #include "server/RequestBody.h"
 
 #include "http/Connection.h"
-#include "server/RequestBuilder.h"
+#include "server/LimitException.h"
 
 #include <Poco/Ascii.h>
 #include <Poco/Net/HTTPMessage.h>

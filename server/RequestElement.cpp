@@ -1,5 +1,6 @@
 #include "server/RequestElement.h"
 
+#include <Poco/DOM/Attr.h>
 #include <Poco/DOM/AutoPtr.h>
 
 #include <algorithm>
@@ -7,26 +8,51 @@
 
 namespace kx::information_model::opc {
 
-RequestDocument::RequestDocument(std::shared_ptr<NameTable> names)
-    : ArenaDocument(names->get_pool()), names_(std::move(names)) {}
+namespace {
 
-// The nodes are still there, but look at no name any more.
-RequestDocument::~RequestDocument() {
+/// An attribute that stands in the text, in the document's memory.
+class RequestAttribute final : public Poco::XML::Attr {
+public:
+    static void* operator new(std::size_t size, std::pmr::memory_resource& memory) {
+        return memory.allocate(size);
+    }
+    static void operator delete(void* /*attribute*/, std::pmr::memory_resource& /*memory*/) noexcept {}
+    static void operator delete(void* /*attribute*/) noexcept {}
+
+    RequestAttribute(RequestDocument& document, const XmlName& name, std::string_view value)
+        : Attr(&document, nullptr, name.uri, name.local_name, name.qualified_name, std::string(value), true) {
+    }
+
+protected:
+    ~RequestAttribute() override = default;
+};
+
+}  // namespace
+
+RequestMemory::RequestMemory(std::shared_ptr<NameTable> names) : names_(std::move(names)) {}
+
+RequestMemory::~RequestMemory() {
     names_.reset();
     NameTable::trim_for_thread();
 }
 
-RequestElement::RequestElement(RequestDocument& document, const QualifiedName& name)
-    : ArenaElement(document, std::string(), std::string(), name.name), name_(name) {}
+RequestDocument::RequestDocument(std::shared_ptr<NameTable> names)
+    : RequestMemory(std::move(names)), Document(&names_->get_pool()) {
+    suspendEvents();
+}
+
+RequestDocument::~RequestDocument() = default;
+
+// POCO's pool hashes all that it is given, for each element: it gets no more than it needs.
+RequestElement::RequestElement(RequestDocument& document, const XmlName& name)
+    : Element(&document, std::string(), std::string(), name.qualified_name),
+      name_(name),
+      children_(this),
+      text_start_(document.get_text().size()) {}
 
 RequestElement::~RequestElement() = default;
 
-std::string RequestElement::prefix() const {
-    const std::size_t prefixed = name_.name.size() - name_.local_name.size();
-    return prefixed == 0 ? std::string() : name_.name.substr(0, prefixed - 1);
-}
-
-void RequestElement::append_attribute(const QualifiedName& name, std::string_view value) {
+void RequestElement::append_attribute(const XmlName& name, std::string_view value) {
     std::pmr::memory_resource& memory = get_document().get_memory();
     auto* const text = static_cast<char*>(memory.allocate(value.size(), 1));
     std::copy(value.begin(), value.end(), text);
@@ -34,6 +60,10 @@ void RequestElement::append_attribute(const QualifiedName& name, std::string_vie
     auto* const attribute = new (place) Attribute{&name, {text, value.size()}, nullptr};
     (last_attribute_ == nullptr ? first_attribute_ : last_attribute_->next) = attribute;
     last_attribute_ = attribute;
+}
+
+void RequestElement::close() noexcept {
+    text_size_ = get_document().get_text().size() - text_start_;
 }
 
 std::optional<std::string_view> RequestElement::find_attribute_text(
@@ -46,9 +76,17 @@ std::optional<std::string_view> RequestElement::find_attribute_text(
     return std::nullopt;
 }
 
+std::string RequestElement::innerText() const {
+    return get_document().get_text().substr(text_start_, text_size_);
+}
+
 Poco::XML::NamedNodeMap* RequestElement::attributes() const {
     const_cast<RequestElement*>(this)->make_attribute_nodes();
-    return ArenaElement::attributes();
+    return Element::attributes();
+}
+
+RequestDocument& RequestElement::get_document() const noexcept {
+    return static_cast<RequestDocument&>(*ownerDocument());
 }
 
 void RequestElement::make_attribute_nodes() {
@@ -57,9 +95,8 @@ void RequestElement::make_attribute_nodes() {
     }
     Poco::XML::Attr* last = nullptr;
     for (const Attribute* attribute = first_attribute_; attribute != nullptr; attribute = attribute->next) {
-        const QualifiedName& name = *attribute->name;
         Poco::AutoPtr<Poco::XML::Attr> node = new (get_document().get_memory())
-            ArenaAttr(get_document(), name.uri, name.local_name, name.name, std::string(attribute->value));
+            RequestAttribute(get_document(), *attribute->name, attribute->value);
         last = addAttributeNodeNP(last, node);
     }
     has_attribute_nodes_ = true;

@@ -5,102 +5,76 @@
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/NamedNodeMap.h>
 
-#include <string_view>
 #include <typeinfo>
 
 namespace kx::information_model::opc {
 
 namespace {
 
+// Null for a document. Where all nodes are of one class, comparing its identity is enough.
 const RequestElement* as_request_element(const Poco::XML::Node& node) {
     return typeid(node) == typeid(RequestElement) ? static_cast<const RequestElement*>(&node) : nullptr;
 }
 
-// Null if there is none.
-const Poco::XML::Node* find_attribute_node(const Poco::XML::Node& node, std::string_view uri,
-                                           std::string_view local_name) {
-    if (node.nodeType() != Poco::XML::Node::ELEMENT_NODE || !node.hasAttributes()) {
-        return nullptr;
+// What `find(uri, local_name)` finds for the first of the names that are meant.
+template <class Find>
+auto find_meant(const XmlName& name, Find find) -> decltype(find(name.uri)) {
+    if (name.has_prefix() && name.uri.empty()) {
+        return {};
     }
-    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = node.attributes();
-    const Poco::XML::Node* attribute = attributes->item(0);
-    while (attribute != nullptr &&
-           (attribute->localName() != local_name || attribute->namespaceURI() != uri)) {
-        attribute = attribute->nextSibling();
-    }
-    return attribute;
+    const auto attribute = find(name.uri);
+    return attribute || name.uri.empty() ? attribute : find({});
 }
 
 }  // namespace
 
-ElementName::ElementName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces) {
-    const auto colon = qualified_name.find(':');
-    uri_ = namespaces.getURI(qualified_name.substr(0, colon));
-    local_name_ = qualified_name.substr(colon + 1);
+bool has_name(const Poco::XML::Node& element, const XmlName& name) {
+    const RequestElement* const request_element = as_request_element(element);
+    return request_element != nullptr && request_element->get_name().local_name == name.local_name &&
+           request_element->get_name().uri == name.uri;
 }
 
-AttributeName::AttributeName(const std::string& qualified_name, const Poco::XML::NamespaceSupport& namespaces)
-    : local_name_(qualified_name), has_prefix_(false) {
-    const auto colon = qualified_name.find(':');
-    if (colon != std::string::npos) {
-        uri_ = namespaces.getURI(qualified_name.substr(0, colon));
-        local_name_.remove_prefix(colon + 1);
-        has_prefix_ = true;
-    }
-}
-
-bool ElementName::matches(const Poco::XML::Node& node) const {
-    return node.nodeType() == Poco::XML::Node::ELEMENT_NODE && node.localName() == local_name_ &&
-           node.namespaceURI() == uri_;
-}
-
-const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
-                                  const Poco::XML::NamespaceSupport& namespaces) {
-    return find_child(parent, ElementName(qualified_name, namespaces));
-}
-
-const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const ElementName& name) {
+const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const XmlName& name) {
     const Poco::XML::Node* child = parent.firstChild();
-    while (child != nullptr && !name.matches(*child)) {
+    while (child != nullptr && !has_name(*child, name)) {
         child = child->nextSibling();
     }
     return child;
 }
 
-const Poco::XML::Node* find_attribute(const Poco::XML::Node& node, const std::string& qualified_name,
-                                      const Poco::XML::NamespaceSupport& namespaces) {
-    return AttributeName(qualified_name, namespaces)
-        .find([&](std::string_view uri, std::string_view local_name) {
-            return find_attribute_node(node, uri, local_name);
-        });
+const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
+                                  const Poco::XML::NamespaceSupport& namespaces) {
+    return find_child(parent, XmlName::resolve(qualified_name, namespaces));
 }
 
-std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node,
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element, const XmlName& name) {
+    return find_meant(
+        name, [&](std::string_view uri) { return find_attribute_text(element, uri, name.local_name); });
+}
+
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element,
                                                     const std::string& qualified_name,
                                                     const Poco::XML::NamespaceSupport& namespaces) {
-    return find_attribute_text(node, AttributeName(qualified_name, namespaces));
+    return find_attribute_text(element, XmlName::resolve(qualified_name, namespaces));
 }
 
-std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node, const AttributeName& name) {
-    return name.find([&](std::string_view uri, std::string_view local_name) {
-        return find_attribute_text(node, uri, local_name);
-    });
-}
-
-std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& node, std::string_view uri,
+std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element, std::string_view uri,
                                                     std::string_view local_name) {
-    if (const RequestElement* element = as_request_element(node)) {
-        return element->find_attribute_text(uri, local_name);
-    }
-    if (const Poco::XML::Node* attribute = find_attribute_node(node, uri, local_name)) {
-        return attribute->getNodeValue();
-    }
-    return std::nullopt;
+    const RequestElement* const request_element = as_request_element(element);
+    return request_element == nullptr ? std::nullopt : request_element->find_attribute_text(uri, local_name);
 }
 
-std::size_t get_child_count(const Poco::XML::Node& parent) {
-    const RequestElement* element = as_request_element(parent);
-    return element == nullptr ? 0 : element->get_child_count();
+const Poco::XML::Node* find_attribute(const Poco::XML::Node& element, const std::string& qualified_name,
+                                      const Poco::XML::NamespaceSupport& namespaces) {
+    const RequestElement* const request_element = as_request_element(element);
+    if (request_element == nullptr || !request_element->hasAttributes()) {
+        return nullptr;
+    }
+    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = request_element->attributes();
+    const XmlName name = XmlName::resolve(qualified_name, namespaces);
+    return find_meant(name, [&](std::string_view uri) -> const Poco::XML::Node* {
+        return attributes->getNamedItemNS(std::string(uri), name.local_name);
+    });
 }
 
 }  // namespace kx::information_model::opc

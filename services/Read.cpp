@@ -17,8 +17,7 @@ Read::Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* reque
     if (list == nullptr) {
         return;
     }
-    const AttributeName handle_name(request_names::CLIENT_ITEM_HANDLE, namespaces);
-    items_.reserve(get_child_count(*list));
+    const XmlName handle_name = XmlName::resolve(request_names::CLIENT_ITEM_HANDLE, namespaces);
     for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
         Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, "."));
         items_.emplace_back(std::move(path), find_attribute_text(node, handle_name).value_or(""));

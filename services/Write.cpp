@@ -132,9 +132,8 @@ Write::Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* req
     if (list == nullptr) {
         return;
     }
-    const AttributeName handle_name(request_names::CLIENT_ITEM_HANDLE, namespaces);
-    const ElementName value_name(request_names::VALUE, namespaces);
-    items_.reserve(get_child_count(*list));
+    const XmlName handle_name = XmlName::resolve(request_names::CLIENT_ITEM_HANDLE, namespaces);
+    const XmlName value_name = XmlName::resolve(request_names::VALUE, namespaces);
     for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
         Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, ""));
         std::string handle(find_attribute_text(node, handle_name).value_or(""));

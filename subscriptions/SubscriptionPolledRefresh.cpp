@@ -1,7 +1,7 @@
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
+#include "server/LimitException.h"
 #include "server/ListBuilder.h"
-#include "server/RequestBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"

@@ -145,6 +145,15 @@ TEST_F(Parsing, LongNamesOfNamespacesTakeNeitherMemoryNorTime) {
     expect_peak_memory_below(60);
 }
 
+// As nodes, each would be appended behind all before it.
+TEST_F(Parsing, WhatIsBesideTheRootElementTakesNoTime) {
+    const std::string request = create_request("<GetStatus/>").substr(38);
+    for (const std::string beside : {"<!---->", "<?p?>", "\n"}) {
+        EXPECT_EQ(post(repeat(beside, 1'000'000) + request).status, 200) << beside;
+        EXPECT_EQ(post(request + repeat(beside, 1'000'000)).status, 200) << beside;
+    }
+}
+
 // Names take the time of their number squared where they are compared with each other.
 TEST_F(Parsing, ManyAttributesAndNamespacesTakeNoTime) {
     std::string attributes;

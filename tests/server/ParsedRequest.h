@@ -4,25 +4,19 @@
 #include "server/xml_names.h"
 
 #include <Poco/DOM/AutoPtr.h>
-#include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
 #include <Poco/SAX/NamespaceSupport.h>
-#include <Poco/SAX/XMLReader.h>
 
 #include <string>
 
 namespace kx::information_model::opc::testing {
 
-/// Whose DOM it is: that of requests, or that of POCO's own parser.
-enum class PARSER { REQUEST, POCO };
-
 /// A request element with the prefix declarations of the dispatcher: what a message is made from.
 class ParsedRequest {
 public:
     /// @param xml  a document whose root is the request element
-    explicit ParsedRequest(const std::string& xml, PARSER parser = PARSER::REQUEST)
-        : document_(parser == PARSER::REQUEST ? parse_request(xml) : parse_with_poco(xml)) {
+    explicit ParsedRequest(const std::string& xml) : document_(parse_request(xml)) {
         namespaces_.declarePrefix("soap", xml_namespaces::SOAP);
         namespaces_.declarePrefix("xmlda", xml_namespaces::XMLDA);
         namespaces_.declarePrefix("xsi", xml_namespaces::XSI);
@@ -33,13 +27,6 @@ public:
     const Poco::XML::NamespaceSupport& get_namespaces() const { return namespaces_; }
 
 private:
-    static Poco::AutoPtr<Poco::XML::Document> parse_with_poco(const std::string& xml) {
-        Poco::XML::DOMParser parser;
-        parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACES, true);
-        parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACE_PREFIXES, true);
-        return parser.parseString(xml);
-    }
-
     Poco::AutoPtr<Poco::XML::Document> document_;
     Poco::XML::NamespaceSupport namespaces_;
 };

@@ -1,6 +1,6 @@
 #include "server/RequestBody.h"
 
-#include "server/RequestBuilder.h"
+#include "server/LimitException.h"
 #include "support/TextSource.h"
 
 #include <Poco/Net/NetException.h>

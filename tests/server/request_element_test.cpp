@@ -18,26 +18,43 @@ namespace {
 using testing::create_element_text;
 using testing::ParsedRequest;
 
-TEST(QualifiedName, IsTakenApart) {
-    const QualifiedName plain("local");
+TEST(SplitExpatName, TakesApartWhatExpatJoins) {
+    const XmlName plain = split_expat_name("local");
     EXPECT_EQ(plain.uri, "");
     EXPECT_EQ(plain.local_name, "local");
-    EXPECT_EQ(plain.name, "local");
+    EXPECT_EQ(plain.qualified_name, "local");
+    EXPECT_EQ(plain.get_prefix(), "");
 
-    const QualifiedName by_default("urn:a\tlocal");
+    const XmlName by_default = split_expat_name("urn:a\tlocal");
     EXPECT_EQ(by_default.uri, "urn:a");
     EXPECT_EQ(by_default.local_name, "local");
-    EXPECT_EQ(by_default.name, "local");
+    EXPECT_EQ(by_default.qualified_name, "local");
+    EXPECT_FALSE(by_default.has_prefix());
 
-    const QualifiedName prefixed("urn:a\tlocal\tp");
+    const XmlName prefixed = split_expat_name("urn:a\tlocal\tp");
     EXPECT_EQ(prefixed.uri, "urn:a");
     EXPECT_EQ(prefixed.local_name, "local");
-    EXPECT_EQ(prefixed.name, "p:local");
+    EXPECT_EQ(prefixed.qualified_name, "p:local");
+    EXPECT_EQ(prefixed.get_prefix(), "p");
+}
+
+TEST(XmlName, IsResolvedWithTheDeclarationsOfTheDispatcher) {
+    const ParsedRequest request(create_element_text("E", ""));
+    const XmlName known = XmlName::resolve("xsi:type", request.get_namespaces());
+    EXPECT_EQ(known.uri, "http://www.w3.org/2001/XMLSchema-instance");
+    EXPECT_EQ(known.local_name, "type");
+    EXPECT_TRUE(known.has_prefix());
+    const XmlName unknown = XmlName::resolve("other:type", request.get_namespaces());
+    EXPECT_EQ(unknown.uri, "");
+    EXPECT_TRUE(unknown.has_prefix());
+    const XmlName plain = XmlName::resolve("type", request.get_namespaces());
+    EXPECT_EQ(plain.uri, "");
+    EXPECT_FALSE(plain.has_prefix());
 }
 
 TEST(NameTable, GivesTheSameObjectForTheSameName) {
     NameTable table;
-    const QualifiedName& name = table.get("urn:a\tlocal");
+    const XmlName& name = table.get("urn:a\tlocal");
     for (int number = 0; number < 100; ++number) {
         table.get("other" + std::to_string(number));
     }
@@ -93,7 +110,7 @@ TEST(NameTable, RefusesEndlessNames) {
         }
     };
     EXPECT_THROW(add_thousand(), Poco::PoolOverflowException);
-    EXPECT_EQ(table.get("n0").name, "n0");
+    EXPECT_EQ(table.get("n0").qualified_name, "n0");
 }
 
 TEST(RequestElement, ShowsItsAttributesToPocoOnceTheyWereAskedFor) {
@@ -132,11 +149,14 @@ TEST(RequestElement, FindsTextsByNamespaceAndLocalName) {
     EXPECT_EQ(element.find_attribute_text("urn:foreign", "A"), std::nullopt);
 }
 
-TEST(RequestElement, KnowsItsChildCount) {
-    const ParsedRequest request(create_element_text("E", "", "<a/>text<b/><!--c-->"));
-    EXPECT_EQ(get_child_count(*request.get_root()), 4U);
-    const ParsedRequest other(create_element_text("E", "", "<a/>"), testing::PARSER::POCO);
-    EXPECT_EQ(get_child_count(*other.get_root()), 0U);
+TEST(RequestElement, KnowsTheTextOfAllBelowIt) {
+    const ParsedRequest request("<a>1<b>2<c/><c>3</c></b>4<d/><e>5</e></a>");
+    const Poco::XML::Node* const b = request.get_root()->firstChild();
+    EXPECT_EQ(request.get_root()->innerText(), "12345");
+    EXPECT_EQ(b->innerText(), "23");
+    EXPECT_EQ(b->firstChild()->innerText(), "");
+    EXPECT_EQ(b->nextSibling()->innerText(), "");
+    EXPECT_EQ(b->nextSibling()->nextSibling()->innerText(), "5");
 }
 
 }  // namespace

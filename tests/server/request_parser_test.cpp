@@ -55,7 +55,7 @@ std::string describe_with_dom_parser(const std::string& xml) {
 }
 
 std::string describe_with_parse_request(const std::string& xml) {
-    return try_parse(parse_request, xml);
+    return try_parse([](const std::string& text) { return parse_request(text); }, xml);
 }
 
 // From UTF-8, for code points up to U+FFFF.
@@ -143,7 +143,7 @@ const std::vector<std::string>& get_contents() {
     return CONTENTS;
 }
 
-TEST(ParseRequest, MakesTheDomOfDomParserFromUtf8) {
+TEST(ParseRequest, FindsWhatDomParserFindsFromUtf8) {
     for (const std::string& content : get_contents()) {
         for (const std::string& start :
              {std::string(), std::string("\xEF\xBB\xBF"), std::string("<?xml version='1.0'?>"),
@@ -155,7 +155,7 @@ TEST(ParseRequest, MakesTheDomOfDomParserFromUtf8) {
     }
 }
 
-TEST(ParseRequest, MakesTheDomOfDomParserFromUtf16) {
+TEST(ParseRequest, FindsWhatDomParserFindsFromUtf16) {
     for (const std::string& content : get_contents()) {
         for (const std::string start :
              {"", "<?xml version='1.0'?>", "<?xml version='1.0' encoding='UTF-16'?>"}) {
@@ -176,7 +176,7 @@ TEST(ParseRequest, ReadsUtf16AsTheSameTextInUtf8) {
     EXPECT_EQ(describe_with_parse_request("\xFE\xFF" + to_utf16_be(content)), expected);
 }
 
-TEST(ParseRequest, MakesTheDomOfDomParserFromNamedEncodings) {
+TEST(ParseRequest, FindsWhatDomParserFindsFromNamedEncodings) {
     for (const std::string encoding :
          {"ISO-8859-1", "iso-8859-1", "US-ASCII", "ISO-8859-2", "ISO-8859-15", "Latin-9", "windows-1250",
           "windows-1252", "CP1252", "UTF-8", "UTF-16", "UTF-32", "Shift_JIS", "unknown", ""}) {
@@ -200,7 +200,7 @@ TEST(ParseRequest, ConvertsNamedEncodingsToUtf8) {
                  Poco::XML::XMLException);
 }
 
-TEST(ParseRequest, MakesTheDomOfDomParserFromDamagedTexts) {
+TEST(ParseRequest, FindsWhatDomParserFindsFromDamagedTexts) {
     std::mt19937 random(1);
     int parsed = 0;
     for (int round = 0; round < 20000; ++round) {
@@ -259,12 +259,12 @@ TEST(ParseRequest, RefusesElementsNestedDeeper) {
     EXPECT_THROW(parse_request(unfinished), RequestLimitException);
 }
 
-TEST(ParseRequest, TakesNodesOfAnyKindToTheLimit) {
-    EXPECT_EQ(MAXIMUM_NODE_COUNT, 8388608U);
-    const std::string xml = "<?p?><a x='1' y='2'>text<b/>text<!--c-->te<![CDATA[section]]>xt</a><!--c-->";
-    EXPECT_NO_THROW(RequestBuilder(10).build(xml.data(), xml.size()));
-    for (std::size_t limit = 0; limit < 10; ++limit) {
-        EXPECT_THROW(RequestBuilder(limit).build(xml.data(), xml.size()), RequestLimitException) << limit;
+TEST(ParseRequest, TakesElementsToTheLimit) {
+    EXPECT_EQ(MAXIMUM_ELEMENT_COUNT, 8388608U);
+    const std::string xml = "<?p?><a x='1' y='2'>text<b/>text<!--c-->te<![CDATA[section]]>xt<b/></a><!--c-->";
+    EXPECT_NO_THROW(parse_request(xml, 3));
+    for (std::size_t limit = 0; limit < 3; ++limit) {
+        EXPECT_THROW(parse_request(xml, limit), RequestLimitException) << limit;
     }
 }
 
@@ -342,8 +342,17 @@ TEST(ParseRequest, TakesLargeTokens) {
     const auto document = parse_request("<a x='" + large + "'/>");
     EXPECT_EQ(find_attribute_text(*document->documentElement(), "", "x"), large);
     EXPECT_EQ(parse_request("<a><![CDATA[" + large + "]]></a>")->documentElement()->innerText(), large);
-    EXPECT_EQ(parse_request("<a><!--" + large + "--></a>")->documentElement()->firstChild()->getNodeValue(),
-              large);
+    EXPECT_EQ(parse_request("<a><!--" + large + "-->x</a>")->documentElement()->innerText(), "x");
+}
+
+TEST(ParseRequest, MakesElementsOnly) {
+    const auto document = parse_request("<?p?><!--c--><a>x<!--c--><b/>y<?p?><![CDATA[z]]></a><!--c-->");
+    const auto* const root = document->documentElement();
+    EXPECT_EQ(document->firstChild(), root);
+    EXPECT_EQ(root->nextSibling(), nullptr);
+    EXPECT_EQ(root->firstChild()->nodeName(), "b");
+    EXPECT_EQ(root->firstChild()->nextSibling(), nullptr);
+    EXPECT_EQ(root->innerText(), "xyz");
 }
 
 std::string repeat(const std::string& text, std::size_t count) {
@@ -417,6 +426,8 @@ TEST(ParseRequest, TakesTimeInProportionToTheText) {
         [](std::size_t count) { return create_namespace(10, "", repeat("<p:b xmlns:p='q'/>", count)); });
     expect_linear(
         [](std::size_t count) { return "<a>" + repeat("<!----><?p?><![CDATA[x]]>", count) + "</a>"; });
+    expect_linear([](std::size_t count) { return repeat("<!---->", count) + "<a/>"; });
+    expect_linear([](std::size_t count) { return "<a/>" + repeat("<?p?>", count); });
     expect_linear([](std::size_t count) { return "<a>" + repeat("&lt;\r\n", count) + "</a>"; });
 }
 

@@ -4,6 +4,7 @@
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/DOMParser.h>
 #include <Poco/DOM/Document.h>
+#include <Poco/DOM/Element.h>
 #include <Poco/DOM/NamedNodeMap.h>
 #include <Poco/DOM/Node.h>
 #include <Poco/SAX/XMLReader.h>
@@ -23,30 +24,35 @@ inline Poco::AutoPtr<Poco::XML::Document> parse_with_dom_parser(const std::strin
     return parser.parseMemory(xml.data(), xml.size());
 }
 
-inline void describe(const Poco::XML::Node& node, std::ostream& out) {
-    out << node.nodeType() << '|' << node.nodeName() << '|' << node.namespaceURI() << '|' << node.prefix()
-        << '|' << node.localName() << '|' << node.getNodeValue() << '{';
-    if (node.nodeType() == Poco::XML::Node::ELEMENT_NODE) {
-        const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = node.attributes();
-        for (const Poco::XML::Node* attribute = attributes->item(0); attribute != nullptr;
-             attribute = attribute->nextSibling()) {
-            describe(*attribute, out);
-            out << static_cast<const Poco::XML::Attr&>(*attribute).specified();
-        }
+inline void describe_name(const Poco::XML::Node& node, std::ostream& out) {
+    out << node.nodeName() << '|' << node.namespaceURI() << '|' << node.prefix() << '|' << node.localName();
+}
+
+inline void describe(const Poco::XML::Node& element, std::ostream& out) {
+    describe_name(element, out);
+    const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = element.attributes();
+    for (const Poco::XML::Node* attribute = attributes->item(0); attribute != nullptr;
+         attribute = attribute->nextSibling()) {
+        out << '[';
+        describe_name(*attribute, out);
+        out << '=' << attribute->getNodeValue() << static_cast<const Poco::XML::Attr&>(*attribute).specified()
+            << ']';
     }
-    if (node.nodeType() != Poco::XML::Node::ATTRIBUTE_NODE) {
-        for (const Poco::XML::Node* child = node.firstChild(); child != nullptr;
-             child = child->nextSibling()) {
+    out << '"' << element.innerText() << "\"{";
+    for (const Poco::XML::Node* child = element.firstChild(); child != nullptr;
+         child = child->nextSibling()) {
+        if (child->nodeType() == Poco::XML::Node::ELEMENT_NODE) {
             describe(*child, out);
         }
     }
     out << '}';
 }
 
-/// All that a node and those below it say, in document order. Recursive.
-inline std::string describe(const Poco::XML::Node& node) {
+/// What services can see of a request: its elements in document order, with names, attributes and inner
+/// texts. Recursive.
+inline std::string describe(const Poco::XML::Document& document) {
     std::ostringstream out;
-    describe(node, out);
+    describe(*document.documentElement(), out);
     return out.str();
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "server/XmlName.h"
+
 #include <Poco/AutoPtr.h>
 #include <Poco/XML/NamePool.h>
 
@@ -15,15 +17,9 @@ namespace kx::information_model::opc {
 /// Separates namespace, local name and prefix in expat's names. No name holds it.
 inline constexpr char NAME_SEPARATOR = '\t';
 
-/// A name of an element or attribute, as a DOM has it.
-struct QualifiedName {
-    /// @param expat_name  "local", "uri<separator>local" or "uri<separator>local<separator>prefix"
-    explicit QualifiedName(std::string_view expat_name);
-
-    std::string uri;
-    std::string local_name;
-    std::string name;  // with the prefix, if it has one
-};
+/// Takes a name of expat's apart.
+/// @param expat_name  "local", "uri<separator>local" or "uri<separator>local<separator>prefix"
+XmlName split_expat_name(std::string_view expat_name);
 
 /// The names of requests, each taken apart once: a list of a thousand items has four.
 ///
@@ -45,7 +41,7 @@ public:
 
     /// @return the same object for the same name, for as long as the table lives
     /// @throws Poco::PoolOverflowException  if the name is new and the table full
-    const QualifiedName& get(std::string_view expat_name);
+    const XmlName& get(std::string_view expat_name);
 
     /// Where a DOM keeps its names; has room for all of the table's.
     Poco::XML::NamePool& get_pool() noexcept { return const_cast<Poco::XML::NamePool&>(*pool_); }
@@ -58,7 +54,7 @@ private:
     bool is_worth_keeping() const noexcept;
 
     Poco::AutoPtr<Poco::XML::NamePool> pool_;
-    std::unordered_map<std::string, QualifiedName, Hash, std::equal_to<>> names_;
+    std::unordered_map<std::string, XmlName, Hash, std::equal_to<>> names_;
     std::size_t size_ = 0;  // of all names, in bytes
 };
 

@@ -1,4 +1,4 @@
-#include "server/QualifiedName.h"
+#include "server/NameTable.h"
 
 #include "server/PerThread.h"
 
@@ -22,21 +22,20 @@ PerThread<std::shared_ptr<NameTable>>& get_tables() {
 
 }  // namespace
 
-QualifiedName::QualifiedName(std::string_view expat_name) {
+XmlName split_expat_name(std::string_view expat_name) {
     const std::size_t separator = expat_name.find(NAME_SEPARATOR);
     if (separator == std::string_view::npos) {
-        local_name = expat_name;
-        name = local_name;
-        return;
+        return {.uri = {}, .local_name = std::string(expat_name), .qualified_name = std::string(expat_name)};
     }
-    uri = expat_name.substr(0, separator);
+    XmlName name{.uri = std::string(expat_name.substr(0, separator)), .local_name = {}, .qualified_name = {}};
     expat_name.remove_prefix(separator + 1);
     const std::size_t prefix_separator = expat_name.find(NAME_SEPARATOR);
-    local_name = expat_name.substr(0, prefix_separator);
+    name.local_name = expat_name.substr(0, prefix_separator);
     if (prefix_separator != std::string_view::npos) {
-        name.append(expat_name, prefix_separator + 1).append(1, ':');
+        name.qualified_name.append(expat_name, prefix_separator + 1).append(1, ':');
     }
-    name += local_name;
+    name.qualified_name += name.local_name;
+    return name;
 }
 
 NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}
@@ -56,7 +55,7 @@ void NameTable::trim_for_thread() noexcept {
     }
 }
 
-const QualifiedName& NameTable::get(std::string_view expat_name) {
+const XmlName& NameTable::get(std::string_view expat_name) {
     const auto known = names_.find(expat_name);
     if (known != names_.end()) {
         return known->second;
@@ -65,7 +64,7 @@ const QualifiedName& NameTable::get(std::string_view expat_name) {
         throw Poco::PoolOverflowException("names of a request");
     }
     size_ += expat_name.size();
-    return names_.try_emplace(std::string(expat_name), expat_name).first->second;
+    return names_.try_emplace(std::string(expat_name), split_expat_name(expat_name)).first->second;
 }
 
 bool NameTable::is_worth_keeping() const noexcept {

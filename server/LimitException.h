@@ -1,0 +1,13 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace kx::information_model::opc {
+
+/// A request exceeds what this server reads for anybody.
+class RequestLimitException : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace kx::information_model::opc

@@ -15,8 +15,8 @@
 #include "load/servers.h"
 #include "load/tree.h"
 #include "server/RequestParser.h"
+#include "server/reply_dom.h"
 #include "server/request_dom.h"
-#include "server/serialize.h"
 #include "server/xml_names.h"
 #include "services/Read.h"
 
@@ -148,7 +148,7 @@ void take_steps(const std::shared_ptr<InformationModel>& model, const std::strin
     done("make the message");
     auto reply = message->generate();
     done("generate");
-    const std::string text = serialize(reply);
+    const std::string text = get_reply_text(reply).to_string();
     done("serialise");
     reply.reset();
     message.reset();

@@ -3,7 +3,7 @@
 // item of the subscription. For polls that find little or nothing changed, subtract the time of a poll of no
 // items, the fixed cost of a request, before comparing.
 #include "server/RequestParser.h"
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 #include "server/xml_names.h"
 #include "subscriptions/Subscribe.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"
@@ -86,7 +86,7 @@ private:
     std::string serve(const std::string& request) {
         const auto document = parse_request(request);
         Message message(model_, document->documentElement(), namespaces_, handler_);
-        return serialize(message.generate());
+        return get_reply_text(message.generate()).to_string();
     }
 
     static std::string get_handle(const std::string& reply) {

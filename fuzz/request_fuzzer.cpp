@@ -10,7 +10,7 @@
 #include "require.h"
 #include "server/Error.h"
 #include "server/OPCQueryHandler.h"
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 #include "subscriptions/SubscriptionHandler.h"
 #include "support/FakeRequest.h"
 
@@ -96,7 +96,7 @@ const std::vector<std::string>& get_faults() {
              {Error::E_SOAP, Error::E_NOSUBSCRIPTION, Error::E_INVALIDITEMPATH, Error::E_UNKNOWNITEMPATH,
               Error::E_INVALIDITEMNAME, Error::E_UNKNOWNITEMNAME, Error::E_FAIL, Error::E_INVALIDFILTER,
               Error::E_INVALIDCONTINUATIONPOINT, Error::E_INVALIDHOLDTIME}) {
-            texts.push_back(serialize(generate_fault(error)));
+            texts.push_back(get_reply_text(generate_fault(error)).to_string());
         }
         return texts;
     }();

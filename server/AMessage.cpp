@@ -63,8 +63,7 @@ Poco::XML::Document& AMessage::get_document() const {
 }
 
 Poco::AutoPtr<Poco::XML::Document> AMessage::generate() {
-    auto body = append_envelope(get_document());
-    body->appendChild(process());
+    create_envelope(get_document(), process());
     return document_;
 }
 

@@ -62,10 +62,10 @@ const char* Error::what() const noexcept {
 
 Poco::AutoPtr<Poco::XML::Document> generate_fault(const Error& error) {
     auto document = create_reply_document();
-    auto body = append_envelope(*document);
-    auto fault = append_element(*body, reply_names::FAULT);
-    append_text(*append_element(*fault, reply_names::FAULT_CODE), error.get_error_code());
-    append_text(*append_element(*fault, reply_names::FAULT_STRING), error.get_error_text());
+    auto fault = create_element(*document, reply_names::FAULT);
+    append_text_element(*fault, reply_names::FAULT_CODE, error.get_error_code());
+    append_text_element(*fault, reply_names::FAULT_STRING, error.get_error_text());
+    create_envelope(*document, fault);
     return document;
 }
 

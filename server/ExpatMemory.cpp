@@ -2,7 +2,11 @@
 
 #include "server/PerThread.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <new>
 #include <utility>
 
 namespace kx::information_model::opc {
@@ -32,11 +36,31 @@ Current& get_current() {
 }  // namespace
 
 struct ExpatMemory::Functions {
-    static void* allocate(std::size_t size) { return resize(*get_current().memory, nullptr, size); }
+    static void* allocate(std::size_t size) {
+        ExpatMemory& memory = *get_current().memory;
+        return memory.take(size) ? start(memory, memory.allocate(sizeof(Header) + size), size) : nullptr;
+    }
 
     static void* reallocate(void* place, std::size_t size) {
-        return place == nullptr ? allocate(size)
-                                : resize(*get_header(place)->memory, get_header(place), size);
+        if (place == nullptr) {
+            return allocate(size);
+        }
+        Header* const header = get_header(place);
+        ExpatMemory& memory = *header->memory;
+        const std::size_t old_size = header->size;
+        if (!memory.take(size > old_size ? size - old_size : 0)) {
+            return nullptr;
+        }
+        void* larger = nullptr;
+        if (memory.is_in_block(header)) {
+            larger = memory.allocate(sizeof(Header) + size);
+            if (larger != nullptr) {
+                std::memcpy(larger, header, sizeof(Header) + std::min(size, old_size));
+            }
+        } else {
+            larger = std::realloc(header, sizeof(Header) + size);
+        }
+        return start(memory, larger, size);
     }
 
     static void free(void* place) {
@@ -45,26 +69,14 @@ struct ExpatMemory::Functions {
         }
         Header* const header = get_header(place);
         header->memory->remaining_ += header->size;
-        std::free(header);
+        if (!header->memory->is_in_block(header)) {
+            std::free(header);
+        }
     }
 
 private:
-    static void* resize(ExpatMemory& memory, Header* header, std::size_t size) {
-        const std::size_t old_size = header == nullptr ? 0 : header->size;
-        if (memory.is_closed_) {
-            return nullptr;
-        }
-        if (size > old_size && size - old_size > memory.remaining_) {
-            memory.is_limit_reached_ = true;
-            return nullptr;
-        }
-        header = static_cast<Header*>(std::realloc(header, sizeof(Header) + size));
-        if (header == nullptr) {
-            return nullptr;
-        }
-        memory.remaining_ = memory.remaining_ + old_size - size;
-        *header = {&memory, size};
-        return header + 1;
+    static void* start(ExpatMemory& memory, void* place, std::size_t size) {
+        return place == nullptr ? nullptr : new (place) Header{&memory, size} + 1;
     }
 };
 
@@ -76,6 +88,33 @@ ExpatMemory::ExpatMemory(std::size_t limit)
 
 ExpatMemory::~ExpatMemory() {
     get_current().memory = previous_;
+}
+
+bool ExpatMemory::take(std::size_t size) noexcept {
+    if (is_closed_) {
+        return false;
+    }
+    if (size > remaining_) {
+        is_limit_reached_ = true;
+        return false;
+    }
+    remaining_ -= size;
+    return true;
+}
+
+void* ExpatMemory::allocate(std::size_t size) noexcept {
+    const std::size_t rounded_size = (size + alignof(Header) - 1) / alignof(Header) * alignof(Header);
+    if (rounded_size > static_cast<std::size_t>(block_.data() + BLOCK_SIZE - next_)) {
+        return std::malloc(size);
+    }
+    void* const place = next_;
+    next_ += rounded_size;
+    return place;
+}
+
+bool ExpatMemory::is_in_block(const void* place) const noexcept {
+    const auto* const byte = static_cast<const std::byte*>(place);
+    return std::less_equal<>()(block_.data(), byte) && std::less<>()(byte, block_.data() + BLOCK_SIZE);
 }
 
 }  // namespace kx::information_model::opc

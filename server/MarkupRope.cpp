@@ -2,49 +2,48 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace kx::information_model::opc {
 
 namespace {
 
 constexpr std::size_t FIRST_PIECE_SIZE = 1024;
-constexpr std::size_t LARGEST_PIECE_SIZE = std::size_t{64} * 1024;
-
-// Below it, copying costs less than what each piece costs when it is sent.
-constexpr std::size_t LEAST_SHARED_SIZE = std::size_t{16} * 1024;
-
-// A part rarely takes more, so that a piece rarely grows.
-constexpr std::size_t USUAL_PART_SIZE = 512;
-
 }  // namespace
 
-std::string& MarkupRope::get_end() {
-    std::size_t size = FIRST_PIECE_SIZE;
-    if (!pieces_.empty()) {
-        std::string& last = *pieces_.back();
-        if (last.capacity() - last.size() >= USUAL_PART_SIZE && pieces_.back().use_count() == 1) {
-            return last;
-        }
-        size = std::min(2 * last.capacity(), LARGEST_PIECE_SIZE);
-    }
-    auto piece = std::make_shared<std::string>();
-    piece->reserve(size);
-    return *pieces_.emplace_back(std::move(piece));
+void MarkupRope::begin_piece() {
+    const std::size_t size = std::clamp(2 * end_.size(), FIRST_PIECE_SIZE, LARGEST_PIECE_SIZE);
+    finish_piece();
+    end_.reserve(size);
 }
 
-void MarkupRope::append(const MarkupRope& rope) {
-    for (const auto& piece : rope.pieces_) {
-        if (piece->size() < LEAST_SHARED_SIZE) {
-            append(*piece);
-        } else {
-            pieces_.push_back(piece);
-        }
+void MarkupRope::append_pieces(MarkupRope& rope) {
+    for (std::string& piece : rope.pieces_) {
+        append_piece(piece);
+    }
+    append_piece(rope.end_);
+    rope.clear();
+}
+
+void MarkupRope::append_piece(std::string& piece) {
+    if (piece.size() < LEAST_MOVED_SIZE || piece.size() < piece.capacity() / 2) {
+        append(piece);
+    } else {
+        finish_piece();
+        pieces_.push_back(std::move(piece));
+    }
+}
+
+void MarkupRope::finish_piece() {
+    if (!end_.empty()) {
+        pieces_.push_back(std::move(end_));
+        end_.clear();
     }
 }
 
 std::size_t MarkupRope::get_size() const noexcept {
-    return std::accumulate(pieces_.begin(), pieces_.end(), std::size_t{0},
-                           [](std::size_t size, const auto& piece) { return size + piece->size(); });
+    return std::accumulate(pieces_.begin(), pieces_.end(), end_.size(),
+                           [](std::size_t size, const std::string& piece) { return size + piece.size(); });
 }
 
 std::string MarkupRope::to_string() const {

@@ -2,11 +2,10 @@
 
 #include "http/Connection.h"
 #include "server/Error.h"
-#include "server/ReplyElement.h"
 #include "server/RequestBody.h"
 #include "server/RequestParser.h"
+#include "server/reply_dom.h"
 #include "server/request_dom.h"
-#include "server/serialize.h"
 #include "server/xml_names.h"
 #include "services/Browse.h"
 #include "services/GetProperties.h"
@@ -113,7 +112,7 @@ void send(const Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResp
 
 void send_fault(const Poco::Net::HTTPServerRequest& request, Poco::Net::HTTPServerResponse& response,
                 const Error& error) {
-    const std::string text = serialize(generate_fault(error));
+    const std::string text = get_reply_text(generate_fault(error)).to_string();
     response.setChunkedTransferEncoding(true);
     response.setContentType(CONTENT_TYPE);
     response.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_BAD_REQUEST);
@@ -192,7 +191,8 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
                                     Poco::Net::HTTPServerResponse& response) {
     try {
         try {
-            send_reply(request, response, process(request).text);
+            const Poco::AutoPtr<Poco::XML::Document> reply = process(request);
+            send_reply(request, response, get_reply_text(reply));
         } catch (const Error& error) {
             send_fault(request, response, error);
         }
@@ -204,7 +204,7 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
     }
 }
 
-OPCQueryHandler::Reply OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
+Poco::AutoPtr<Poco::XML::Document> OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
     Poco::XML::NamespaceSupport namespaces;
     namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
     namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
@@ -215,8 +215,7 @@ OPCQueryHandler::Reply OPCQueryHandler::process(Poco::Net::HTTPServerRequest& re
     if (message == nullptr) {
         throw Poco::NotFoundException("no known request");
     }
-    Poco::AutoPtr<Poco::XML::Document> document = message->generate();
-    return {dynamic_cast<ReplyDocument&>(*document).take_share(), write_reply(document)};
+    return message->generate();
 }
 
 std::unique_ptr<AMessage> OPCQueryHandler::create_message(Poco::AutoPtr<Poco::XML::Document> request,

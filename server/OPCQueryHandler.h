@@ -1,8 +1,6 @@
 #pragma once
 
 #include "server/AMessage.h"
-#include "server/MarkupRope.h"
-#include "server/ReplyBudget.h"
 #include "subscriptions/HoldWatch.h"
 #include "subscriptions/SubscriptionHandler.h"
 
@@ -37,13 +35,8 @@ public:
                        Poco::Net::HTTPServerResponse& response) override;
 
 private:
-    struct Reply {
-        ReplyShare share;
-        MarkupRope text;
-    };
-
-    /// Serves a request.
-    Reply process(Poco::Net::HTTPServerRequest& request) const;
+    /// Serves a request and returns the reply. Until it is sent, it holds its share of the budget of all replies.
+    Poco::AutoPtr<Poco::XML::Document> process(Poco::Net::HTTPServerRequest& request) const;
 
     /// Sweeps expired subscriptions and makes the message that the request asks for.
     /// @param watch  of a poll that is held; may be null

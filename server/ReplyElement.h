@@ -2,20 +2,23 @@
 
 #include "server/MarkupRope.h"
 #include "server/ReplyBudget.h"
-#include "server/arena_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
+#include <Poco/DOM/Document.h>
+#include <Poco/DOM/Element.h>
 #include <Poco/DOM/Node.h>
 #include <Poco/XML/NamePool.h>
 
-#include <array>
 #include <cstddef>
 #include <memory>
-#include <memory_resource>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
+/// Replies pass for a DOM of POCO's, but what they are made of is markup: a reply is written once, from the
+/// inside out, and read by nobody.
 namespace kx::information_model::opc {
 
 /// A reply exceeds what this server makes for anybody.
@@ -28,20 +31,35 @@ public:
 /// can ask for a large array again and again.
 inline constexpr std::size_t MAXIMUM_REPLY_SIZE = std::size_t{256} * 1024 * 1024;
 
-/// What the elements of a reply share: the count of the bytes that they will take, and memory for those that
-/// pass through a list.
+/// The markup of an element that is not complete.
+class ReplyContent {
+    friend class ReplyElement;
+
+    // Has room for what elements usually have.
+    ReplyContent() {
+        attributes.reserve(256);
+        sizes.reserve(8);
+    }
+
+    struct Attribute {
+        std::size_t name_size;
+        std::size_t size;  // of a blank, the name, and the value in quotes
+    };
+
+    std::string attributes;        // as they are written, sorted by name
+    std::vector<Attribute> sizes;  // of each of them
+    MarkupRope text;               // or children
+    bool has_text = false;
+};
+
+/// What the elements of a reply share: the count of the bytes that they will take, and memory that one
+/// element leaves to the next.
 class ReplyMemory {
     friend class ReplyDocument;
     friend class ReplyElement;
 
-    /// The memory for an element that passes through a list: used again as soon as all that were made in it
-    /// are gone.
-    std::pmr::memory_resource& get_passing_memory() noexcept {
-        if (passing_elements_ == 0) {
-            passing_memory_.release();
-        }
-        return passing_memory_;
-    }
+    ReplyMemory();
+    ~ReplyMemory();
 
     /// @throws ReplyLimitException
     void count(std::size_t size) {
@@ -57,46 +75,68 @@ class ReplyMemory {
     std::size_t maximum_size_ = MAXIMUM_REPLY_SIZE;
     std::size_t markup_size_ = 0;
     ReplyShare share_;
-    std::size_t open_lists_ = 0;
-    std::size_t passing_elements_ = 0;  // in `passing_memory_`
-    std::array<std::byte, 2048> passing_buffer_;
-    std::pmr::monotonic_buffer_resource passing_memory_{passing_buffer_.data(), passing_buffer_.size()};
+    std::vector<std::unique_ptr<ReplyContent>> spare_contents_;
+    std::vector<void*> spare_places_;  // each of an element
+    std::string buffer_;               // for what is being escaped
 };
 
-/// The document of a reply. What its elements share is a base class, since it must outlive the one that
-/// releases them.
-class ReplyDocument final : private ReplyMemory, public ArenaDocument {
+/// The document of a reply: its text, as soon as the root element is appended.
+///
+/// What its elements share is a base class, since it must outlive the one that releases them.
+class ReplyDocument final : private ReplyMemory, public Poco::XML::Document {
 public:
-    using ArenaDocument::ArenaDocument;
+    /// @param names  where the elements' names are kept; used by this thread alone
+    explicit ReplyDocument(Poco::XML::NamePool& names);
 
     /// @param maximum_size  instead of `MAXIMUM_REPLY_SIZE`
     void limit(std::size_t maximum_size) noexcept { maximum_size_ = maximum_size; }
 
+    /// At least the size of all that was made in it.
     std::size_t get_markup_size() const noexcept { return markup_size_; }
 
-    /// Hands over what the reply holds of the budget of all replies. It is to be kept until it is sent.
-    ReplyShare take_share() noexcept { return std::move(share_); }
+    /// Writes the document: the XML declaration and the element, which is closed.
+    /// @param root  an open `ReplyElement` of this document
+    /// @throws std::logic_error  if it is anything else, or not the first
+    Poco::XML::Node* appendChild(Poco::XML::Node* root) override;
+
+    /// @throws std::logic_error  if there is no root element
+    const MarkupRope& get_text() const;
+
+    /// @throws std::logic_error  always: a reply is only appended to
+    Poco::XML::Node* insertBefore(Poco::XML::Node* child, Poco::XML::Node* next) override;
+    Poco::XML::Node* replaceChild(Poco::XML::Node* child, Poco::XML::Node* old) override;
+    Poco::XML::Node* removeChild(Poco::XML::Node* child) override;
 
 protected:
     ~ReplyDocument() override;
 
 private:
     friend class ReplyElement;
+
+    MarkupRope text_;
 };
 
-/// An element of a reply. Its attributes and its text are kept as the markup that they become, escaped and
-/// in the order in which they are written: a reply is written once and read by nobody, and nodes of their
-/// own would cost more than all else that a service does. POCO's functions therefore see its name and those
-/// of its children that are no text and passed through no list, but neither attributes nor text; to look at
-/// them, write the element.
+/// An element of a reply. It is kept as the markup that it becomes: what is set or appended is escaped at
+/// once, attributes lie in the order in which they are written. What is written is what a default
+/// `Poco::XML::DOMWriter` writes of the DOM of the same content, byte for byte, in a fraction of its time.
+///
+/// An element is complete when it is appended: its parent takes its markup and closes it, and whatever
+/// changes it later throws. So a list of a million items takes no more than their text and one item. POCO's
+/// functions see its name, and neither attributes, texts nor children; those that would change it throw, or,
+/// where they are not virtual, make it throw when it is appended.
 ///
 /// Whatever makes a reply longer throws `ReplyLimitException` once it is too long, or all replies of the
 /// process are.
-class ReplyElement final : public ArenaElement {
+class ReplyElement final : public Poco::XML::Element {
 public:
-    static Poco::AutoPtr<ReplyElement> create(ReplyDocument& document, const std::string& name);
+    static void* operator new(std::size_t size, ReplyDocument& document);
+    static void operator delete(void* place, ReplyDocument& document) noexcept;
+    static void operator delete(ReplyElement* element, std::destroying_delete_t) noexcept;
 
-    /// Sets an attribute. Characters that XML cannot carry become U+FFFD.
+    ReplyElement(ReplyDocument& document, const std::string& name);
+
+    /// Sets an attribute, again if there is one. Characters that XML cannot carry become U+FFFD.
+    /// @throws std::logic_error  if the element is closed, as all below
     void set_attribute(std::string_view name, std::string_view value);
 
     /// Appends text; characters that XML cannot carry become U+FFFD.
@@ -104,52 +144,37 @@ public:
     void append_text(std::string_view text);
 
     /// Appends a child that has nothing but text, without making an element of it.
-    /// @throws std::logic_error  if the element has text, or children that were appended otherwise
+    /// @throws std::logic_error  if the element has text
     void append_text_child(std::string_view name, std::string_view text);
 
-    /// Appends a child. If the list is open, the child is written and no longer needed: it has to be
-    /// complete.
+    /// Appends a child behind the others and closes it.
+    /// @param child  an open `ReplyElement` of the same document
+    /// @throws std::logic_error  if it is anything else, or the element has text
     Poco::XML::Node* appendChild(Poco::XML::Node* child) override;
 
-    /// What `ListBuilder` does.
-    /// @throws std::logic_error  if the element has text or children that passed through no list
-    void open_list();
-    void close_list() noexcept;
+    bool is_open() const noexcept { return content_ != nullptr; }
 
-    bool is_open_list() const noexcept { return is_open_list_; }
+    /// Appends the markup and closes the element.
+    void write(MarkupRope& output);
 
-    /// Whether it is written as an empty-element tag.
-    bool is_empty() const noexcept;
-
-    /// Appends the markup of all attributes, sorted by name, each with a blank in front.
-    void write_attributes(std::string& output) const;
-
-    /// Appends the markup of the text, or of the children that are there as markup; other children follow.
-    void write_content(MarkupRope& output) const;
+    /// @throws std::logic_error  always: a reply is only appended to
+    Poco::XML::Node* insertBefore(Poco::XML::Node* child, Poco::XML::Node* next) override;
+    Poco::XML::Node* replaceChild(Poco::XML::Node* child, Poco::XML::Node* old) override;
+    Poco::XML::Node* removeChild(Poco::XML::Node* child) override;
 
 protected:
     ~ReplyElement() override;
 
+    Poco::XML::Node* copyNode(bool deep, Poco::XML::Document* document) const override;
+
 private:
-    struct Attribute {
-        std::string_view name;
-        std::string_view markup;  // a blank, the name, and the value in quotes
-        Attribute* next;
-    };
+    friend class ReplyDocument;
 
-    ReplyElement(ReplyDocument& document, std::pmr::memory_resource& memory, const std::string& name);
-
-    bool is_passing() const noexcept { return &memory_ == &shared_.passing_memory_; }
-    void set_markup(std::string_view name, std::string_view escaped_value);
-    MarkupRope& get_list();
-    void require(bool condition) const;
+    ReplyContent& get_content() const;
+    void close() noexcept;
 
     ReplyMemory& shared_;
-    std::pmr::memory_resource& memory_;
-    Attribute* first_attribute_ = nullptr;  // sorted by name
-    std::string_view text_;
-    std::unique_ptr<MarkupRope> list_;  // children that are there as markup
-    bool is_open_list_ = false;
+    std::unique_ptr<ReplyContent> content_;  // null if the element is closed
 };
 
 }  // namespace kx::information_model::opc

@@ -53,10 +53,10 @@ RequestElement::RequestElement(RequestDocument& document, const XmlName& name)
 RequestElement::~RequestElement() = default;
 
 void RequestElement::append_attribute(const XmlName& name, std::string_view value) {
-    std::pmr::memory_resource& memory = get_document().get_memory();
-    auto* const text = static_cast<char*>(memory.allocate(value.size(), 1));
+    const std::size_t size = sizeof(Attribute) + value.size();
+    void* const place = get_document().get_memory().allocate(size, alignof(Attribute));
+    char* const text = static_cast<char*>(place) + sizeof(Attribute);
     std::copy(value.begin(), value.end(), text);
-    void* const place = memory.allocate(sizeof(Attribute), alignof(Attribute));
     auto* const attribute = new (place) Attribute{&name, {text, value.size()}, nullptr};
     (last_attribute_ == nullptr ? first_attribute_ : last_attribute_->next) = attribute;
     last_attribute_ = attribute;

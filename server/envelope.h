@@ -6,9 +6,8 @@
 
 namespace kx::information_model::opc {
 
-/// Gives an empty reply document its SOAP 1.1 envelope, with the namespace declarations of every reply,
-/// and an empty body.
-/// @return the "soap:Body" element, to append to
-Poco::AutoPtr<Poco::XML::Element> append_envelope(Poco::XML::Document& document);
+/// Gives an empty reply document its SOAP 1.1 envelope, with the namespace declarations of every reply.
+/// @param content  what is in the body; complete, not null
+void create_envelope(Poco::XML::Document& document, Poco::AutoPtr<Poco::XML::Element> content);
 
 }  // namespace kx::information_model::opc

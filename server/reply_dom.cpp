@@ -3,9 +3,10 @@
 #include "server/PerThread.h"
 #include "server/ReplyElement.h"
 
+#include <Poco/Exception.h>
 #include <Poco/XML/NamePool.h>
 
-#include <stdexcept>
+#include <typeinfo>
 
 namespace kx::information_model::opc {
 
@@ -26,8 +27,13 @@ Poco::XML::NamePool& get_name_pool() {
     return *names.get().pool;
 }
 
-ReplyElement& as_reply_element(Poco::XML::Element& element) {
-    return static_cast<ReplyElement&>(element);
+// Each is the only class that it can be, so that comparing its identity is enough.
+template <class Reply, class Node>
+Reply& as_reply(Node& node) {
+    if (typeid(node) != typeid(Reply)) {
+        throw std::bad_cast();
+    }
+    return static_cast<Reply&>(node);
 }
 
 }  // namespace
@@ -38,29 +44,27 @@ Poco::AutoPtr<Poco::XML::Document> create_reply_document() {
 
 Poco::AutoPtr<Poco::XML::Element> create_element(const Poco::XML::Document& document,
                                                  const std::string& name) {
-    auto& reply = static_cast<ReplyDocument&>(const_cast<Poco::XML::Document&>(document));
-    return ReplyElement::create(reply, name);
-}
-
-Poco::AutoPtr<Poco::XML::Element> append_element(Poco::XML::Element& parent, const std::string& name) {
-    if (as_reply_element(parent).is_open_list()) {
-        throw std::logic_error("What is appended to an open list has to be complete.");
-    }
-    auto element = create_element(*parent.ownerDocument(), name);
-    parent.appendChild(element);
-    return element;
-}
-
-void set_attribute(Poco::XML::Element& element, std::string_view name, std::string_view value) {
-    as_reply_element(element).set_attribute(name, value);
+    auto& reply = as_reply<ReplyDocument>(const_cast<Poco::XML::Document&>(document));
+    return new (reply) ReplyElement(reply, name);
 }
 
 void append_text_element(Poco::XML::Element& parent, std::string_view name, std::string_view text) {
-    as_reply_element(parent).append_text_child(name, text);
+    as_reply<ReplyElement>(parent).append_text_child(name, text);
+}
+
+void set_attribute(Poco::XML::Element& element, std::string_view name, std::string_view value) {
+    as_reply<ReplyElement>(element).set_attribute(name, value);
 }
 
 void append_text(Poco::XML::Element& element, std::string_view text) {
-    as_reply_element(element).append_text(text);
+    as_reply<ReplyElement>(element).append_text(text);
+}
+
+const MarkupRope& get_reply_text(const Poco::XML::Document* document) {
+    if (document == nullptr) {
+        throw Poco::NullPointerException();
+    }
+    return as_reply<const ReplyDocument>(*document).get_text();
 }
 
 }  // namespace kx::information_model::opc

@@ -55,6 +55,9 @@ std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& eleme
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element,
                                                     const std::string& qualified_name,
                                                     const Poco::XML::NamespaceSupport& namespaces) {
+    if (qualified_name.find(':') == std::string::npos) {
+        return find_attribute_text(element, {}, qualified_name);
+    }
     return find_attribute_text(element, XmlName::resolve(qualified_name, namespaces));
 }
 

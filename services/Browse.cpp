@@ -1,7 +1,6 @@
 #include "services/Browse.h"
 
 #include "server/Error.h"
-#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/xml_names.h"
 #include "services/item_lookup.h"
@@ -66,7 +65,6 @@ Poco::AutoPtr<Poco::XML::Element> Browse::process() {
     auto response = create_element(get_document(), reply_names::BROWSE_RESPONSE);
     const auto result = append_result_on_exit(response, reply_names::BROWSE_RESULT, client_request_handle_);
     const Item& root = get_root_item(get_model());
-    const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);
     const Item& item = get_item(root, path_);
     switch (item.get_item_type()) {

@@ -1,6 +1,5 @@
 #include "services/GetProperties.h"
 
-#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -26,7 +25,6 @@ Poco::AutoPtr<Poco::XML::Element> GetProperties::process() {
         append_result_on_exit(response, reply_names::GET_PROPERTIES_RESULT, client_request_handle_);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
-    const ListBuilder builder(*response);
     const std::shared_lock<const Tree> lock(root);
     for (const Path& path : item_paths_) {
         if (const Item* item = find_or_report(root, path, "error not found: ", diagnostics)) {

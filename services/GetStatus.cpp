@@ -22,9 +22,9 @@ Poco::AutoPtr<Poco::XML::Element> GetStatus::process() {
     // The same at every start. Kept: clients rely on it.
     set_attribute(*status, reply_names::START_TIME, "2003-05-26T20:16:45.0937500-07:00");
     set_attribute(*status, reply_names::PRODUCT_VERSION, "0.0.0.1");
-    append_text(*append_element(*status, reply_names::VENDOR_INFO), "Brevandor OPC XML DA Server");
-    append_text(*append_element(*status, reply_names::SUPPORTED_LOCALE_IDS), "en-US");
-    append_text(*append_element(*status, reply_names::SUPPORTED_INTERFACE_VERSIONS), "XML_DA_Version_1_0");
+    append_text_element(*status, reply_names::VENDOR_INFO, "Brevandor OPC XML DA Server");
+    append_text_element(*status, reply_names::SUPPORTED_LOCALE_IDS, "en-US");
+    append_text_element(*status, reply_names::SUPPORTED_INTERFACE_VERSIONS, "XML_DA_Version_1_0");
     response->appendChild(status);
     return response;
 }

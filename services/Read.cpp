@@ -1,6 +1,5 @@
 #include "services/Read.h"
 
-#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -33,7 +32,6 @@ Poco::AutoPtr<Poco::XML::Element> Read::process() {
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
-    const ListBuilder builder(*list);
     const std::shared_lock<const Tree> lock(root);
     for (const RequestItem& request_item : items_) {
         const Path& path = std::get<Path>(request_item);

@@ -2,7 +2,6 @@
 
 #include "codec/value_content.h"
 #include "codec/value_reader.h"
-#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -164,7 +163,6 @@ Poco::AutoPtr<Poco::XML::Element> Write::process() {
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
-    const ListBuilder builder(*list);
     std::unique_lock<Tree> lock(root);
     for (RequestItem& item : items_) {
         Variable* const variable = find_variable(root, std::get<Path>(item), diagnostics);

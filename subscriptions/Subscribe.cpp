@@ -1,6 +1,5 @@
 #include "subscriptions/Subscribe.h"
 
-#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -56,7 +55,6 @@ Poco::AutoPtr<Poco::XML::Element> Subscribe::process() {
     auto list = create_element(get_document(), reply_names::R_ITEM_LIST);
     const Item& root = get_root_item(get_model());
     Diagnostics diagnostics;
-    const ListBuilder builder(*list);
     const std::shared_lock<const Tree> lock(root);
     for (const SubscriptionItem& item : subscription_->items) {
         if (const Item* found = find_or_report(root, item.path, "error not found:", diagnostics)) {

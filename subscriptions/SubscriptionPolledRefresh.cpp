@@ -1,7 +1,6 @@
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
 #include "server/LimitException.h"
-#include "server/ListBuilder.h"
 #include "server/reply_dom.h"
 #include "server/request_dom.h"
 #include "server/xml_names.h"
@@ -135,7 +134,7 @@ Poco::AutoPtr<Poco::XML::Element> SubscriptionPolledRefresh::process() {
         if (poll.subscription != nullptr) {
             refresh(*poll.subscription, poll.items, list, diagnostics);
         } else {
-            append_text(*append_element(*response, reply_names::INVALID_SERVER_SUB_HANDLES), poll.handle);
+            append_text_element(*response, reply_names::INVALID_SERVER_SUB_HANDLES, poll.handle);
         }
     }
     response->appendChild(list);
@@ -147,7 +146,6 @@ void SubscriptionPolledRefresh::refresh(Subscription& subscription, std::span<co
                                         Diagnostics& diagnostics) const {
     const Item& root = get_root_item(get_model());
     const TimePoint last_poll = subscription.last_poll;
-    const ListBuilder builder(*list);
     for (const SubscriptionItem& item : items) {
         if (const Item* found =
                 find_or_report(root, item.path, "error not found Path not found: ", diagnostics)) {

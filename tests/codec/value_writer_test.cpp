@@ -23,7 +23,8 @@ using symbol_list::HISTORY_KIND;
 using testing::to_text;
 
 std::string write(const Value& value) {
-    return to_text(*create_value_element(create_reply_document(), value));
+    const auto document = create_reply_document();
+    return to_text(*create_value_element(document, value));
 }
 
 struct ValueRow {
@@ -209,7 +210,7 @@ TEST(CreateValueElement, TellsSignedFromUnsignedBytes) {
 
 TEST(CreateValueElement, SetsTheTypeAndAttachesNothing) {
     auto document = create_reply_document();
-    const auto element = create_value_element(document, Value(1));
+    auto element = create_value_element(document, Value(1));
     EXPECT_EQ(to_text(*element), R"(<Value xsi:type="xsd:int">1</Value>)");
     EXPECT_EQ(element->parentNode(), nullptr);
     EXPECT_EQ(element->ownerDocument(), document.get());

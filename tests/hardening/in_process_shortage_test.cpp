@@ -2,7 +2,7 @@
 #include "server/Error.h"
 #include "server/ListeningSocket.h"
 #include "server/RequestParser.h"
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 #include "support/dom_description.h"
 
 #include <Poco/Net/SocketAddress.h>
@@ -114,10 +114,10 @@ protected:
 };
 
 TEST_P(FaultShortage, EndsInAnExceptionOrTheWholeText) {
-    const std::string expected = serialize(generate_fault(Error(Error::E_SOAP)));
+    const std::string expected = get_reply_text(generate_fault(Error(Error::E_SOAP))).to_string();
     const long blocks = run_to_success(
         [&] {
-            const std::string text = serialize(generate_fault(Error(Error::E_SOAP)));
+            const std::string text = get_reply_text(generate_fault(Error(Error::E_SOAP))).to_string();
             const AllocationExemption exemption;
             EXPECT_EQ(text, expected);
         },

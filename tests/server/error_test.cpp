@@ -1,6 +1,6 @@
 #include "server/Error.h"
 
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 
 #include <Poco/DOM/Element.h>
 
@@ -83,7 +83,7 @@ TEST_P(ErrorTable, IsThrownAsACopy) {
 }
 
 TEST_P(ErrorTable, BecomesAFault) {
-    EXPECT_EQ(serialize(generate_fault(*GetParam().error)),
+    EXPECT_EQ(get_reply_text(generate_fault(*GetParam().error)).to_string(),
               R"(<?xml version="1.0" encoding="utf-8"?>)"
               R"(<soap:Envelope xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/")"
               R"( xmlns:soap="http://schemas.xmlsoap.org/soap/envelope/")"

@@ -1,7 +1,6 @@
 #include "services/Properties.h"
 
 #include "server/reply_dom.h"
-#include "server/serialize.h"
 #include "tests/server/ParsedRequest.h"
 
 #include <Poco/Exception.h>
@@ -42,7 +41,7 @@ protected:
     std::string call(const std::string& attributes, const std::string& children = {}) {
         const testing::ParsedRequest request(testing::create_element_text("Request", attributes, children));
         PropertiesOfOneItem message(model_, request.get_root(), request.get_namespaces());
-        const std::string reply = serialize(message.generate());
+        const std::string reply = get_reply_text(message.generate()).to_string();
         const auto start = reply.find("<soap:Body>") + std::string("<soap:Body>").size();
         return reply.substr(start, reply.find("</soap:Body>") - start);
     }

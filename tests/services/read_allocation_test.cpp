@@ -1,5 +1,5 @@
 #include "server/RequestParser.h"
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 #include "server/xml_names.h"
 #include "services/Read.h"
 
@@ -37,7 +37,7 @@ public:
         const std::size_t before = testing::get_allocation_count();
         const auto document = parse_request(body);
         Read message(model_, document->documentElement(), namespaces_);
-        const std::string reply = serialize(message.generate());
+        const std::string reply = get_reply_text(message.generate()).to_string();
         const std::size_t after = testing::get_allocation_count();
         EXPECT_NE(reply.find("<Items ClientItemHandle=\"" + create_name(count_ - 1)), std::string::npos);
         return static_cast<double>(after - before) / count_;

@@ -41,7 +41,7 @@ std::string call(ServiceCaller& caller, const std::string& request) {
         return caller.call<Message>(request);
     } else {
         const ServiceRequest parsed(request);
-        return serialize(Message(caller.model, parsed.get_element(), parsed.get_namespaces()).generate());
+        return get_reply_text(Message(caller.model, parsed.get_element(), parsed.get_namespaces()).generate()).to_string();
     }
 }
 

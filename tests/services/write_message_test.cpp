@@ -1,7 +1,7 @@
 #include "services/Write.h"
 
 #include "server/RequestParser.h"
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 #include "server/xml_names.h"
 
 #include <information_model/exceptions.h>
@@ -74,7 +74,7 @@ TEST_F(WriteMessage, ChangesNothingUntilItGenerates) {
     const Variable& variable = add(Value(7));
     const auto message = create_with_value("<Value xsi:type='xsd:int'>1</Value>");
     EXPECT_EQ(variable.get_value(), Value(7));
-    const std::string reply = serialize(message->generate());
+    const std::string reply = get_reply_text(message->generate()).to_string();
     EXPECT_EQ(variable.get_value(), Value(1));
     EXPECT_THAT(reply,
                 HasSubstr(R"(<WriteResponse><RItemList><Items ItemName="/v"/></RItemList><WriteResult )"));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/serialize.h"
+#include "server/reply_dom.h"
 #include "subscriptions/SubscriptionHandler.h"
 #include "tests/server/ParsedRequest.h"
 
@@ -35,7 +35,9 @@ struct ServiceCaller {
     template <class Message>
     std::string call(const std::string& request) {
         const ServiceRequest parsed(request);
-        return serialize(Message(model, parsed.get_element(), parsed.get_namespaces(), handler).generate());
+        return get_reply_text(
+                   Message(model, parsed.get_element(), parsed.get_namespaces(), handler).generate())
+            .to_string();
     }
 
     Domain& get_root() { return model->get_root(); }

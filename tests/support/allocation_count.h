@@ -8,4 +8,7 @@ namespace kx::information_model::opc::testing {
 /// operators for the whole program.
 std::size_t get_allocation_count() noexcept;
 
+/// How many bytes of that are in use.
+std::size_t get_allocated_size() noexcept;
+
 }  // namespace kx::information_model::opc::testing

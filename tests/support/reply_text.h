@@ -1,6 +1,8 @@
 #pragma once
 
-#include "server/ReplyWriter.h"
+#include "server/MarkupRope.h"
+#include "server/ReplyElement.h"
+#include "server/reply_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/DOMParser.h>
@@ -9,22 +11,27 @@
 
 #include <string>
 
-/// For unit tests: replies as texts, since that is what their elements are made for.
+/// For unit tests: replies as texts, since that is what they are.
 namespace kx::information_model::opc::testing {
 
-/// The text of an element of a reply.
-inline std::string to_text(const Poco::XML::Element& element) {
+/// The text of a complete reply.
+inline std::string to_text(const Poco::AutoPtr<Poco::XML::Document>& document) {
+    return get_reply_text(document).to_string();
+}
+
+/// The text of an element of a reply, which is closed.
+inline std::string to_text(Poco::XML::Element& element) {
     MarkupRope text;
-    ReplyWriter(text).write(dynamic_cast<const ReplyElement&>(element));
+    dynamic_cast<ReplyElement&>(element).write(text);
     return text.to_string();
 }
 
-/// The value of an attribute as a client reads it, empty if there is none. The element may hold prefixes
-/// that it does not declare.
-inline std::string read_attribute(const Poco::XML::Element& element, const std::string& name) {
+/// The value of an attribute as a client reads it, empty if there is none.
+/// @param text  of an element, which may hold prefixes that it does not declare
+inline std::string read_attribute(const std::string& text, const std::string& name) {
     Poco::XML::DOMParser parser;
     parser.setFeature(Poco::XML::XMLReader::FEATURE_NAMESPACES, false);
-    const Poco::AutoPtr<Poco::XML::Document> document = parser.parseString(to_text(element));
+    const Poco::AutoPtr<Poco::XML::Document> document = parser.parseString(text);
     return document->documentElement()->getAttribute(name);
 }
 

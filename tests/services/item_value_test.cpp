@@ -74,8 +74,8 @@ TEST_F(ItemValue, HasTheTimeOfAVariable) {
 
 TEST_F(ItemValue, HasTheCurrentTimeForADomain) {
     const TimePoint before = std::chrono::system_clock::now();
-    const TimePoint reported =
-        date_time_from_iso8601_string(read_attribute(*create(boiler_, {.has_timestamp = true}), "Timestamp"));
+    const std::string element = to_text(*create(boiler_, {.has_timestamp = true}));
+    const TimePoint reported = date_time_from_iso8601_string(read_attribute(element, "Timestamp"));
     EXPECT_LE(before, reported);
     EXPECT_LE(reported, std::chrono::system_clock::now());
 }

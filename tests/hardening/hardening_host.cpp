@@ -10,12 +10,14 @@
 
 #include <sys/resource.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace kx::information_model;
@@ -75,6 +77,10 @@ int main(int argument_count, char** arguments) {
         std::cout << server.start() << std::endl;
         int signal = 0;
         sigwait(&signals, &signal);
+    }
+    // A worker that is about to end may let go of it a moment later.
+    for (int attempt = 0; model.use_count() > 1 && attempt < 1000; ++attempt) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return model.use_count() == 1 ? 0 : 1;
 }

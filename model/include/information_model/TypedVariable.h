@@ -72,15 +72,15 @@ concept KeptBy = detail::is_kept<std::decay_t<From>, To>();
 
 namespace detail {
 
-/// A `T`, or none, for `TypedVariable::Update`: takes what becomes a `T` without loss.
+/// A `T`, or none, for `TypedVariable::Update`: takes what becomes a `T` without loss; no NewValue does.
 template <class T>
 class NewValue {
 public:
     NewValue() = default;
     template <class Other>
-    requires KeptBy<Other, T> NewValue(Other&& value)
-        : value_(std::forward<Other>(value)) {}      // NOLINT(google-explicit-constructor)
-    NewValue(T value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+    requires KeptBy<Other, T> NewValue(Other&& value)  // NOLINT(bugprone-forwarding-reference-overload)
+        : value_(std::forward<Other>(value)) {}        // NOLINT(google-explicit-constructor)
+    NewValue(T value) : value_(std::move(value)) {}    // NOLINT(google-explicit-constructor)
     /// Does not compile: `Other` does not become a `T` without loss.
     template <class Other>
     requires(!KeptBy<Other, T> && !std::is_same_v<Other, NewValue>) NewValue(const Other& value)

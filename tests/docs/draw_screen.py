@@ -105,6 +105,13 @@ def get_text(drawing):
     return "\n".join(html.unescape(re.sub(r"<[^>]*>", "", text)) for text in texts)
 
 
+def mask(text):
+    """Without what differs from run to run."""
+    text = re.sub(r"\d+ changes", "NUMBER changes", replay.mask(text))
+    text = re.sub(r"\b\d\d:\d\d:\d\d\.\d{3}\b", "TIME", text)
+    return re.sub(r"\b\d+\.\d+\b", "NUMBER", text)
+
+
 def main():
     plant, xmlda = (str(pathlib.Path(program).resolve()) for program in sys.argv[1:3])
     lines = capture(plant, xmlda)
@@ -113,7 +120,7 @@ def main():
         return 0
     report = pages.Report()
     shown, drawn = (
-        re.sub(r"\d+ changes", "NUMBER changes", replay.mask(text))
+        mask(text)
         for text in (ESCAPE.sub("", "\n".join(lines)), get_text(DRAWING.read_text(encoding="utf-8")))
     )
     report.equal(drawn, shown, "docs/screen.svg")

@@ -48,7 +48,7 @@ std::mutex& TlsLibrary::get_mutex() {
 }
 
 Poco::Net::Context::Ptr install_tls_context(const TlsFiles& files) {
-    const Poco::Net::Context::Ptr context =
+    Poco::Net::Context::Ptr context =
         new Poco::Net::Context(Poco::Net::Context::TLSV1_2_SERVER_USE, files.private_key, files.certificate,
                                std::string(), Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
     // OpenSSL just forgets a key that does not fit, and no client gets in.

@@ -173,6 +173,7 @@ class PageTest(unittest.TestCase):
 
     def test_survives_restarts(self):
         self.open()
+        wait_for(lambda: self.text_of("/boiler/temperature", "quality") == "good", "a value to remember")
         self.plant.kill()
         self.wait_for_text("#state", "does not answer")
         wait_for(lambda: self.text_of("/boiler/temperature", "quality") == "badLastKnownValue", "the last known value")

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-struct _xmlDoc;
+struct _xmlDoc;  // NOLINT(bugprone-reserved-identifier): named by libxml2
 
 namespace xmlda {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-struct _xmlAttr;
-struct _xmlNode;
+struct _xmlAttr;  // NOLINT(bugprone-reserved-identifier): named by libxml2
+struct _xmlNode;  // NOLINT(bugprone-reserved-identifier): named by libxml2
 
 namespace xmlda {
 

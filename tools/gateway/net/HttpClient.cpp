@@ -197,7 +197,7 @@ Completion<HttpOutcome> HttpClient::post(std::string body, Repetition repetition
                     .repetition = repetition,
                     .deadline = Clock::now() + patience,
                     .completion = {}};
-    const auto completion = request.completion;
+    auto completion = request.completion;
     parts_->waiting.push_back(std::move(request));
     if (parts_->workers < MOST_CONNECTIONS) {
         ++parts_->workers;

@@ -269,8 +269,13 @@ private:
             const CLI::Option* const option = app.get_option_no_throw(name);
             if (option == nullptr) {
                 const std::string command = &app == &app_ ? "" : ' ' + app.get_name();
-                throw create_usage_failure("unknown option '" + name + "'" + suggest(name, get_options(app)) +
-                                           " (xmlda" + command + " --help tells more)");
+                throw create_usage_failure(std::string("unknown option '")
+                                               .append(name)
+                                               .append("'")
+                                               .append(suggest(name, get_options(app)))
+                                               .append(" (xmlda")
+                                               .append(command)
+                                               .append(" --help tells more)"));
             }
             const bool has_value_behind = option->get_type_size() != 0 && name == words[i];
             i += has_value_behind ? 1 : 0;

@@ -35,7 +35,8 @@ ServerAddress parse_server_url(const std::string& url) {
         }
         address.target = rest.substr(slash, rest.find('#') - slash);
     }
-    for (const unsigned char byte : url) {
+    for (const char character : url) {
+        const auto byte = static_cast<unsigned char>(character);
         if (byte <= ' ' || byte >= 0x7F) {
             refuse(url, "it holds a blank or another character that no URL has");
         }

@@ -371,6 +371,7 @@ private:
             }
         }
         presence->set_listener(nullptr);
+        events_->set_listener(nullptr);
         stop_watching.emit(asio::cancellation_type::total);
     }
 

@@ -411,6 +411,7 @@ Task<std::string> SoapServices::write(WriteRequest request, Time received) {
     }
     const std::vector<std::shared_ptr<Item>> items = [&orders] {
         std::vector<std::shared_ptr<Item>> all;
+        all.reserve(orders.size());
         for (const WriteOrder& order : orders) {
             all.push_back(order.item);
         }

@@ -34,7 +34,7 @@ public:
 
 private:
     Task<std::string> read_all();
-    Task<> walk(std::string branch, std::string& text, std::size_t& items);
+    Task<> walk(std::string root, std::string& text, std::size_t& items);
 
     const ServiceParts parts_;
     const std::vector<std::string> branches_;

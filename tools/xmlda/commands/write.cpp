@@ -102,7 +102,7 @@ std::string find_objection(const ItemFacts& facts, const OutgoingValue& value) {
         return "";
     }
     for (const std::string& text : value.texts) {
-        if (const std::string objection = find_objection(facts, text); !objection.empty()) {
+        if (std::string objection = find_objection(facts, text); !objection.empty()) {
             return objection;
         }
     }

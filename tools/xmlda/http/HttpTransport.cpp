@@ -16,8 +16,8 @@
 namespace xmlda {
 namespace {
 
-constexpr std::size_t MAXIMUM_HEAD_SIZE = 64 * 1024;
-constexpr std::size_t MEBIBYTE = 1024 * 1024;
+constexpr std::size_t MAXIMUM_HEAD_SIZE = std::size_t{64} * 1024;
+constexpr std::size_t MEBIBYTE = std::size_t{1024} * 1024;
 
 /// libcurl as a whole, from its first use to the program's end.
 void initialise() {

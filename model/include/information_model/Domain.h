@@ -82,7 +82,7 @@ public:
     /// The handle of the variable at `path`, nothing if there is none or if it is of another type.
     ///
     /// Requires: tree lock held, as for `find_variable`.
-    /// @throws InvalidPathException  if the text is no path
+    /// @throws InvalidPathException  if the text is not a valid path
     template <VariableContent T>
     std::optional<TypedVariable<T>> find(std::string_view path) {
         return TypedVariable<T>::create(find_variable(path));

@@ -38,7 +38,7 @@ public:
     /// and longer for a thread that alone builds and removes.
     /// @param path  the item's address, in the form that `Path` describes
     /// @return the item, null if no item has that path
-    /// @throws InvalidPathException  if the text is no path
+    /// @throws InvalidPathException  if the text is not a valid path
     const Item* find_item(std::string_view path) const;
     /// The same, to change the item: then the lock is held exclusively.
     Item* find_item(std::string_view path);
@@ -49,7 +49,7 @@ public:
 
     /// As `find_item`, for a variable.
     /// @return the variable, null if no item has that path or if it is a domain
-    /// @throws InvalidPathException  if the text is no path
+    /// @throws InvalidPathException  if the text is not a valid path
     const Variable* find_variable(std::string_view path) const;
     /// The same, to change the variable: then the lock is held exclusively.
     Variable* find_variable(std::string_view path);

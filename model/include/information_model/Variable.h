@@ -158,7 +158,7 @@ public:
 
     /// Whether clients may write; absent when nobody said, which means no.
     std::optional<bool> get_writable() const noexcept;
-    /// Metadata may change at any time. That is no modification of the value and calls no observer: clients
+    /// Metadata may change at any time. This does not modify the value and calls no observer: clients
     /// see it when they ask for the property.
     void set_writable(std::optional<bool> writable);
 

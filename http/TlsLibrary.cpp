@@ -25,8 +25,12 @@ void allow_resumption(SSL_CTX* context) {
 }  // namespace
 
 std::optional<TlsFiles> to_tls_files(const std::string& certificate, const std::string& private_key) {
-    return certificate.empty() || private_key.empty() ? std::nullopt
-                                                      : std::optional(TlsFiles{certificate, private_key});
+    // No conditional expression: when the copy of a text fails inside one, g++ 12 destroys texts that were
+    // never made.
+    if (certificate.empty() || private_key.empty()) {
+        return std::nullopt;
+    }
+    return TlsFiles{certificate, private_key};
 }
 
 TlsLibrary::TlsLibrary(bool is_needed) : is_taken_(is_needed) {

@@ -98,7 +98,8 @@ TEST_F(MissingItems, AreNotDearerToPoll) {
             "<Subscribe ReturnValuesOnReply=\"true\" SubscriptionPingRate=\"3600000\">"
             "<ItemList>" +
             create_items("Items", prefix) + "</ItemList></Subscribe>");
-        const std::string handle = get_handle(get_reply_text(make_with_store<Subscribe>()(subscribe)->generate()).to_string());
+        const std::string handle =
+            get_handle(get_reply_text(make_with_store<Subscribe>()(subscribe)->generate()).to_string());
         const ServiceRequest poll("<SubscriptionPolledRefresh><ServerSubHandles>" + handle +
                                   "</ServerSubHandles></SubscriptionPolledRefresh>");
         return measure_processor_time([&] {

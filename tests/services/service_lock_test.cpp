@@ -41,7 +41,8 @@ std::string call(ServiceCaller& caller, const std::string& request) {
         return caller.call<Message>(request);
     } else {
         const ServiceRequest parsed(request);
-        return get_reply_text(Message(caller.model, parsed.get_element(), parsed.get_namespaces()).generate()).to_string();
+        return get_reply_text(Message(caller.model, parsed.get_element(), parsed.get_namespaces()).generate())
+            .to_string();
     }
 }
 

@@ -3,10 +3,10 @@
 //
 // Each benchmark runs once before it is measured, so that the small sizes do not have the advantage of a heap
 // that is in place already.
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
 #include "services/Browse.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/xml_names.h"
 
 #include <information_model/InformationModel.h>
 

@@ -14,11 +14,11 @@
 #include "load/requests.h"
 #include "load/servers.h"
 #include "load/tree.h"
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/request_dom.h"
-#include "server/xml_names.h"
 #include "services/Read.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/request/request_dom.h"
+#include "xml/xml_names.h"
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>

@@ -2,11 +2,11 @@
 // the message from it, running the service, and serialising the reply. The counter "item" is the time of one
 // item of the subscription. For polls that find little or nothing changed, subtract the time of a poll of no
 // items, the fixed cost of a request, before comparing.
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
 #include "subscriptions/Subscribe.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/xml_names.h"
 
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>

@@ -1,11 +1,11 @@
 // What a Write and a Read cost in the process, without HTTP: parsing the request, making the message from it,
 // running the service, and serialising the reply. The counter "item" is the time of one item; it must not
 // grow with the number of items.
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
 #include "services/Read.h"
 #include "services/Write.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/xml_names.h"
 
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>

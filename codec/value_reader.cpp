@@ -4,7 +4,7 @@
 #include "codec/text_forms.h"
 #include "codec/type_names.h"
 #include "codec/value_types.h"
-#include "server/xml_names.h"
+#include "xml/xml_names.h"
 
 #include <algorithm>
 #include <array>

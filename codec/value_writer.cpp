@@ -4,8 +4,8 @@
 #include "codec/type_names.h"
 #include "codec/value_content.h"
 #include "codec/value_types.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/xml_names.h"
 
 #include <Poco/Exception.h>
 

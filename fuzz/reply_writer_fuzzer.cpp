@@ -3,8 +3,8 @@
 
 #include "InputReader.h"
 #include "require.h"
-#include "server/reply_dom.h"
 #include "support/xml_characters.h"
+#include "xml/reply/reply_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/DOMWriter.h>

@@ -4,8 +4,8 @@
 #include "require.h"
 #include "support/TextSource.h"
 
-#include "server/LimitException.h"
-#include "server/RequestBody.h"
+#include "base/LimitException.h"
+#include "http/RequestBody.h"
 
 #include <Poco/Net/NetException.h>
 

@@ -8,11 +8,11 @@
 #include "Host.h"
 #include "ManualClock.h"
 #include "require.h"
-#include "server/Error.h"
 #include "server/OPCQueryHandler.h"
-#include "server/reply_dom.h"
+#include "server/message/Error.h"
 #include "subscriptions/SubscriptionHandler.h"
 #include "support/FakeRequest.h"
+#include "xml/reply/reply_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/DOMParser.h>

@@ -2,8 +2,8 @@
 // texts, and what POCO accepts is refused for a limit only.
 
 #include "require.h"
-#include "server/RequestParser.h"
 #include "support/dom_description.h"
+#include "xml/request/RequestParser.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Document.h>

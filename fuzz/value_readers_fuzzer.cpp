@@ -7,7 +7,7 @@
 #include "codec/type_names.h"
 #include "codec/value_reader.h"
 #include "require.h"
-#include "server/xml_names.h"
+#include "xml/xml_names.h"
 
 #include <information_model/Value.h>
 

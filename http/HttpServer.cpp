@@ -1,6 +1,6 @@
 #include "http/HttpServer.h"
 
-#include "server/ListeningSocket.h"
+#include "http/ListeningSocket.h"
 
 #include <Poco/Net/TCPServer.h>
 #include <Poco/ThreadPool.h>

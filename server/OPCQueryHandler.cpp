@@ -1,12 +1,8 @@
 #include "server/OPCQueryHandler.h"
 
 #include "http/Connection.h"
-#include "server/Error.h"
-#include "server/RequestBody.h"
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/request_dom.h"
-#include "server/xml_names.h"
+#include "http/RequestBody.h"
+#include "server/message/Error.h"
 #include "services/Browse.h"
 #include "services/GetProperties.h"
 #include "services/GetStatus.h"
@@ -15,6 +11,10 @@
 #include "subscriptions/Subscribe.h"
 #include "subscriptions/SubscriptionCancel.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/request/request_dom.h"
+#include "xml/xml_names.h"
 
 #include <Poco/Exception.h>
 #include <Poco/Net/HTTPServerRequestImpl.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/AMessage.h"
+#include "server/message/AMessage.h"
 #include "subscriptions/HoldWatch.h"
 #include "subscriptions/SubscriptionHandler.h"
 
@@ -35,7 +35,8 @@ public:
                        Poco::Net::HTTPServerResponse& response) override;
 
 private:
-    /// Serves a request and returns the reply. Until it is sent, it holds its share of the budget of all replies.
+    /// Serves a request and returns the reply. Until it is sent, it holds its share of the budget of all
+    /// replies.
     Poco::AutoPtr<Poco::XML::Document> process(Poco::Net::HTTPServerRequest& request) const;
 
     /// Sweeps expired subscriptions and makes the message that the request asks for.

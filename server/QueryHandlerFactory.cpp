@@ -1,7 +1,7 @@
 #include "server/QueryHandlerFactory.h"
 
+#include "http/RequestBody.h"
 #include "server/OPCQueryHandler.h"
-#include "server/RequestBody.h"
 
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/HTTPServerResponse.h>

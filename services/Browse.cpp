@@ -1,9 +1,9 @@
 #include "services/Browse.h"
 
-#include "server/Error.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
+#include "server/message/Error.h"
 #include "services/item_lookup.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/xml_names.h"
 
 #include <information_model/SymbolInfo.h>
 #include <information_model/exceptions.h>

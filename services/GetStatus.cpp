@@ -1,7 +1,7 @@
 #include "services/GetStatus.h"
 
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/xml_names.h"
 
 namespace kx::information_model::opc {
 

@@ -1,8 +1,8 @@
 #include "services/Properties.h"
 
-#include "server/reply_dom.h"
-#include "server/request_dom.h"
-#include "server/xml_names.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/request_dom.h"
+#include "xml/xml_names.h"
 
 namespace kx::information_model::opc {
 

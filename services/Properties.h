@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/AMessage.h"
+#include "server/message/AMessage.h"
 #include "services/property_catalogue.h"
 
 #include <information_model/Domain.h>

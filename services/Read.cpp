@@ -1,9 +1,9 @@
 #include "services/Read.h"
 
-#include "server/reply_dom.h"
-#include "server/request_dom.h"
-#include "server/xml_names.h"
 #include "services/item_lookup.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/request_dom.h"
+#include "xml/xml_names.h"
 
 #include <shared_mutex>
 

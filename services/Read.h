@@ -1,7 +1,7 @@
 #pragma once
 
-#include "server/AMessage.h"
-#include "server/RequestOptions.h"
+#include "server/message/AMessage.h"
+#include "server/message/RequestOptions.h"
 #include "services/item_value.h"
 
 #include <information_model/Domain.h>

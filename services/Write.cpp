@@ -2,11 +2,11 @@
 
 #include "codec/value_content.h"
 #include "codec/value_reader.h"
-#include "server/reply_dom.h"
-#include "server/request_dom.h"
-#include "server/xml_names.h"
 #include "services/item_lookup.h"
 #include "services/item_value.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/request_dom.h"
+#include "xml/xml_names.h"
 
 #include <information_model/exceptions.h>
 

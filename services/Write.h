@@ -1,7 +1,7 @@
 #pragma once
 
-#include "server/AMessage.h"
-#include "server/RequestOptions.h"
+#include "server/message/AMessage.h"
+#include "server/message/RequestOptions.h"
 
 #include <information_model/Item.h>
 #include <information_model/Path.h>

@@ -1,7 +1,7 @@
 #include "services/item_value.h"
 
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/xml_names.h"
 
 #include <information_model/TimePoint.h>
 #include <information_model/Variable.h>

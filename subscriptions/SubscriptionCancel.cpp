@@ -1,8 +1,8 @@
 #include "subscriptions/SubscriptionCancel.h"
 
-#include "server/Error.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
+#include "server/message/Error.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/xml_names.h"
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/AMessage.h"
+#include "server/message/AMessage.h"
 #include "subscriptions/SubscriptionHandler.h"
 
 #include <string>

@@ -1,12 +1,12 @@
 #include "subscriptions/SubscriptionPolledRefresh.h"
 
-#include "server/LimitException.h"
-#include "server/reply_dom.h"
-#include "server/request_dom.h"
-#include "server/xml_names.h"
+#include "base/LimitException.h"
 #include "services/item_lookup.h"
 #include "services/item_value.h"
 #include "subscriptions/hold_time.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/request_dom.h"
+#include "xml/xml_names.h"
 
 #include <chrono>
 #include <shared_mutex>

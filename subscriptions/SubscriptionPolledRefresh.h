@@ -1,7 +1,7 @@
 #pragma once
 
-#include "server/AMessage.h"
-#include "server/RequestOptions.h"
+#include "server/message/AMessage.h"
+#include "server/message/RequestOptions.h"
 #include "services/Diagnostics.h"
 #include "subscriptions/HoldWatch.h"
 #include "subscriptions/SubscriptionHandler.h"

@@ -1,8 +1,8 @@
 #include "codec/value_reader.h"
 
 #include "codec/text_forms.h"
-#include "server/RequestParser.h"
-#include "server/xml_names.h"
+#include "xml/request/RequestParser.h"
+#include "xml/xml_names.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Document.h>

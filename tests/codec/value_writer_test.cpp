@@ -1,8 +1,8 @@
 #include "codec/value_writer.h"
 
 #include "codec/type_names.h"
-#include "server/reply_dom.h"
 #include "support/reply_text.h"
+#include "xml/reply/reply_dom.h"
 
 #include <information_model/symbol_lists.h>
 

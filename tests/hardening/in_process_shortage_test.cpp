@@ -1,9 +1,9 @@
 #include "hardening/allocation_failure.h"
-#include "server/Error.h"
-#include "server/ListeningSocket.h"
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
+#include "http/ListeningSocket.h"
+#include "server/message/Error.h"
 #include "support/dom_description.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
 
 #include <Poco/Net/SocketAddress.h>
 #include <Poco/Net/StreamSocket.h>

@@ -1,7 +1,6 @@
 #include "http/HttpServer.h"
 
 #include "server/QueryHandlerFactory.h"
-#include "server/ReplyBudget.h"
 #include "support/HttpClient.h"
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
@@ -9,6 +8,7 @@
 #include "support/server_end.h"
 #include "support/tls_client.h"
 #include "support/wait_for.h"
+#include "xml/reply/ReplyBudget.h"
 
 #include <information_model/InformationModel.h>
 

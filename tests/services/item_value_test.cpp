@@ -1,7 +1,7 @@
 #include "services/item_value.h"
 
-#include "server/reply_dom.h"
 #include "support/reply_text.h"
+#include "xml/reply/reply_dom.h"
 
 #include <Poco/SAX/NamespaceSupport.h>
 

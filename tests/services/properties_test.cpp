@@ -1,7 +1,7 @@
 #include "services/Properties.h"
 
-#include "server/reply_dom.h"
-#include "tests/server/ParsedRequest.h"
+#include "tests/xml/ParsedRequest.h"
+#include "xml/reply/reply_dom.h"
 
 #include <Poco/Exception.h>
 

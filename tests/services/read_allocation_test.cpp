@@ -1,7 +1,7 @@
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
 #include "services/Read.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/xml_names.h"
 
 #include "../support/allocation_count.h"
 

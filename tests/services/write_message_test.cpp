@@ -1,8 +1,8 @@
 #include "services/Write.h"
 
-#include "server/RequestParser.h"
-#include "server/reply_dom.h"
-#include "server/xml_names.h"
+#include "xml/reply/reply_dom.h"
+#include "xml/request/RequestParser.h"
+#include "xml/xml_names.h"
 
 #include <information_model/exceptions.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "server/reply_dom.h"
 #include "subscriptions/SubscriptionHandler.h"
-#include "tests/server/ParsedRequest.h"
+#include "tests/xml/ParsedRequest.h"
+#include "xml/reply/reply_dom.h"
 
 #include <information_model/InformationModel.h>
 

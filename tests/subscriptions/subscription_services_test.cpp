@@ -1,5 +1,5 @@
 #include "ServiceCaller.h"
-#include "server/Error.h"
+#include "server/message/Error.h"
 #include "subscriptions/Subscribe.h"
 #include "subscriptions/SubscriptionCancel.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "server/RequestBody.h"
+#include "http/RequestBody.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "server/MarkupRope.h"
-#include "server/ReplyElement.h"
-#include "server/reply_dom.h"
+#include "base/Rope.h"
+#include "xml/reply/ReplyElement.h"
+#include "xml/reply/reply_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/DOMParser.h>

@@ -1,0 +1,74 @@
+#include "xml/request/NameTable.h"
+
+#include "base/PerThread.h"
+
+#include <Poco/Exception.h>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+constexpr std::size_t MAXIMUM_KEPT_NAMES = 64;
+constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{8} * 1024;
+
+// A hash table, in size a prime number. A name may be there twice, as an element's and as an attribute's.
+constexpr unsigned long POOL_SIZE = 389;
+static_assert(POOL_SIZE > 2 * (MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES));
+
+PerThread<std::shared_ptr<NameTable>>& get_tables() {
+    static PerThread<std::shared_ptr<NameTable>> tables;
+    return tables;
+}
+
+}  // namespace
+
+XmlName split_expat_name(std::string_view expat_name) {
+    const std::size_t separator = expat_name.find(NAME_SEPARATOR);
+    if (separator == std::string_view::npos) {
+        return {.uri = {}, .local_name = std::string(expat_name), .qualified_name = std::string(expat_name)};
+    }
+    XmlName name{.uri = std::string(expat_name.substr(0, separator)), .local_name = {}, .qualified_name = {}};
+    expat_name.remove_prefix(separator + 1);
+    const std::size_t prefix_separator = expat_name.find(NAME_SEPARATOR);
+    name.local_name = expat_name.substr(0, prefix_separator);
+    if (prefix_separator != std::string_view::npos) {
+        name.qualified_name.append(expat_name, prefix_separator + 1).append(1, ':');
+    }
+    name.qualified_name += name.local_name;
+    return name;
+}
+
+NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}
+
+std::shared_ptr<NameTable> NameTable::get_for_thread() {
+    std::shared_ptr<NameTable>& table = get_tables().get();
+    if (table == nullptr || !table->is_worth_keeping()) {
+        table = std::make_shared<NameTable>();
+    }
+    return table;
+}
+
+void NameTable::trim_for_thread() noexcept {
+    std::shared_ptr<NameTable>* const table = get_tables().find();
+    if (table != nullptr && *table != nullptr && !(*table)->is_worth_keeping()) {
+        table->reset();
+    }
+}
+
+const XmlName& NameTable::get(std::string_view expat_name) {
+    const auto known = names_.find(expat_name);
+    if (known != names_.end()) {
+        return known->second;
+    }
+    if (names_.size() == MAXIMUM_KEPT_NAMES + MAXIMUM_REQUEST_NAMES) {
+        throw Poco::PoolOverflowException("names of a request");
+    }
+    size_ += expat_name.size();
+    return names_.try_emplace(std::string(expat_name), split_expat_name(expat_name)).first->second;
+}
+
+bool NameTable::is_worth_keeping() const noexcept {
+    return names_.size() <= MAXIMUM_KEPT_NAMES && size_ <= MAXIMUM_KEPT_SIZE;
+}
+
+}  // namespace kx::information_model::opc

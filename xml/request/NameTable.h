@@ -1,0 +1,61 @@
+#pragma once
+
+#include "xml/XmlName.h"
+
+#include <Poco/AutoPtr.h>
+#include <Poco/XML/NamePool.h>
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace kx::information_model::opc {
+
+/// Separates namespace, local name and prefix in expat's names. No name holds it.
+inline constexpr char NAME_SEPARATOR = '\t';
+
+/// Takes a name of expat's apart.
+/// @param expat_name  "local", "uri<separator>local" or "uri<separator>local<separator>prefix"
+XmlName split_expat_name(std::string_view expat_name);
+
+/// The names of requests, each taken apart once: a list of a thousand items has four.
+///
+/// Setting up a table costs as much as a small request, so that a thread keeps one for its next request,
+/// unless its clients have put more into it than clients in good faith do. Used by one thread.
+class NameTable {
+public:
+    /// How many different names a request can have at least. Requests in good faith have some twenty.
+    static constexpr std::size_t MAXIMUM_REQUEST_NAMES = 127;
+
+    NameTable();
+
+    /// The table that this thread keeps.
+    static std::shared_ptr<NameTable> get_for_thread();
+
+    /// Gives this thread's table back if it is not worth keeping. For the end of a document: the next request
+    /// may be long in coming.
+    static void trim_for_thread() noexcept;
+
+    /// @return the same object for the same name, for as long as the table lives
+    /// @throws Poco::PoolOverflowException  if the name is new and the table full
+    const XmlName& get(std::string_view expat_name);
+
+    /// Where a DOM keeps its names; has room for all of the table's.
+    Poco::XML::NamePool& get_pool() noexcept { return const_cast<Poco::XML::NamePool&>(*pool_); }
+
+private:
+    struct Hash : std::hash<std::string_view> {
+        using is_transparent = void;
+    };
+
+    bool is_worth_keeping() const noexcept;
+
+    Poco::AutoPtr<Poco::XML::NamePool> pool_;
+    std::unordered_map<std::string, XmlName, Hash, std::equal_to<>> names_;
+    std::size_t size_ = 0;  // of all names, in bytes
+};
+
+}  // namespace kx::information_model::opc

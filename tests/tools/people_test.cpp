@@ -153,6 +153,18 @@ TEST_F(People, BranchesAreReadWithAllBelow) {
               "\"two\\nlines\"\n[\"a, b\", \"\", c]\nPT1M30S\ntrue\n");
 }
 
+TEST_F(People, BranchesBelowABranchAreNotItems) {
+    const Outcome read = run({"read", "-r", "/"});
+    EXPECT_THAT(read.output, HasSubstr("/boiler/kind "));
+    EXPECT_THAT(read.output, HasSubstr("/texts/pause "));
+    EXPECT_EQ(read.errors, "");
+    EXPECT_EQ(read.status, 0);
+
+    const Outcome watch = run({"watch", "--for", "0", "**"});
+    EXPECT_THAT(watch.output, HasSubstr("  /texts/pause "));
+    EXPECT_EQ(watch.errors, "");
+}
+
 TEST_F(People, PatternsAreRead) {
     EXPECT_EQ(run({"read", "--values", "/texts/p*", "*/b?rner"}).output, "PT1M30S\ntrue\n");
     expect_failure(run({"read", "/texts/x*"}), 11, "xmlda: '/texts/x*': no item matches\n");
@@ -202,6 +214,7 @@ TEST_F(People, GetPrintsTheBareValue) {
     EXPECT_EQ(run({"get", "/texts/note"}).output, "two\nlines\n");
     EXPECT_EQ(see({"get", "/texts/note"}).output, "two\\nlines\r\n");
     EXPECT_EQ(run({"get", "/boiler/zones"}).output, "[1.500000, 2.500000]\n");
+    expect_failure(run({"get", "/boiler"}), 11, "xmlda: /boiler: is a branch, which has no value\n");
     expect_failure(run({"get", "/nope"}), 11,
                    "xmlda: /nope: missing from the reply: the server does not know it\n");
 }

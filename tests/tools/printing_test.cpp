@@ -63,6 +63,9 @@ TEST_F(Widths, TextsAreCutBetweenCharacters) {
     EXPECT_EQ(cut_to_width("\xE6\xB0\xB4\xE6\xB0\xB4\xE6\xB0\xB4", 5), "\xE6\xB0\xB4...");
     EXPECT_EQ(cut_to_width("abcdef", 2), "..");
     EXPECT_EQ(cut_to_width("abcdef", 0), "");
+    EXPECT_EQ(cut_front_to_width("abcdefg", 6), "...efg");
+    EXPECT_EQ(cut_front_to_width("abcdef", 6), "abcdef");
+    EXPECT_EQ(cut_front_to_width("abcdef", 2), "..");
 }
 
 TEST_F(Widths, TextsArePadded) {
@@ -162,6 +165,18 @@ TEST(Table, MakesValuesNarrowerToFit) {
                             "\x1b[1mb     \x1b[31m1\x1b[0m\x1b[1m              now\x1b[0m"));
     EXPECT_THAT(table.to_lines(12),
                 ElementsAre("item  012...", "\x1b[1mb     \x1b[31m1\x1b[0m\x1b[1m\x1b[0m"));
+}
+
+TEST(Table, KeepsWhatMattersWhereRoomIsShort) {
+    Table table;
+    table.add_row(
+        {"/instruments/thermometer_4/reading", "104.21 degC", "08:42:25.641", "badWaitingForInitialData"});
+
+    EXPECT_THAT(
+        table.to_lines(79),
+        ElementsAre("/instruments/thermometer_4/reading  104.21 degC  08:42:25.641  badWaitingFor..."));
+    EXPECT_THAT(table.to_lines(69),
+                ElementsAre("...thermometer_4/reading  104.21 degC  08:42:25.641  badWaitingFor..."));
 }
 
 /// The zone of the tests' times.

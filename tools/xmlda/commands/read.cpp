@@ -114,15 +114,21 @@ private:
         std::size_t explained = 0;
         for (std::size_t i = 0; i < items_.size(); ++i) {
             if (!items_[i]) {
-                const std::string reason = ++explained > MOST_EXPLAINED
-                                               ? "missing from the reply"
-                                               : explain_missing(client_, console_, addresses_[i]);
+                const std::string reason =
+                    ++explained > MOST_EXPLAINED ? "missing from the reply" : explain(addresses_[i]);
                 console_.report(ExitStatus::MISSING_ITEM, addresses_[i].name + ": " + reason);
             } else if (items_[i]->reply.has_error()) {
                 console_.report(ExitStatus::ITEM_ERROR,
                                 addresses_[i].name + ": " + get_error_text(items_[i]->reply));
             }
         }
+    }
+
+    std::string explain(const ItemAddress& address) {
+        const bool takes_one = arguments_.command == Command::GET;
+        return takes_one && is_branch(client_, console_, address)
+                   ? "is a branch, which has no value"
+                   : explain_missing(client_, console_, address);
     }
 
     Client& client_;

@@ -1,5 +1,6 @@
 #include "xmlda/commands/select_items.h"
 
+#include "client/property_names.h"
 #include "xmlda/Failure.h"
 #include "xmlda/commands/Browser.h"
 
@@ -40,6 +41,14 @@ std::string align(const std::string& pattern, const std::string& name) {
     return !pattern.starts_with('/') && name.starts_with('/') ? name.substr(1) : name;
 }
 
+/// Whether the server says of what type the element's value is. Branches have none, though some servers call
+/// them items.
+bool has_type(const BrowseElement& element) {
+    return std::any_of(element.properties.begin(), element.properties.end(), [](const Property& property) {
+        return property.name == property_names::DATA_TYPE && property.value;
+    });
+}
+
 /// Walks over branches and takes the items that are wanted.
 class Walk {
 public:
@@ -48,7 +57,9 @@ public:
     /// @param takes     whether an item is wanted
     /// @param descends  whether wanted items may be below a branch
     Walk(Client& client, Console& console, Choice takes, Choice descends)
-        : browser_(client, console, {}), takes_(std::move(takes)), descends_(std::move(descends)) {}
+        : browser_(client, console, {.names = {property_names::DATA_TYPE}}),
+          takes_(std::move(takes)),
+          descends_(std::move(descends)) {}
 
     void go(const ItemAddress& branch) {
         if (std::find(way_.begin(), way_.end(), branch) != way_.end() || way_.size() == DEEPEST) {
@@ -63,6 +74,7 @@ public:
                                       element.item_path.empty() ? branch.path : element.item_path};
             if (element.is_item && takes_(address.name)) {
                 found_.push_back(address);
+                has_types_.push_back(has_type(element));
             }
             if (element.has_children && !address.name.empty() && descends_(address.name)) {
                 go(address);
@@ -71,7 +83,19 @@ public:
         way_.pop_back();
     }
 
-    const std::vector<ItemAddress>& get_found() const { return found_; }
+    /// All, or those with types where the server says them.
+    std::vector<ItemAddress> get_found() const {
+        if (std::find(has_types_.begin(), has_types_.end(), true) == has_types_.end()) {
+            return found_;
+        }
+        std::vector<ItemAddress> typed;
+        for (std::size_t i = 0; i < found_.size(); ++i) {
+            if (has_types_[i]) {
+                typed.push_back(found_[i]);
+            }
+        }
+        return typed;
+    }
 
 private:
     static constexpr std::size_t DEEPEST = 100;
@@ -81,6 +105,7 @@ private:
     const Choice descends_;
     std::vector<ItemAddress> way_;
     std::vector<ItemAddress> found_;
+    std::vector<bool> has_types_;  // of those found
 };
 
 bool always(const std::string& /*name*/) {
@@ -92,10 +117,11 @@ std::vector<ItemAddress> find_matching(Client& client, Console& console, const I
         client, console, [&](const std::string& name) { return matches_pattern(pattern.name, name); },
         [&](const std::string& name) { return may_match_below(pattern.name, name); });
     walk.go({"", pattern.path});
-    if (walk.get_found().empty()) {
+    auto found = walk.get_found();
+    if (found.empty()) {
         throw Failure(ExitStatus::MISSING_ITEM, "'" + pattern.name + "': no item matches");
     }
-    return walk.get_found();
+    return found;
 }
 
 /// All items below a branch; what is no branch stands for itself.
@@ -106,7 +132,8 @@ std::vector<ItemAddress> find_below(Client& client, Console& console, const Item
     } catch (const ServerFault&) {
         return {address};  // some servers do so for what is no branch
     }
-    return walk.get_found().empty() ? std::vector{address} : walk.get_found();
+    auto found = walk.get_found();
+    return found.empty() ? std::vector{address} : found;
 }
 
 }  // namespace

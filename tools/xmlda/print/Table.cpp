@@ -4,27 +4,44 @@
 #include "xmlda/text/width.h"
 
 #include <algorithm>
+#include <array>
 
 namespace xmlda {
 namespace {
 
 constexpr std::size_t GAP = 2;
 constexpr std::size_t WIDEST = 32;
-constexpr std::size_t VALUES = 1;  // the column
-constexpr std::size_t NARROWEST_VALUE = 8;
+constexpr std::size_t NAMES = 0;  // the column
 
-/// Makes the values narrower until the columns fit, or are as narrow as they may be.
+/// How narrow a column may become, before those that come later in the list must.
+struct Limit {
+    std::size_t column;
+    std::size_t narrowest;
+};
+
+/// Values and qualities first as long as they stay readable, then names, then the first two again. Times are
+/// never cut.
+constexpr std::array<Limit, 7> LIMITS = {{{1, 16}, {3, 16}, {4, 16}, {NAMES, 24}, {3, 8}, {4, 8}, {1, 8}}};
+
+/// Makes columns narrower until they fit, or are as narrow as they may be.
 void fit(std::vector<std::size_t>& widths, std::size_t width) {
     std::size_t sum = 0;
     for (const std::size_t column : widths) {
         sum += column > 0 ? column + GAP : 0;
     }
     sum -= std::min(sum, GAP);
-    if (sum > width && widths.size() > VALUES && widths[VALUES] > NARROWEST_VALUE) {
-        const std::size_t excess = sum - width;
-        const std::size_t spare = widths[VALUES] - NARROWEST_VALUE;
-        widths[VALUES] -= std::min(excess, spare);
+    for (const auto& [column, narrowest] : LIMITS) {
+        if (sum > width && column < widths.size() && widths[column] > narrowest) {
+            const std::size_t less = std::min(sum - width, widths[column] - narrowest);
+            widths[column] -= less;
+            sum -= less;
+        }
     }
+}
+
+/// Names differ at their ends.
+std::string cut(const std::string& text, std::size_t column, std::size_t width) {
+    return column == NAMES ? cut_front_to_width(text, width) : cut_to_width(text, width);
 }
 
 /// Builds one line from the left to the right.
@@ -70,9 +87,8 @@ std::vector<std::string> Table::to_lines(std::size_t width) const {
         Line line(width, row.style);
         for (std::size_t i = 0; i < row.cells.size(); ++i) {
             if (widths[i] > 0) {
-                const bool is_cut = i == VALUES && width != ANY_WIDTH;
-                line.add(is_cut ? Cell(cut_to_width(row.cells[i].text, widths[i]), row.cells[i].style)
-                                : row.cells[i],
+                const Cell& cell = row.cells[i];
+                line.add(width == ANY_WIDTH ? cell : Cell(cut(cell.text, i, widths[i]), cell.style),
                          widths[i]);
             }
         }

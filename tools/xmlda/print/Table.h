@@ -34,9 +34,9 @@ public:
     /// Makes columns at least as wide as `widths` says, and `widths` as wide as the columns.
     void keep_widths(std::vector<std::size_t>& widths);
 
-    /// One line for each row, without blanks at its end. Where the columns do not fit into `width`, the
-    /// second one, which has the values, is made narrower, and then the ends of lines are cut off; "..."
-    /// stands for what is missing.
+    /// One line for each row, without blanks at its end. Where the columns do not fit into `width`, values
+    /// (the second one), qualities and results (the fourth and the fifth) and names (the first) are made
+    /// narrower, and then the ends of lines are cut off; "..." stands for what is missing.
     std::vector<std::string> to_lines(std::size_t width = ANY_WIDTH) const;
 
     void print(std::ostream& stream, std::size_t width = ANY_WIDTH) const;

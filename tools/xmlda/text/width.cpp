@@ -50,6 +50,18 @@ std::string cut_to_width(const std::string& text, std::size_t width) {
     return std::string(take_columns(text, kept)) + std::string(OMISSION.substr(0, width - kept));
 }
 
+std::string cut_front_to_width(const std::string& text, std::size_t width) {
+    if (get_width(text) <= width) {
+        return text;
+    }
+    const std::size_t kept = width - std::min(width, OMISSION.size());
+    std::string_view rest = text;
+    while (get_width(rest) > kept) {
+        take_character(rest);
+    }
+    return std::string(OMISSION.substr(0, width - kept)) + std::string(rest);
+}
+
 std::string pad_to_width(const std::string& text, std::size_t width) {
     return text + std::string(width - std::min(width, get_width(text)), ' ');
 }

@@ -63,6 +63,11 @@ browser_packages=(
 locale_packages=(
   locales:/usr/share/i18n/locales/de_DE
 )
+# Shells other than bash that xmlda has completions for. Their tests are skipped without.
+shell_packages=(
+  fish:fish
+  zsh:zsh
+)
 # Clients that others made, and the proxy of deploy/: what tests of them need. Tests are skipped without.
 client_packages=(
   gsoap:soapcpp2

@@ -174,8 +174,7 @@ TEST(CommandLine, ItemsOfAFile) {
 
     EXPECT_EQ(parse({"read", "u", "/x", "--items", path.c_str(), "--item-path", "p"}).arguments.items,
               (std::vector<ItemAddress>{{"/x", "p"}, {"/a b", ""}, {"c", "DA"}}));
-    EXPECT_EQ(refuse({"read", "u", "--items", "/nowhere"}),
-              "'/nowhere' holds no names of items, or cannot be read");
+    EXPECT_EQ(refuse({"read", "u", "--items", "/nowhere"}), "cannot read '/nowhere'");
 }
 
 TEST(ParseDuration, TakesUnits) {
@@ -222,6 +221,48 @@ TEST(ParseEndpoint, RefusesOthers) {
               "'http://:8080' is not the URL of a server: host or port is missing");
     EXPECT_EQ(get_message("http://u:p@h"), "'http://u:p@h' holds a user: name that one with --user");
     EXPECT_EQ(get_message("http://h:99999"), "'http://h:99999' is not a URL");
+}
+
+/// What may be put in place of the last of these words.
+std::vector<std::string> complete(const std::vector<std::string>& words) {
+    return complete_command_line(words).words;
+}
+
+TEST(Completions, KnowCommandsAndOptions) {
+    EXPECT_EQ(complete({"wa"}), std::vector<std::string>{"watch\tShow the changes of items until Ctrl-C"});
+    EXPECT_EQ(complete({"--json", "stat"}).size(), 1U);
+    EXPECT_EQ(complete({"read", "--js"}), std::vector<std::string>{"--json\tPrint JSON, for scripts"});
+    EXPECT_EQ(complete({"--vers"}), std::vector<std::string>{"--version\tShow the version"});
+    EXPECT_EQ(complete({"nonsense", "--"}), std::vector<std::string>{});
+    EXPECT_EQ(complete({}).size(), 6U);
+}
+
+TEST(Completions, KnowTheValuesOfOptions) {
+    EXPECT_EQ(complete({"read", "--color", "a"}), (std::vector<std::string>{"auto", "always"}));
+    EXPECT_EQ(complete({"write", "--type", "ArrayOfB"}),
+              (std::vector<std::string>{"ArrayOfBoolean", "ArrayOfByte"}));
+    EXPECT_EQ(complete({"read", "--timeout", ""}), std::vector<std::string>{});
+    EXPECT_EQ(complete_command_line({"read", "--ca", ""}).kind, Completion::Kind::FILES);
+}
+
+TEST(Completions, AskForAUrlThenForItems) {
+    EXPECT_EQ(complete({"read", "--color", "never", "http"}),
+              (std::vector<std::string>{"http://", "https://"}));
+    const Completion completion =
+        complete_command_line({"write", "--item-path", "p", "http://plant", "a=1", "--timeout", "1", "b"});
+    EXPECT_EQ(completion.kind, Completion::Kind::ITEMS);
+    EXPECT_EQ(completion.arguments.url, "http://plant");
+    EXPECT_EQ(completion.arguments.http.time_out, 1s);
+    EXPECT_EQ(completion.arguments.assignments.at(0).address.path, "p");
+}
+
+TEST(Completions, EndWhereNoItemMayStand) {
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+             {"status", "http://plant", ""}, {"get", "http://plant", "a", ""}, {"read", "--help", "u", ""}}) {
+        const Completion completion = complete_command_line(words);
+        EXPECT_EQ(completion.kind, Completion::Kind::WORDS);
+        EXPECT_EQ(completion.words, std::vector<std::string>{});
+    }
 }
 
 }  // namespace

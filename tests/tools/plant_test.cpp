@@ -81,29 +81,6 @@ TEST_F(Plant, IsWatched) {
     EXPECT_THAT(output, ContainsRegex("^(2[^ ]*Z  /boiler/temperature  1[0-9.]*\n){3}$"));
 }
 
-TEST_F(Plant, ItemsAreCompletedByTheShell) {
-    const std::string script = R"(
-        PATH=$(dirname "$1"):$PATH
-        source "$2"
-        complete_line() { COMP_LINE=$1 COMP_POINT=${#1}; _xmlda; printf '%s\n' "${COMPREPLY[*]}"; }
-        complete_line "xmlda re"
-        complete_line "xmlda read $3 /boiler/temp"
-        complete_line "xmlda write $3 /boiler/mo"
-        complete_line "xmlda watch $3 --in"
-        complete_line "xmlda write --type unsigned"
-    )";
-    const Outcome outcome =
-        ChildProcess({"/bin/bash", "-c", script, "bash", XMLDA_PROGRAM, XMLDA_COMPLETION, url_}).wait();
-
-    EXPECT_EQ(outcome.output,
-              "read\n"
-              "/boiler/temperature /boiler/temperature_setpoint\n"
-              "/boiler/mode=\n"
-              "--insecure --interval\n"
-              "unsignedLong unsignedInt unsignedShort unsignedByte\n");
-    EXPECT_EQ(outcome.errors, "");
-}
-
 /// A command of the documentation, and what it prints there.
 struct Example {
     std::string command;

@@ -133,10 +133,26 @@ std::vector<ItemAddress> read_items(const std::string& file) {
             items.push_back({line.substr(0, tab), tab == std::string::npos ? "" : line.substr(tab + 1)});
         }
     }
-    if (!stream.eof() || items.empty()) {
-        throw create_usage_failure("'" + file + "' holds no names of items, or cannot be read");
+    if (!stream.eof()) {
+        throw create_usage_failure("cannot read '" + file + "'");
+    }
+    if (items.empty()) {
+        throw create_usage_failure("'" + file + "' holds no names of items");
     }
     return items;
+}
+
+/// Names that "--type" takes.
+std::vector<std::string> list_writable_types() {
+    std::vector<std::string> types = {"unsignedByte"};
+    for (const char* const type :
+         {"boolean", "string", "double", "float", "decimal", "long", "int", "short", "byte", "unsignedLong",
+          "unsignedInt", "unsignedShort", "dateTime", "duration"}) {
+        std::string array = type;
+        array.front() = static_cast<char>(array.front() - 'a' + 'A');
+        types.insert(types.end(), {type, "ArrayOf" + array});
+    }
+    return types;
 }
 
 std::string without_mark(const std::string& text) {
@@ -194,8 +210,7 @@ public:
         add_watch();
     }
 
-    CommandLine parse(int argc, const char* const* argv) {
-        const std::vector<std::string> words = get_words(argc, argv);
+    CommandLine parse(const std::vector<std::string>& words) {
         check_names(words);
         try {
             app_.parse(to_cli_texts(words));
@@ -208,7 +223,109 @@ public:
         return {.arguments = arguments_, .text = std::nullopt};
     }
 
+    /// @param words  those in front of the one that is being typed
+    Completion complete(const std::vector<std::string>& words, const std::string& word) {
+        const auto command = std::find_if(words.begin(), words.end(),
+                                          [](const std::string& text) { return !text.starts_with('-'); });
+        const CLI::App* const app = command == words.end() ? &app_ : find_command(*command);
+        if (app == nullptr) {
+            return {};
+        }
+        const Position position =
+            find_position(*app, {command == words.end() ? words.end() : command + 1, words.end()});
+        if (position.option != nullptr) {
+            return complete_value(*position.option);
+        }
+        if (word.starts_with('-')) {
+            return create_completion(list_options(*app));
+        }
+        if (app == &app_) {
+            return create_completion(list_commands());
+        }
+        const bool has_url = position.arguments > 0 || std::getenv(URL_VARIABLE) != nullptr;
+        return has_url ? complete_item(words) : create_completion({"http://", "https://"});
+    }
+
 private:
+    /// Where on the command line of a command a word is typed.
+    struct Position {
+        const CLI::Option* option = nullptr;  ///< whose value it is
+        std::size_t arguments = 0;            ///< in front of it, options and their values left out
+    };
+
+    static Position find_position(const CLI::App& app, const std::vector<std::string>& words) {
+        Position position;
+        for (const std::string& word : words) {
+            if (position.option != nullptr) {
+                position.option = nullptr;
+            } else if (!word.starts_with('-')) {
+                ++position.arguments;
+            } else if (const CLI::Option* const option = app.get_option_no_throw(word);
+                       option != nullptr && option->get_type_size() != 0) {
+                position.option = option;
+            }
+        }
+        return position;
+    }
+
+    static Completion create_completion(std::vector<std::string> words) {
+        return {.kind = Completion::Kind::WORDS, .words = std::move(words), .arguments = {}};
+    }
+
+    static Completion complete_value(const CLI::Option& option) {
+        if (option.get_type_name() == "FILE") {
+            return {.kind = Completion::Kind::FILES, .words = {}, .arguments = {}};
+        }
+        if (option.check_lname("color")) {
+            return create_completion({"auto", "always", "never"});
+        }
+        return option.check_lname("type") ? create_completion(list_writable_types()) : Completion();
+    }
+
+    /// The command line as far as it is typed must be right, but for an item.
+    Completion complete_item(std::vector<std::string> words) {
+        const bool is_write = std::find(words.begin(), words.end(), "write") != words.end();
+        words.emplace_back(is_write ? "item=value" : "item");
+        try {
+            CommandLine line = parse(words);
+            if (!line.text) {
+                return {.kind = Completion::Kind::ITEMS, .words = {}, .arguments = std::move(line.arguments)};
+            }
+        } catch (const Failure&) {
+            // No item may stand here.
+        }
+        return {};
+    }
+
+    std::vector<std::string> list_commands() const {
+        std::vector<std::string> lines;
+        for (const CLI::App* const app : app_.get_subcommands(nullptr)) {
+            lines.push_back(app->get_name() + '\t' + app->get_description());
+        }
+        return lines;
+    }
+
+    static std::vector<std::string> list_options(const CLI::App& app) {
+        std::vector<std::string> lines;
+        for (const CLI::Option* const option : app.get_options()) {
+            std::string description = option->get_description();
+            std::replace(description.begin(), description.end(), '\n', ' ');
+            for (const std::string& name : option->get_lnames()) {
+                lines.push_back("--" + name + '\t' + description);
+            }
+        }
+        return lines;
+    }
+
+    /// @return null if there is no such command
+    const CLI::App* find_command(const std::string& name) const {
+        const auto commands = app_.get_subcommands(nullptr);
+        const auto found = std::find_if(commands.begin(), commands.end(), [&name](const CLI::App* candidate) {
+            return candidate->get_name() == name;
+        });
+        return found == commands.end() ? nullptr : *found;
+    }
+
     std::string get_text(const CLI::Success& success) const {
         std::ostringstream stream;
         app_.exit(success, stream, stream);
@@ -240,15 +357,12 @@ private:
         if (command == words.end()) {
             return;
         }
-        const auto commands = app_.get_subcommands(nullptr);
-        const auto app = std::find_if(commands.begin(), commands.end(), [&](const CLI::App* candidate) {
-            return candidate->get_name() == *command;
-        });
-        if (app == commands.end()) {
+        const CLI::App* const app = find_command(*command);
+        if (app == nullptr) {
             throw create_usage_failure("unknown command '" + *command + "'" +
                                        suggest(*command, get_commands()) + " (xmlda --help tells more)");
         }
-        check_options(**app, {command + 1, words.end()});
+        check_options(*app, {command + 1, words.end()});
     }
 
     std::vector<std::string> get_commands() const {
@@ -543,7 +657,14 @@ private:
 }  // namespace
 
 CommandLine parse_command_line(int argc, const char* const* argv) {
-    return Parser().parse(argc, argv);
+    return Parser().parse(get_words(argc, argv));
+}
+
+Completion complete_command_line(const std::vector<std::string>& words) {
+    const std::string word = words.empty() ? "" : words.back();
+    Completion completion = Parser().complete({words.begin(), words.end() - (words.empty() ? 0 : 1)}, word);
+    std::erase_if(completion.words, [&word](const std::string& line) { return !line.starts_with(word); });
+    return completion;
 }
 
 std::chrono::milliseconds parse_duration(const std::string& text) {

@@ -62,6 +62,21 @@ struct CommandLine {
 /// @throws Failure  USAGE: they are wrong; the message says where and how to get help
 CommandLine parse_command_line(int argc, const char* const* argv);
 
+/// What a shell may put in place of the word that is being typed.
+struct Completion {
+    enum class Kind {
+        WORDS,  ///< one of `words`
+        FILES,  ///< the name of a file
+        ITEMS   ///< what `run_complete` finds
+    };
+    Kind kind = Kind::WORDS;
+    std::vector<std::string> words;  ///< each with a tab and what it is for behind it, or without
+    Arguments arguments;             ///< of ITEMS: the command and how the server is reached
+};
+
+/// @param words  those behind the program's name; the last one is being typed and may be empty
+Completion complete_command_line(const std::vector<std::string>& words);
+
 /// Reads "10", "2.5", "500ms", "10s", "5m" or "1h"; a number alone counts seconds.
 /// @throws Failure  USAGE: anything else, a negative time, and more than a year
 std::chrono::milliseconds parse_duration(const std::string& text);

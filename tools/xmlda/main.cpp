@@ -4,10 +4,15 @@
 #include "xmlda/print/Console.h"
 #include "xmlda/soap/Client.h"
 
+#include <algorithm>
+#include <chrono>
 #include <clocale>
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace {
 
@@ -43,7 +48,30 @@ void report_states(Client& client, const Arguments& arguments, Console& console)
     });
 }
 
+/// For the completions of shells: prints what may be put in place of the last word, one a line, ":files" for
+/// names of files.
+void complete(const std::vector<std::string>& words, Console& console) {
+    constexpr std::chrono::seconds PATIENCE(2);  // somebody has pressed a key
+    Completion completion = complete_command_line(words);
+    if (completion.kind == Completion::Kind::ITEMS) {
+        Arguments& arguments = completion.arguments;
+        arguments.http.time_out = std::min<std::chrono::milliseconds>(arguments.http.time_out, PATIENCE);
+        Client client(parse_endpoint(arguments.url), arguments.http, nullptr);
+        run_complete(client, arguments, words.back(), console);
+    } else if (completion.kind == Completion::Kind::FILES) {
+        console.get_output() << ":files\n";
+    }
+    for (const std::string& word : completion.words) {
+        console.get_output() << word << '\n';
+    }
+    console.flush();
+}
+
 void run(int argc, char** argv, Console& console) {
+    if (argc > 1 && std::string_view(argv[1]) == "complete") {
+        complete({argv + 2, argv + argc}, console);
+        return;
+    }
     const CommandLine command_line = parse_command_line(argc, argv);
     if (command_line.text) {
         console.get_output() << *command_line.text;

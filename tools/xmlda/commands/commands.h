@@ -21,4 +21,9 @@ void run_write(Client& client, const Arguments& arguments, Console& console);
 void run_watch(Client& client, const Arguments& arguments, Console& console);
 /// @}
 
+/// Prints what a shell may put in place of `word`, one a line: names of items, with "/" behind those of
+/// branches and, for a write, "=" behind the others; behind a "=" the item's symbols.
+/// @throws Failure  as those above
+void run_complete(Client& client, const Arguments& arguments, const std::string& word, Console& console);
+
 }  // namespace xmlda

@@ -114,6 +114,8 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
               "unknown option '--tiemout', did you mean '--timeout'? (xmlda read --help tells more)");
     EXPECT_EQ(refuse({"write", "--timeout", "-1", "-x"}),
               "unknown option '-x' (xmlda write --help tells more)");
+    EXPECT_EQ(refuse({"read", "u", "-r", "--jsn"}),
+              "unknown option '--jsn', did you mean '--json'? (xmlda read --help tells more)");
     EXPECT_EQ(refuse({"--json", "read", "u", "a"}), "unknown option '--json' (xmlda --help tells more)");
     EXPECT_EQ(refuse({"read", "u"}), "PATH is required (xmlda read --help tells more)");
     EXPECT_EQ(refuse({"status"}),
@@ -254,6 +256,7 @@ TEST(Completions, AskForAUrlThenForItems) {
     EXPECT_EQ(completion.arguments.url, "http://plant");
     EXPECT_EQ(completion.arguments.http.time_out, 1s);
     EXPECT_EQ(completion.arguments.assignments.at(0).address.path, "p");
+    EXPECT_EQ(complete_command_line({"read", "-r", "http://plant", ""}).kind, Completion::Kind::ITEMS);
 }
 
 TEST(Completions, EndWhereNoItemMayStand) {

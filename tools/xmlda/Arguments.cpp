@@ -159,6 +159,11 @@ std::string without_mark(const std::string& text) {
     return text.starts_with(BRACKET_MARK) ? text.substr(1) : text;
 }
 
+/// Whether the option has a value, which stands behind it. Others are flags.
+bool takes_value(const CLI::Option& option) {
+    return option.get_items_expected_max() != 0;
+}
+
 /// Help without the remarks that CLI11 adds to options: what is worth saying is in their descriptions.
 class HelpFormatter : public CLI::Formatter {
 public:
@@ -173,8 +178,7 @@ public:
     }
 
     std::string make_option_opts(const CLI::Option* option) const override {
-        const bool is_flag = option->get_type_size() == 0;
-        return is_flag || option->get_positional() ? "" : ' ' + option->get_type_name();
+        return !takes_value(*option) || option->get_positional() ? "" : ' ' + option->get_type_name();
     }
 
 private:
@@ -261,7 +265,7 @@ private:
             } else if (!word.starts_with('-')) {
                 ++position.arguments;
             } else if (const CLI::Option* const option = app.get_option_no_throw(word);
-                       option != nullptr && option->get_type_size() != 0) {
+                       option != nullptr && takes_value(*option)) {
                 position.option = option;
             }
         }
@@ -391,7 +395,7 @@ private:
                                                .append(command)
                                                .append(" --help tells more)"));
             }
-            const bool has_value_behind = option->get_type_size() != 0 && name == words[i];
+            const bool has_value_behind = takes_value(*option) && name == words[i];
             i += has_value_behind ? 1 : 0;
         }
     }

@@ -127,11 +127,9 @@ std::string create_constant_read(const std::shared_ptr<InformationModel>& model,
     return create_constant_request(create_read_request(items, VARIABLES), reply.size());
 }
 
-const Poco::XML::Node* find_read(const Poco::XML::Document& document,
-                                 const Poco::XML::NamespaceSupport& namespaces) {
-    const auto* envelope = find_child(document, request_names::ENVELOPE, namespaces);
-    return find_child(*find_child(*envelope, request_names::BODY, namespaces), request_names::READ,
-                      namespaces);
+const Poco::XML::Node* find_read(const Poco::XML::Document& document) {
+    const auto* envelope = find_child(document, request_names::ENVELOPE);
+    return find_child(*find_child(*envelope, request_names::BODY), request_names::READ);
 }
 
 /// The steps that OPCQueryHandler takes; calls `done` behind each.
@@ -144,7 +142,7 @@ void take_steps(const std::shared_ptr<InformationModel>& model, const std::strin
     done("prepare");
     auto request = parse_request(body);
     done("parse");
-    auto message = std::make_unique<Read>(model, find_read(*request, namespaces), namespaces);
+    auto message = std::make_unique<Read>(model, find_read(*request), namespaces);
     done("make the message");
     auto reply = message->generate();
     done("generate");

@@ -36,7 +36,7 @@ namespace kx::information_model::opc {
 namespace {
 
 struct Service {
-    const std::string& request_name;
+    const XmlName& request_name;
     std::unique_ptr<AMessage> (*create)(const std::shared_ptr<InformationModel>& model,
                                         const Poco::XML::Node* request,
                                         const Poco::XML::NamespaceSupport& namespaces,
@@ -89,10 +89,23 @@ const std::array SERVICES{
 
 const std::string CONTENT_TYPE = "text/xml; charset=utf-8";
 
-const Poco::XML::Node* find_soap_body(const Poco::XML::Document& document,
-                                      const Poco::XML::NamespaceSupport& namespaces) {
-    const Poco::XML::Node* envelope = find_child(document, request_names::ENVELOPE, namespaces);
-    return envelope == nullptr ? nullptr : find_child(*envelope, request_names::BODY, namespaces);
+/// The prefixes of the names that messages look for by a text. Their own names need none.
+struct Prefixes : Poco::XML::NamespaceSupport {
+    Prefixes() {
+        declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
+        declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
+        declarePrefix(xml_namespaces::XSI_PREFIX, xml_namespaces::XSI);
+    }
+};
+
+const Poco::XML::NamespaceSupport& get_prefixes() {
+    static const Prefixes PREFIXES;
+    return PREFIXES;
+}
+
+const Poco::XML::Node* find_soap_body(const Poco::XML::Document& document) {
+    const Poco::XML::Node* envelope = find_child(document, request_names::ENVELOPE);
+    return envelope == nullptr ? nullptr : find_child(*envelope, request_names::BODY);
 }
 
 bool has_body(const Poco::Net::HTTPServerRequest& request) {
@@ -205,13 +218,9 @@ void OPCQueryHandler::handleRequest(Poco::Net::HTTPServerRequest& request,
 }
 
 Poco::AutoPtr<Poco::XML::Document> OPCQueryHandler::process(Poco::Net::HTTPServerRequest& request) const {
-    Poco::XML::NamespaceSupport namespaces;
-    namespaces.declarePrefix(xml_namespaces::SOAP_PREFIX, xml_namespaces::SOAP);
-    namespaces.declarePrefix(xml_namespaces::XMLDA_PREFIX, xml_namespaces::XMLDA);
-    namespaces.declarePrefix(xml_namespaces::XSI_PREFIX, xml_namespaces::XSI);
     ConnectionWatch watch(find_connection(request));
     // The request is freed before the reply is made: both can be large, and one uses the other's memory.
-    const auto message = create_message(parse_body(request), namespaces, watch.get());
+    const auto message = create_message(parse_body(request), watch.get());
     if (message == nullptr) {
         throw Poco::NotFoundException("no known request");
     }
@@ -219,16 +228,15 @@ Poco::AutoPtr<Poco::XML::Document> OPCQueryHandler::process(Poco::Net::HTTPServe
 }
 
 std::unique_ptr<AMessage> OPCQueryHandler::create_message(Poco::AutoPtr<Poco::XML::Document> request,
-                                                          const Poco::XML::NamespaceSupport& namespaces,
                                                           HoldWatch* watch) const {
-    const Poco::XML::Node* soap_body = find_soap_body(*request, namespaces);
+    const Poco::XML::Node* soap_body = find_soap_body(*request);
     if (soap_body == nullptr) {
         throw Error(Error::E_SOAP);
     }
     subscriptions_->remove_expired();
     for (const Service& service : SERVICES) {
-        if (const Poco::XML::Node* node = find_child(*soap_body, service.request_name, namespaces)) {
-            return service.create(model_, node, namespaces, *subscriptions_, watch);
+        if (const Poco::XML::Node* node = find_child(*soap_body, service.request_name)) {
+            return service.create(model_, node, get_prefixes(), *subscriptions_, watch);
         }
     }
     return nullptr;

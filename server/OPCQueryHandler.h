@@ -44,7 +44,6 @@ private:
     /// @return null if there is no known request
     /// @throws Error  if there is no envelope or body, and what the message's constructor throws
     std::unique_ptr<AMessage> create_message(Poco::AutoPtr<Poco::XML::Document> request,
-                                             const Poco::XML::NamespaceSupport& namespaces,
                                              HoldWatch* watch) const;
 
     std::shared_ptr<InformationModel> model_;

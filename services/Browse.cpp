@@ -35,7 +35,7 @@ Browse::Browse(std::shared_ptr<InformationModel> model, const Poco::XML::Node* r
       path_(read_path()),
       client_request_handle_(get_optional_attribute(request, request_names::CLIENT_REQUEST_HANDLE)) {
     browse_filter_ = read_filter();
-    if (!get_attribute<std::string>(request, reply_names::ITEM_PATH, "").empty()) {
+    if (!get_attribute<std::string>(request, request_names::ITEM_PATH, "").empty()) {
         throw Error(Error::E_UNKNOWNITEMPATH);
     }
 }

@@ -13,7 +13,7 @@ GetProperties::GetProperties(std::shared_ptr<InformationModel> model, const Poco
                              const Poco::XML::NamespaceSupport& namespaces)
     : Properties(std::move(model), request, namespaces),
       client_request_handle_(get_optional_attribute(request, request_names::CLIENT_REQUEST_HANDLE)) {
-    for_each_child(*request, request_names::ITEM_IDS, namespaces,
+    for_each_child(*request, request_names::ITEM_IDS,
                    [this](const Poco::XML::Node& node) { item_paths_.push_back(get_item_path(node)); });
 }
 

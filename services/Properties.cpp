@@ -14,7 +14,7 @@ Properties::Properties(std::shared_ptr<InformationModel> model, const Poco::XML:
     if (return_all_properties_) {
         return;
     }
-    for_each_child(*request, request_names::PROPERTY_NAMES, namespaces,
+    for_each_child(*request, request_names::PROPERTY_NAMES,
                    [this](const Poco::XML::Node& node) { property_names_.insert(node.innerText()); });
 }
 
@@ -31,7 +31,7 @@ void Properties::insert_properties(Poco::AutoPtr<Poco::XML::Element> parent, con
 }
 
 Path Properties::get_item_path(const Poco::XML::Node& node) const {
-    auto name = get_attribute<std::string>(&node, reply_names::ITEM_NAME, ".");
+    auto name = get_attribute<std::string>(&node, request_names::ITEM_NAME, ".");
     return Path(name.empty() ? "." : std::move(name));
 }
 

@@ -11,15 +11,15 @@ namespace kx::information_model::opc {
 
 Read::Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
            const Poco::XML::NamespaceSupport& namespaces)
-    : AMessage(std::move(model), request, namespaces), options_(read_options(*this, *request, namespaces)) {
-    const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST, namespaces);
+    : AMessage(std::move(model), request, namespaces), options_(read_options(*this, *request)) {
+    const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST);
     if (list == nullptr) {
         return;
     }
-    const XmlName handle_name = XmlName::resolve(request_names::CLIENT_ITEM_HANDLE, namespaces);
-    for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
-        Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, "."));
-        items_.emplace_back(std::move(path), find_attribute_text(node, handle_name).value_or(""));
+    for_each_child(*list, request_names::ITEMS, [&](const Poco::XML::Node& node) {
+        Path path(get_attribute<std::string>(&node, request_names::ITEM_NAME, "."));
+        items_.emplace_back(std::move(path),
+                            find_attribute_text(node, request_names::CLIENT_ITEM_HANDLE).value_or(""));
     });
 }
 

@@ -126,18 +126,16 @@ Write::Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* req
     : AMessage(std::move(model), request, namespaces) {
     return_values_on_reply_ =
         get_attribute<bool>(request, request_names::RETURN_VALUES_ON_REPLY, std::nullopt);
-    options_ = read_options(*this, *request, namespaces);
-    const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST, namespaces);
+    options_ = read_options(*this, *request);
+    const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST);
     if (list == nullptr) {
         return;
     }
-    const XmlName handle_name = XmlName::resolve(request_names::CLIENT_ITEM_HANDLE, namespaces);
-    const XmlName value_name = XmlName::resolve(request_names::VALUE, namespaces);
-    for_each_child(*list, request_names::ITEMS, namespaces, [&](const Poco::XML::Node& node) {
-        Path path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, ""));
-        std::string handle(find_attribute_text(node, handle_name).value_or(""));
+    for_each_child(*list, request_names::ITEMS, [&](const Poco::XML::Node& node) {
+        Path path(get_attribute<std::string>(&node, request_names::ITEM_NAME, ""));
+        std::string handle(find_attribute_text(node, request_names::CLIENT_ITEM_HANDLE).value_or(""));
         std::optional<Value> value;
-        if (const Poco::XML::Node* value_node = find_child(node, value_name)) {
+        if (const Poco::XML::Node* value_node = find_child(node, request_names::VALUE)) {
             value.emplace(get_value(value_node));
         }
         items_.emplace_back(std::move(path), std::move(handle), std::move(value));

@@ -23,8 +23,8 @@ Subscribe::Subscribe(std::shared_ptr<InformationModel> model, const Poco::XML::N
           std::chrono::milliseconds(get_attribute<int>(request, request_names::SUBSCRIPTION_PING_RATE, 0)))) {
     // Also after a failure: what was parsed until then belongs to the subscription that stays behind.
     const utility::OnScopeExit complete([this] { subscription_->items_complete = true; });
-    options_ = read_options(*this, *request, namespaces);
-    if (const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST, namespaces)) {
+    options_ = read_options(*this, *request);
+    if (const Poco::XML::Node* list = find_child(*request, request_names::ITEM_LIST)) {
         parse_items(*list);
     }
 }
@@ -35,10 +35,10 @@ void Subscribe::parse_items(const Poco::XML::Node& list) {
     const std::optional deadband = get_attribute<float>(&list, request_names::DEADBAND, 0.0F);
     const std::optional sampling_rate = get_attribute<int>(&list, request_names::REQUESTED_SAMPLING_RATE, 0);
     const std::optional buffering = get_attribute<bool>(&list, request_names::ENABLE_BUFFERING, false);
-    for_each_child(list, request_names::ITEMS, get_namespaces(), [&](const Poco::XML::Node& node) {
+    for_each_child(list, request_names::ITEMS, [&](const Poco::XML::Node& node) {
         // The braces evaluate in the order in which they are written.
         subscription_->items.push_back(SubscriptionItem{
-            .path = Path(get_attribute<std::string>(&node, reply_names::ITEM_NAME, "")),
+            .path = Path(get_attribute<std::string>(&node, request_names::ITEM_NAME, "")),
             .client_item_handle = get_optional_attribute(&node, request_names::CLIENT_ITEM_HANDLE),
             .deadband = get_attribute(&node, request_names::DEADBAND, deadband),
             .requested_sampling_rate = std::chrono::milliseconds(

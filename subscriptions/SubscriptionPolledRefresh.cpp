@@ -102,8 +102,8 @@ SubscriptionPolledRefresh::SubscriptionPolledRefresh(std::shared_ptr<Information
       return_all_items_(get_attribute<bool>(request, request_names::RETURN_ALL_ITEMS, false)),
       handler_(handler),
       watch_(watch),
-      options_(read_options(*this, *request, namespaces)) {
-    for_each_child(*request, request_names::SERVER_SUB_HANDLES, namespaces,
+      options_(read_options(*this, *request)) {
+    for_each_child(*request, request_names::SERVER_SUB_HANDLES,
                    [&](const Poco::XML::Node& node) { server_sub_handles_.push_back(node.innerText()); });
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "xml/XmlName.h"
+
 #include <string>
 
 /// The XML vocabulary, said once.
@@ -18,52 +20,64 @@ inline const std::string XMLDA_PREFIX = "xmlda";
 inline const std::string XSI_PREFIX = "xsi";
 }  // namespace xml_namespaces
 
-/// Names looked up in requests. The prefix stands for the namespace, whatever prefix the client writes; an
-/// attribute with one is also found without a namespace, see `AMessage::get_attribute`.
+/// Names looked up in requests. They go by the namespace, whatever prefix the client writes; an attribute
+/// with one is also found without a namespace, see `find_attribute_text`.
 namespace request_names {
-inline const std::string ENVELOPE = "soap:Envelope";
-inline const std::string BODY = "soap:Body";
+inline XmlName in_soap(const std::string& local_name) {
+    return {xml_namespaces::SOAP, local_name, xml_namespaces::SOAP_PREFIX + ":" + local_name};
+}
+inline XmlName in_xmlda(const std::string& local_name) {
+    return {xml_namespaces::XMLDA, local_name, xml_namespaces::XMLDA_PREFIX + ":" + local_name};
+}
+/// The name of an attribute that is read without a namespace alone.
+inline XmlName in_none(const std::string& local_name) {
+    return {{}, local_name, local_name};
+}
 
-inline const std::string GET_STATUS = "xmlda:GetStatus";
-inline const std::string BROWSE = "xmlda:Browse";
-inline const std::string GET_PROPERTIES = "xmlda:GetProperties";
-inline const std::string READ = "xmlda:Read";
-inline const std::string WRITE = "xmlda:Write";
-inline const std::string SUBSCRIBE = "xmlda:Subscribe";
-inline const std::string SUBSCRIPTION_POLLED_REFRESH = "xmlda:SubscriptionPolledRefresh";
-inline const std::string SUBSCRIPTION_CANCEL = "xmlda:SubscriptionCancel";
+inline const XmlName ENVELOPE = in_soap("Envelope");
+inline const XmlName BODY = in_soap("Body");
 
-inline const std::string OPTIONS = "xmlda:Options";
-inline const std::string ITEM_LIST = "xmlda:ItemList";
-inline const std::string ITEMS = "xmlda:Items";
-inline const std::string ITEM_IDS = "xmlda:ItemIDs";
-inline const std::string PROPERTY_NAMES = "xmlda:PropertyNames";
-inline const std::string SERVER_SUB_HANDLES = "xmlda:ServerSubHandles";
-inline const std::string VALUE = "xmlda:Value";
+inline const XmlName GET_STATUS = in_xmlda("GetStatus");
+inline const XmlName BROWSE = in_xmlda("Browse");
+inline const XmlName GET_PROPERTIES = in_xmlda("GetProperties");
+inline const XmlName READ = in_xmlda("Read");
+inline const XmlName WRITE = in_xmlda("Write");
+inline const XmlName SUBSCRIBE = in_xmlda("Subscribe");
+inline const XmlName SUBSCRIPTION_POLLED_REFRESH = in_xmlda("SubscriptionPolledRefresh");
+inline const XmlName SUBSCRIPTION_CANCEL = in_xmlda("SubscriptionCancel");
 
-inline const std::string BROWSE_FILTER = "xmlda:BrowseFilter";
-inline const std::string CLIENT_ITEM_HANDLE = "xmlda:ClientItemHandle";
-inline const std::string CLIENT_REQUEST_HANDLE = "xmlda:ClientRequestHandle";
-inline const std::string DEADBAND = "xmlda:Deadband";
-inline const std::string ENABLE_BUFFERING = "xmlda:EnableBuffering";
-inline const std::string HOLD_TIME = "xmlda:HoldTime";
-inline const std::string LOCALE_ID = "xmlda:LocaleID";
-inline const std::string REQUESTED_SAMPLING_RATE = "xmlda:RequestedSamplingRate";
-inline const std::string RETURN_ALL_ITEMS = "xmlda:ReturnAllItems";
-inline const std::string RETURN_ALL_PROPERTIES = "xmlda:ReturnAllProperties";
-inline const std::string RETURN_DIAGNOSTIC_INFO = "xmlda:ReturnDiagnosticInfo";
-inline const std::string RETURN_ERROR_TEXT = "xmlda:ReturnErrorText";
-inline const std::string RETURN_ITEM_PATH = "xmlda:ReturnItemPath";
-inline const std::string RETURN_ITEM_TIME = "xmlda:ReturnItemTime";
-inline const std::string RETURN_PROPERTY_VALUES = "xmlda:ReturnPropertyValues";
-inline const std::string RETURN_VALUES_ON_REPLY = "xmlda:ReturnValuesOnReply";
-inline const std::string SERVER_SUB_HANDLE = "xmlda:ServerSubHandle";
-inline const std::string SUBSCRIPTION_PING_RATE = "xmlda:SubscriptionPingRate";
-inline const std::string WAIT_TIME = "xmlda:WaitTime";
+inline const XmlName OPTIONS = in_xmlda("Options");
+inline const XmlName ITEM_LIST = in_xmlda("ItemList");
+inline const XmlName ITEMS = in_xmlda("Items");
+inline const XmlName ITEM_IDS = in_xmlda("ItemIDs");
+inline const XmlName PROPERTY_NAMES = in_xmlda("PropertyNames");
+inline const XmlName SERVER_SUB_HANDLES = in_xmlda("ServerSubHandles");
+inline const XmlName VALUE = in_xmlda("Value");
+
+inline const XmlName BROWSE_FILTER = in_xmlda("BrowseFilter");
+inline const XmlName CLIENT_ITEM_HANDLE = in_xmlda("ClientItemHandle");
+inline const XmlName CLIENT_REQUEST_HANDLE = in_xmlda("ClientRequestHandle");
+inline const XmlName DEADBAND = in_xmlda("Deadband");
+inline const XmlName ENABLE_BUFFERING = in_xmlda("EnableBuffering");
+inline const XmlName HOLD_TIME = in_xmlda("HoldTime");
+inline const XmlName ITEM_NAME = in_none("ItemName");
+inline const XmlName ITEM_PATH = in_none("ItemPath");
+inline const XmlName LOCALE_ID = in_xmlda("LocaleID");
+inline const XmlName REQUESTED_SAMPLING_RATE = in_xmlda("RequestedSamplingRate");
+inline const XmlName RETURN_ALL_ITEMS = in_xmlda("ReturnAllItems");
+inline const XmlName RETURN_ALL_PROPERTIES = in_xmlda("ReturnAllProperties");
+inline const XmlName RETURN_DIAGNOSTIC_INFO = in_xmlda("ReturnDiagnosticInfo");
+inline const XmlName RETURN_ERROR_TEXT = in_xmlda("ReturnErrorText");
+inline const XmlName RETURN_ITEM_PATH = in_xmlda("ReturnItemPath");
+inline const XmlName RETURN_ITEM_TIME = in_xmlda("ReturnItemTime");
+inline const XmlName RETURN_PROPERTY_VALUES = in_xmlda("ReturnPropertyValues");
+inline const XmlName RETURN_VALUES_ON_REPLY = in_xmlda("ReturnValuesOnReply");
+inline const XmlName SERVER_SUB_HANDLE = in_xmlda("ServerSubHandle");
+inline const XmlName SUBSCRIPTION_PING_RATE = in_xmlda("SubscriptionPingRate");
+inline const XmlName WAIT_TIME = in_xmlda("WaitTime");
 }  // namespace request_names
 
 /// Names written into replies: unprefixed ones lie in the reply's default namespace, that of OPC XML-DA.
-/// "ItemName" and "ItemPath" are also the names of the request attributes that have no namespace.
 namespace reply_names {
 inline const std::string ENVELOPE = "soap:Envelope";
 inline const std::string BODY = "soap:Body";
@@ -106,7 +120,6 @@ inline const std::string DESCRIPTION = "Description";
 inline const std::string HAS_CHILDREN = "HasChildren";
 inline const std::string IS_ITEM = "IsItem";
 inline const std::string ITEM_NAME = "ItemName";
-inline const std::string ITEM_PATH = "ItemPath";
 inline const std::string NAME = "Name";
 inline const std::string PRODUCT_VERSION = "ProductVersion";
 inline const std::string RCV_TIME = "RcvTime";

@@ -98,13 +98,19 @@ void AMessage::append_result(Poco::XML::Element& response, const std::string& na
 }
 
 const Poco::XML::Node* AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name) const {
-    return find_attribute(*node, name, *namespaces_);
+    return find_attribute(*node, XmlName::resolve(name, *namespaces_));
 }
 
 template <class T>
 T AMessage::get_attribute(const Poco::XML::Node* node, const std::string& name,
                           const std::optional<T>& default_value) const {
-    if (const auto text = find_attribute_text(*node, name, *namespaces_)) {
+    return get_attribute(node, XmlName::resolve(name, *namespaces_), default_value);
+}
+
+template <class T>
+T AMessage::get_attribute(const Poco::XML::Node* node, const XmlName& name,
+                          const std::optional<T>& default_value) const {
+    if (const auto text = find_attribute_text(*node, name)) {
         return convert_attribute<T>(std::string(*text));
     }
     if (default_value) {
@@ -123,10 +129,19 @@ template TimePoint AMessage::get_attribute(const Poco::XML::Node*, const std::st
                                            const std::optional<TimePoint>&) const;
 template std::string AMessage::get_attribute(const Poco::XML::Node*, const std::string&,
                                              const std::optional<std::string>&) const;
+template bool AMessage::get_attribute(const Poco::XML::Node*, const XmlName&,
+                                      const std::optional<bool>&) const;
+template int AMessage::get_attribute(const Poco::XML::Node*, const XmlName&, const std::optional<int>&) const;
+template float AMessage::get_attribute(const Poco::XML::Node*, const XmlName&,
+                                       const std::optional<float>&) const;
+template TimePoint AMessage::get_attribute(const Poco::XML::Node*, const XmlName&,
+                                           const std::optional<TimePoint>&) const;
+template std::string AMessage::get_attribute(const Poco::XML::Node*, const XmlName&,
+                                             const std::optional<std::string>&) const;
 
 std::optional<std::string> AMessage::get_optional_attribute(const Poco::XML::Node* node,
-                                                            const std::string& name) const {
-    return std::optional<std::string>(find_attribute_text(*node, name, *namespaces_));
+                                                            const XmlName& name) const {
+    return std::optional<std::string>(find_attribute_text(*node, name));
 }
 
 Poco::AutoPtr<Poco::XML::Element> AMessage::create_value(const Value& value) const {

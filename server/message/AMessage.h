@@ -1,5 +1,7 @@
 #pragma once
 
+#include "xml/XmlName.h"
+
 #include <information_model/InformationModel.h>
 #include <information_model/OnScopeExit.h>
 #include <information_model/TimePoint.h>
@@ -62,10 +64,13 @@ public:
     template <class T>
     T get_attribute(const Poco::XML::Node* node, const std::string& name,
                     const std::optional<T>& default_value) const;
+    /// The same for a name that needs not be taken apart, one of `request_names`.
+    template <class T>
+    T get_attribute(const Poco::XML::Node* node, const XmlName& name,
+                    const std::optional<T>& default_value) const;
 
     /// The text of an attribute that may be absent.
-    std::optional<std::string> get_optional_attribute(const Poco::XML::Node* node,
-                                                      const std::string& name) const;
+    std::optional<std::string> get_optional_attribute(const Poco::XML::Node* node, const XmlName& name) const;
 
     /// Creates the "Value" element that carries `value` in a reply: its text for a scalar, an element for
     /// each member of an array, and its type in "xsi:type". Texts are those of `convert` in

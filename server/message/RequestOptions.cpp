@@ -5,10 +5,9 @@
 
 namespace kx::information_model::opc {
 
-RequestOptions read_options(const AMessage& message, const Poco::XML::Node& request,
-                            const Poco::XML::NamespaceSupport& namespaces) {
+RequestOptions read_options(const AMessage& message, const Poco::XML::Node& request) {
     RequestOptions options;
-    const Poco::XML::Node* node = find_child(request, request_names::OPTIONS, namespaces);
+    const Poco::XML::Node* node = find_child(request, request_names::OPTIONS);
     if (node == nullptr) {
         return options;
     }

@@ -22,7 +22,6 @@ struct RequestOptions {
 /// Reads the first "Options" child of `request`.
 /// @param message  the message that parses `request`
 /// @throws Poco::SyntaxException  if an attribute is no bool
-RequestOptions read_options(const AMessage& message, const Poco::XML::Node& request,
-                            const Poco::XML::NamespaceSupport& namespaces);
+RequestOptions read_options(const AMessage& message, const Poco::XML::Node& request);
 
 }  // namespace kx::information_model::opc

@@ -81,11 +81,14 @@ TEST(RequestDom, FindsTheAttributeThatAPathLookUpFinds) {
         for (const std::string& name : NAMES) {
             const Node* expected =
                 find_attribute_by_path(*request.get_root(), name, request.get_namespaces());
-            ASSERT_EQ(find_attribute(*request.get_root(), name, request.get_namespaces()), expected)
+            ASSERT_EQ(find_attribute(*request.get_root(), XmlName::resolve(name, request.get_namespaces())),
+                      expected)
                 << name << " in " << xml;
             const std::optional<std::string> expected_text =
                 expected == nullptr ? std::nullopt : std::optional(expected->getNodeValue());
-            ASSERT_EQ(find_attribute_text(*request.get_root(), name, request.get_namespaces()), expected_text)
+            ASSERT_EQ(
+                find_attribute_text(*request.get_root(), XmlName::resolve(name, request.get_namespaces())),
+                expected_text)
                 << name << " in " << xml;
             found += expected != nullptr ? 1 : 0;
         }
@@ -95,7 +98,8 @@ TEST(RequestDom, FindsTheAttributeThatAPathLookUpFinds) {
 
 std::string get_attribute_text(const std::string& attributes, const std::string& name) {
     const ParsedRequest request(create_element_text("E", attributes));
-    const Node* attribute = find_attribute(*request.get_root(), name, request.get_namespaces());
+    const Node* attribute =
+        find_attribute(*request.get_root(), XmlName::resolve(name, request.get_namespaces()));
     return attribute == nullptr ? "none" : attribute->getNodeValue();
 }
 
@@ -117,8 +121,11 @@ TEST(FindAttribute, FindsNothingForAnUndeclaredPrefix) {
 
 TEST(FindAttribute, FindsNothingInWhatIsNoElement) {
     const ParsedRequest request(create_element_text("E", "A='1'"));
-    EXPECT_EQ(find_attribute(request.get_document(), "xmlda:A", request.get_namespaces()), nullptr);
-    EXPECT_EQ(find_attribute_text(request.get_document(), "xmlda:A", request.get_namespaces()), std::nullopt);
+    EXPECT_EQ(find_attribute(request.get_document(), XmlName::resolve("xmlda:A", request.get_namespaces())),
+              nullptr);
+    EXPECT_EQ(
+        find_attribute_text(request.get_document(), XmlName::resolve("xmlda:A", request.get_namespaces())),
+        std::nullopt);
 }
 
 const std::vector<std::string>& get_children() {
@@ -155,7 +162,8 @@ TEST(RequestDom, FindsTheChildThatAPathLookUpFinds) {
         const ParsedRequest request(xml);
         for (const std::string name : {"xmlda:Items", "xmlda:Other", "soap:Items", "xmlda:Item"}) {
             const Node* expected = request.get_root()->getNodeByPathNS(name, request.get_namespaces());
-            ASSERT_EQ(find_child(*request.get_root(), name, request.get_namespaces()), expected)
+            ASSERT_EQ(find_child(*request.get_root(), XmlName::resolve(name, request.get_namespaces())),
+                      expected)
                 << name << xml;
             found += expected != nullptr ? 1 : 0;
         }
@@ -165,8 +173,10 @@ TEST(RequestDom, FindsTheChildThatAPathLookUpFinds) {
 
 TEST(FindChild, FindsTheRootOfADocument) {
     const ParsedRequest request(create_element_text("Read", ""));
-    EXPECT_EQ(find_child(request.get_document(), "xmlda:Read", request.get_namespaces()), request.get_root());
-    EXPECT_EQ(find_child(request.get_document(), "xmlda:Write", request.get_namespaces()), nullptr);
+    EXPECT_EQ(find_child(request.get_document(), XmlName::resolve("xmlda:Read", request.get_namespaces())),
+              request.get_root());
+    EXPECT_EQ(find_child(request.get_document(), XmlName::resolve("xmlda:Write", request.get_namespaces())),
+              nullptr);
 }
 
 TEST(RequestDom, VisitsTheElementsOfANameInOrder) {
@@ -181,7 +191,7 @@ TEST(RequestDom, VisitsTheElementsOfANameInOrder) {
             }
         }
         std::vector<const Node*> visited;
-        for_each_child(*request.get_root(), "xmlda:Items", request.get_namespaces(),
+        for_each_child(*request.get_root(), XmlName::resolve("xmlda:Items", request.get_namespaces()),
                        [&](const Node& node) { visited.push_back(&node); });
         ASSERT_EQ(visited, expected) << xml;
     }

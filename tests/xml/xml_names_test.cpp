@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 namespace kx::information_model::opc {
 namespace {
@@ -18,42 +19,50 @@ TEST(XmlNames, NamespacesAreThoseOfTheStandards) {
 
 TEST(XmlNames, RequestNamesAreQualified) {
     using namespace request_names;
-    EXPECT_EQ(ENVELOPE, "soap:Envelope");
-    EXPECT_EQ(BODY, "soap:Body");
-    const std::set<std::string> names = {GET_STATUS,
-                                         BROWSE,
-                                         GET_PROPERTIES,
-                                         READ,
-                                         WRITE,
-                                         SUBSCRIBE,
-                                         SUBSCRIPTION_POLLED_REFRESH,
-                                         SUBSCRIPTION_CANCEL,
-                                         OPTIONS,
-                                         ITEM_LIST,
-                                         ITEMS,
-                                         ITEM_IDS,
-                                         PROPERTY_NAMES,
-                                         SERVER_SUB_HANDLES,
-                                         VALUE,
-                                         BROWSE_FILTER,
-                                         CLIENT_ITEM_HANDLE,
-                                         CLIENT_REQUEST_HANDLE,
-                                         DEADBAND,
-                                         ENABLE_BUFFERING,
-                                         HOLD_TIME,
-                                         LOCALE_ID,
-                                         REQUESTED_SAMPLING_RATE,
-                                         RETURN_ALL_ITEMS,
-                                         RETURN_ALL_PROPERTIES,
-                                         RETURN_DIAGNOSTIC_INFO,
-                                         RETURN_ERROR_TEXT,
-                                         RETURN_ITEM_PATH,
-                                         RETURN_ITEM_TIME,
-                                         RETURN_PROPERTY_VALUES,
-                                         RETURN_VALUES_ON_REPLY,
-                                         SERVER_SUB_HANDLE,
-                                         SUBSCRIPTION_PING_RATE,
-                                         WAIT_TIME};
+    EXPECT_EQ(ENVELOPE.qualified_name, "soap:Envelope");
+    EXPECT_EQ(ENVELOPE.uri, xml_namespaces::SOAP);
+    EXPECT_EQ(BODY.qualified_name, "soap:Body");
+    EXPECT_EQ(BODY.uri, xml_namespaces::SOAP);
+    const std::vector<XmlName> known = {GET_STATUS,
+                                        BROWSE,
+                                        GET_PROPERTIES,
+                                        READ,
+                                        WRITE,
+                                        SUBSCRIBE,
+                                        SUBSCRIPTION_POLLED_REFRESH,
+                                        SUBSCRIPTION_CANCEL,
+                                        OPTIONS,
+                                        ITEM_LIST,
+                                        ITEMS,
+                                        ITEM_IDS,
+                                        PROPERTY_NAMES,
+                                        SERVER_SUB_HANDLES,
+                                        VALUE,
+                                        BROWSE_FILTER,
+                                        CLIENT_ITEM_HANDLE,
+                                        CLIENT_REQUEST_HANDLE,
+                                        DEADBAND,
+                                        ENABLE_BUFFERING,
+                                        HOLD_TIME,
+                                        LOCALE_ID,
+                                        REQUESTED_SAMPLING_RATE,
+                                        RETURN_ALL_ITEMS,
+                                        RETURN_ALL_PROPERTIES,
+                                        RETURN_DIAGNOSTIC_INFO,
+                                        RETURN_ERROR_TEXT,
+                                        RETURN_ITEM_PATH,
+                                        RETURN_ITEM_TIME,
+                                        RETURN_PROPERTY_VALUES,
+                                        RETURN_VALUES_ON_REPLY,
+                                        SERVER_SUB_HANDLE,
+                                        SUBSCRIPTION_PING_RATE,
+                                        WAIT_TIME};
+    std::set<std::string> names;
+    for (const XmlName& name : known) {
+        EXPECT_EQ(name.uri, xml_namespaces::XMLDA) << name.qualified_name;
+        EXPECT_EQ(name.qualified_name, "xmlda:" + name.local_name);
+        names.insert(name.qualified_name);
+    }
     const std::set<std::string> expected = {"xmlda:GetStatus",
                                             "xmlda:Browse",
                                             "xmlda:GetProperties",
@@ -91,6 +100,16 @@ TEST(XmlNames, RequestNamesAreQualified) {
     EXPECT_EQ(names, expected);
 }
 
+// The schema gives these attributes no namespace; with one they would be others.
+TEST(XmlNames, NamesOfItemsHaveNoNamespace) {
+    for (const XmlName& name : {request_names::ITEM_NAME, request_names::ITEM_PATH}) {
+        EXPECT_EQ(name.uri, "");
+        EXPECT_EQ(name.qualified_name, name.local_name);
+    }
+    EXPECT_EQ(request_names::ITEM_NAME.local_name, "ItemName");
+    EXPECT_EQ(request_names::ITEM_PATH.local_name, "ItemPath");
+}
+
 TEST(XmlNames, ReplyNamesAreUnqualified) {
     using namespace reply_names;
     const std::set<std::string> names = {BROWSE_RESPONSE,
@@ -116,7 +135,6 @@ TEST(XmlNames, ReplyNamesAreUnqualified) {
                                          WRITE_RESULT,
                                          NAME,
                                          ITEM_NAME,
-                                         ITEM_PATH,
                                          IS_ITEM,
                                          HAS_CHILDREN,
                                          DESCRIPTION,
@@ -160,7 +178,7 @@ TEST(XmlNames, ReplyNamesAreUnqualified) {
                                             "WriteResult",
                                             "Name",
                                             "ItemName",
-                                            "ItemPath",
+
                                             "IsItem",
                                             "HasChildren",
                                             "Description",

@@ -42,23 +42,9 @@ const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const XmlName& 
     return child;
 }
 
-const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
-                                  const Poco::XML::NamespaceSupport& namespaces) {
-    return find_child(parent, XmlName::resolve(qualified_name, namespaces));
-}
-
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element, const XmlName& name) {
     return find_meant(
         name, [&](std::string_view uri) { return find_attribute_text(element, uri, name.local_name); });
-}
-
-std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element,
-                                                    const std::string& qualified_name,
-                                                    const Poco::XML::NamespaceSupport& namespaces) {
-    if (qualified_name.find(':') == std::string::npos) {
-        return find_attribute_text(element, {}, qualified_name);
-    }
-    return find_attribute_text(element, XmlName::resolve(qualified_name, namespaces));
 }
 
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element, std::string_view uri,
@@ -67,14 +53,12 @@ std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& eleme
     return request_element == nullptr ? std::nullopt : request_element->find_attribute_text(uri, local_name);
 }
 
-const Poco::XML::Node* find_attribute(const Poco::XML::Node& element, const std::string& qualified_name,
-                                      const Poco::XML::NamespaceSupport& namespaces) {
+const Poco::XML::Node* find_attribute(const Poco::XML::Node& element, const XmlName& name) {
     const RequestElement* const request_element = as_request_element(element);
     if (request_element == nullptr || !request_element->hasAttributes()) {
         return nullptr;
     }
     const Poco::AutoPtr<Poco::XML::NamedNodeMap> attributes = request_element->attributes();
-    const XmlName name = XmlName::resolve(qualified_name, namespaces);
     return find_meant(name, [&](std::string_view uri) -> const Poco::XML::Node* {
         return attributes->getNamedItemNS(std::string(uri), name.local_name);
     });

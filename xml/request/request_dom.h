@@ -3,15 +3,13 @@
 #include "xml/XmlName.h"
 
 #include <Poco/DOM/Node.h>
-#include <Poco/SAX/NamespaceSupport.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 
 /// Look-ups in a document of `parse_request`, by namespace URI and local name. They find what a path look-up
-/// would find, without building and parsing a path text each time. Names of `request_names` are taken apart
-/// for each call that gets them as texts; an `XmlName` is taken apart once for many.
+/// would find, without building and parsing a path text each time.
 namespace kx::information_model::opc {
 
 /// Whether `element` is of this name.
@@ -21,8 +19,6 @@ bool has_name(const Poco::XML::Node& element, const XmlName& name);
 /// The first child element of that name.
 /// @return borrowed, null if there is none
 const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const XmlName& name);
-const Poco::XML::Node* find_child(const Poco::XML::Node& parent, const std::string& qualified_name,
-                                  const Poco::XML::NamespaceSupport& namespaces);
 
 /// Calls `action(const Poco::XML::Node&)` for each child element of that name, in document order. Others
 /// are skipped.
@@ -34,11 +30,6 @@ void for_each_child(const Poco::XML::Node& parent, const XmlName& name, Action a
         }
     }
 }
-template <class Action>
-void for_each_child(const Poco::XML::Node& parent, const std::string& qualified_name,
-                    const Poco::XML::NamespaceSupport& namespaces, Action action) {
-    for_each_child(parent, XmlName::resolve(qualified_name, namespaces), action);
-}
 
 /// The text of the attribute that has exactly the name's namespace, or none for a name without prefix; for a
 /// prefixed name failing that, of the attribute without prefix: clients write it that way, as the schema has
@@ -46,9 +37,6 @@ void for_each_child(const Poco::XML::Node& parent, const std::string& qualified_
 /// @param element  anything else has no attributes
 /// @return valid as long as the document; nothing if there is no such attribute
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element, const XmlName& name);
-std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element,
-                                                    const std::string& qualified_name,
-                                                    const Poco::XML::NamespaceSupport& namespaces);
 
 /// The text of the attribute that has exactly this namespace, none if `uri` is empty.
 std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& element, std::string_view uri,
@@ -57,7 +45,6 @@ std::optional<std::string_view> find_attribute_text(const Poco::XML::Node& eleme
 /// The attribute itself that `find_attribute_text` finds. Makes nodes of the element's attributes, which
 /// costs more than their texts: for callers that need a node.
 /// @return borrowed, null if there is none
-const Poco::XML::Node* find_attribute(const Poco::XML::Node& element, const std::string& qualified_name,
-                                      const Poco::XML::NamespaceSupport& namespaces);
+const Poco::XML::Node* find_attribute(const Poco::XML::Node& element, const XmlName& name);
 
 }  // namespace kx::information_model::opc

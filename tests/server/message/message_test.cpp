@@ -4,6 +4,7 @@
 #include "support/reply_text.h"
 #include "xml/ParsedRequest.h"
 #include "xml/reply/reply_dom.h"
+#include "xml/xml_names.h"
 
 #include <Poco/Exception.h>
 #include <Poco/NumberParser.h>
@@ -233,8 +234,9 @@ TEST_F(Message, FindsTheAttributeNode) {
     EXPECT_EQ(message.get_attribute(message.get_request(), "xmlda:A")->getNodeValue(), "1");
     EXPECT_EQ(message.get_attribute(message.get_request(), "A")->getNodeValue(), "1");
     EXPECT_EQ(message.get_attribute(message.get_request(), "xmlda:C"), nullptr);
-    EXPECT_EQ(message.get_optional_attribute(message.get_request(), "xmlda:B"), "");
-    EXPECT_EQ(message.get_optional_attribute(message.get_request(), "xmlda:C"), std::nullopt);
+    EXPECT_EQ(message.get_optional_attribute(message.get_request(), request_names::in_xmlda("B")), "");
+    EXPECT_EQ(message.get_optional_attribute(message.get_request(), request_names::in_xmlda("C")),
+              std::nullopt);
 }
 
 std::string mask_times(const std::string& text) {

@@ -23,7 +23,7 @@ protected:
 RequestOptions read(const std::string& children) {
     const ParsedRequest request(create_element_text("Read", "ReturnItemTime='false'", children));
     const NoService message(nullptr, request.get_root(), request.get_namespaces());
-    return read_options(message, *request.get_root(), request.get_namespaces());
+    return read_options(message, *request.get_root());
 }
 
 void expect_flags(const RequestOptions& options, bool error_text, bool diagnostic_info, bool item_time,

@@ -11,13 +11,13 @@ namespace {
 constexpr std::size_t FIRST_PIECE_SIZE = 1024;
 }  // namespace
 
-void MarkupRope::begin_piece() {
+void Rope::begin_piece() {
     const std::size_t size = std::clamp(2 * end_.size(), FIRST_PIECE_SIZE, LARGEST_PIECE_SIZE);
     finish_piece();
     end_.reserve(size);
 }
 
-void MarkupRope::append_pieces(MarkupRope& rope) {
+void Rope::append_pieces(Rope& rope) {
     for (std::string& piece : rope.pieces_) {
         append_piece(piece);
     }
@@ -25,7 +25,7 @@ void MarkupRope::append_pieces(MarkupRope& rope) {
     rope.clear();
 }
 
-void MarkupRope::append_piece(std::string& piece) {
+void Rope::append_piece(std::string& piece) {
     if (piece.size() < LEAST_MOVED_SIZE || piece.size() < piece.capacity() / 2) {
         append(piece);
     } else {
@@ -34,19 +34,19 @@ void MarkupRope::append_piece(std::string& piece) {
     }
 }
 
-void MarkupRope::finish_piece() {
+void Rope::finish_piece() {
     if (!end_.empty()) {
         pieces_.push_back(std::move(end_));
         end_.clear();
     }
 }
 
-std::size_t MarkupRope::get_size() const noexcept {
+std::size_t Rope::get_size() const noexcept {
     return std::accumulate(pieces_.begin(), pieces_.end(), end_.size(),
                            [](std::size_t size, const std::string& piece) { return size + piece.size(); });
 }
 
-std::string MarkupRope::to_string() const {
+std::string Rope::to_string() const {
     std::string text;
     text.reserve(get_size());
     for_each_piece([&](std::string_view piece) { text += piece; });

@@ -10,7 +10,7 @@ namespace kx::information_model::opc {
 /// A long text that is written once, from front to back, and read piece by piece. Unlike one string that
 /// grows it is never copied to grow, it asks for memory in pieces that the allocator has at hand, and a long
 /// rope that becomes part of another is not copied either.
-class MarkupRope {
+class Rope {
 public:
     /// Where to append the next part of the text. Valid until the next call; what it held before says nothing
     /// of the whole text.
@@ -24,7 +24,7 @@ public:
     void append(std::string_view text) { get_end() += text; }
 
     /// Appends a rope and leaves it empty: takes over its large pieces, and copies its small ones.
-    void append(MarkupRope&& rope) {
+    void append(Rope&& rope) {
         if (rope.pieces_.empty() && rope.end_.size() < LEAST_MOVED_SIZE) {
             append(rope.end_);
             rope.clear();
@@ -70,7 +70,7 @@ private:
 
     void begin_piece();
 
-    void append_pieces(MarkupRope& rope);
+    void append_pieces(Rope& rope);
 
     /// Appends a piece: takes it over, or copies it.
     void append_piece(std::string& piece);

@@ -21,7 +21,7 @@ inline std::string to_text(const Poco::AutoPtr<Poco::XML::Document>& document) {
 
 /// The text of an element of a reply, which is closed.
 inline std::string to_text(Poco::XML::Element& element) {
-    MarkupRope text;
+    Rope text;
     dynamic_cast<ReplyElement&>(element).write(text);
     return text.to_string();
 }

@@ -57,7 +57,7 @@ Poco::XML::Node* ReplyDocument::appendChild(Poco::XML::Node* root) {
     return Document::insertBefore(root, nullptr);
 }
 
-const MarkupRope& ReplyDocument::get_text() const {
+const Rope& ReplyDocument::get_text() const {
     require(!text_.is_empty(), "A reply has a root element.");
     return text_;
 }
@@ -186,7 +186,7 @@ Poco::XML::Node* ReplyElement::appendChild(Poco::XML::Node* child) {
     return child;
 }
 
-void ReplyElement::write(MarkupRope& output) {
+void ReplyElement::write(Rope& output) {
     ReplyContent& content = get_content();
     require(!Element::hasAttributes() && firstChild() == nullptr,
             "An element of a reply gets its attributes by set_attribute.");

@@ -48,7 +48,7 @@ class ReplyContent {
 
     std::string attributes;        // as they are written, sorted by name
     std::vector<Attribute> sizes;  // of each of them
-    MarkupRope text;               // or children
+    Rope text;                     // or children
     bool has_text = false;
 };
 
@@ -100,7 +100,7 @@ public:
     Poco::XML::Node* appendChild(Poco::XML::Node* root) override;
 
     /// @throws std::logic_error  if there is no root element
-    const MarkupRope& get_text() const;
+    const Rope& get_text() const;
 
     /// @throws std::logic_error  always: a reply is only appended to
     Poco::XML::Node* insertBefore(Poco::XML::Node* child, Poco::XML::Node* next) override;
@@ -113,7 +113,7 @@ protected:
 private:
     friend class ReplyElement;
 
-    MarkupRope text_;
+    Rope text_;
 };
 
 /// An element of a reply. It is kept as the markup that it becomes: what is set or appended is escaped at
@@ -155,7 +155,7 @@ public:
     bool is_open() const noexcept { return content_ != nullptr; }
 
     /// Appends the markup and closes the element.
-    void write(MarkupRope& output);
+    void write(Rope& output);
 
     /// @throws std::logic_error  always: a reply is only appended to
     Poco::XML::Node* insertBefore(Poco::XML::Node* child, Poco::XML::Node* next) override;

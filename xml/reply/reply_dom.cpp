@@ -60,7 +60,7 @@ void append_text(Poco::XML::Element& element, std::string_view text) {
     as_reply<ReplyElement>(element).append_text(text);
 }
 
-const MarkupRope& get_reply_text(const Poco::XML::Document* document) {
+const Rope& get_reply_text(const Poco::XML::Document* document) {
     if (document == nullptr) {
         throw Poco::NullPointerException();
     }

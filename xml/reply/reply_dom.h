@@ -43,6 +43,6 @@ void append_text(Poco::XML::Element& element, std::string_view text);
 /// document.
 /// @throws Poco::NullPointerException  if `document` is null
 /// @throws std::logic_error            if it has no root element
-const MarkupRope& get_reply_text(const Poco::XML::Document* document);
+const Rope& get_reply_text(const Poco::XML::Document* document);
 
 }  // namespace kx::information_model::opc

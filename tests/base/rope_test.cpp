@@ -9,8 +9,8 @@
 namespace kx::information_model::opc {
 namespace {
 
-TEST(MarkupRope, HoldsWhatWasAppended) {
-    MarkupRope rope;
+TEST(Rope, HoldsWhatWasAppended) {
+    Rope rope;
     EXPECT_TRUE(rope.is_empty());
     std::string expected;
     for (int number = 0; number < 20'000; ++number) {
@@ -27,10 +27,10 @@ TEST(MarkupRope, HoldsWhatWasAppended) {
     EXPECT_EQ(pieces, expected);
 }
 
-TEST(MarkupRope, TakesAnotherAndLeavesItEmpty) {
-    MarkupRope list;
+TEST(Rope, TakesAnotherAndLeavesItEmpty) {
+    Rope list;
     list.append("list ");
-    MarkupRope rope;
+    Rope rope;
     rope.append("start ");
     rope.append(std::move(list));
     rope.append("end");
@@ -38,22 +38,22 @@ TEST(MarkupRope, TakesAnotherAndLeavesItEmpty) {
     EXPECT_TRUE(list.is_empty());
     list.append("more");
     EXPECT_EQ(list.to_string(), "more");
-    rope.append(MarkupRope());
+    rope.append(Rope());
     EXPECT_EQ(rope.to_string(), "start list end");
 }
 
-std::size_t count_pieces(const MarkupRope& rope) {
+std::size_t count_pieces(const Rope& rope) {
     std::size_t pieces = 0;
     rope.for_each_piece([&](std::string_view /*piece*/) { ++pieces; });
     return pieces;
 }
 
 // An array of ten members is a rope of its own, and there may be thousands of them in a reply.
-TEST(MarkupRope, DoesNotFallIntoSmallPieces) {
-    MarkupRope rope;
+TEST(Rope, DoesNotFallIntoSmallPieces) {
+    Rope rope;
     std::string expected;
     for (int number = 0; number < 10'000; ++number) {
-        MarkupRope array;
+        Rope array;
         array.append(std::string(300, 'x'));
         rope.append(std::move(array));
         rope.append("<small/>");
@@ -63,12 +63,12 @@ TEST(MarkupRope, DoesNotFallIntoSmallPieces) {
     EXPECT_LT(count_pieces(rope), 100U);
 }
 
-TEST(MarkupRope, TakesLargePiecesOver) {
-    MarkupRope list;
+TEST(Rope, TakesLargePiecesOver) {
+    Rope list;
     list.append(std::string(1'000'000, 'x'));
     const char* taken = nullptr;
     list.for_each_piece([&](std::string_view piece) { taken = piece.data(); });
-    MarkupRope rope;
+    Rope rope;
     rope.append("start");
     rope.append(std::move(list));
     const char* last = nullptr;
@@ -77,11 +77,11 @@ TEST(MarkupRope, TakesLargePiecesOver) {
 }
 
 // What is taken over counts with the memory that it has, not with what it uses.
-TEST(MarkupRope, CopiesWhatLiesInMuchMemory) {
-    MarkupRope list;
+TEST(Rope, CopiesWhatLiesInMuchMemory) {
+    Rope list;
     list.get_end().reserve(1'000'000);
     list.append(std::string(20'000, 'x'));
-    MarkupRope rope;
+    Rope rope;
     rope.append(std::move(list));
     EXPECT_LT(rope.get_end().capacity(), 100'000U);
     EXPECT_EQ(rope.to_string(), std::string(20'000, 'x'));

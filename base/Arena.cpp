@@ -8,13 +8,13 @@ namespace kx::information_model::opc {
 namespace {
 
 constexpr std::size_t FIRST_BLOCK_SIZE = std::size_t{4} * 1024;
-constexpr std::size_t LARGEST_BLOCK_SIZE = std::size_t{64} * 1024;
+constexpr std::size_t MAXIMUM_BLOCK_SIZE = std::size_t{64} * 1024;
 
 }  // namespace
 
 void* Arena::do_allocate(std::size_t size, std::size_t alignment) {
     if (std::align(alignment, size, next_, remaining_) == nullptr) {
-        const std::size_t wanted = std::clamp(2 * block_size_, FIRST_BLOCK_SIZE, LARGEST_BLOCK_SIZE);
+        const std::size_t wanted = std::clamp(2 * block_size_, FIRST_BLOCK_SIZE, MAXIMUM_BLOCK_SIZE);
         const std::size_t block_size = std::max(wanted, size + alignment);
         std::unique_ptr<std::byte[]> block(new std::byte[block_size]);  // make_unique would initialise it
         blocks_.push_back(std::move(block));

@@ -12,7 +12,7 @@ constexpr std::size_t FIRST_PIECE_SIZE = 1024;
 }  // namespace
 
 void Rope::begin_piece() {
-    const std::size_t size = std::clamp(2 * end_.size(), FIRST_PIECE_SIZE, LARGEST_PIECE_SIZE);
+    const std::size_t size = std::clamp(2 * end_.size(), FIRST_PIECE_SIZE, MAXIMUM_PIECE_SIZE);
     finish_piece();
     end_.reserve(size);
 }

@@ -36,7 +36,7 @@ public:
     /// Empties it, and keeps some memory for the next text.
     void clear() noexcept {
         pieces_.clear();
-        if (end_.capacity() > LARGEST_PIECE_SIZE) {
+        if (end_.capacity() > MAXIMUM_PIECE_SIZE) {
             std::string().swap(end_);  // an assignment keeps the memory
         }
         end_.clear();
@@ -63,7 +63,7 @@ private:
     // A part rarely takes more, so that a piece rarely grows.
     static constexpr std::size_t USUAL_PART_SIZE = 512;
 
-    static constexpr std::size_t LARGEST_PIECE_SIZE = std::size_t{64} * 1024;
+    static constexpr std::size_t MAXIMUM_PIECE_SIZE = std::size_t{64} * 1024;
 
     // Below it, copying costs less than what each piece costs when it is sent.
     static constexpr std::size_t LEAST_MOVED_SIZE = std::size_t{16} * 1024;

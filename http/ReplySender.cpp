@@ -11,8 +11,8 @@ namespace kx::information_model::opc {
 
 namespace {
 
-constexpr std::size_t LARGEST_STREAMED_SIZE = 2048;
-constexpr std::size_t LARGEST_BUFFER_SIZE = std::size_t{128} * 1024;
+constexpr std::size_t MAXIMUM_STREAMED_SIZE = 2048;
+constexpr std::size_t MAXIMUM_BUFFER_SIZE = std::size_t{128} * 1024;
 
 void send_all(Poco::Net::StreamSocket& socket, std::string_view text) {
     while (!text.empty()) {
@@ -29,8 +29,8 @@ void send_all(Poco::Net::StreamSocket& socket, std::string_view text) {
 void ReplySender::send_success(const Rope& text, const std::string& content_type) {
     const std::size_t size = text.get_size();
     // The HTTP server's stream would send a large body in pieces of 4 KB, at the price of a system call each.
-    const bool is_streamed = !has_body() || size <= LARGEST_STREAMED_SIZE || find_socket() == nullptr;
-    const bool is_joined = is_streamed || size <= LARGEST_BUFFER_SIZE;
+    const bool is_streamed = !has_body() || size <= MAXIMUM_STREAMED_SIZE || find_socket() == nullptr;
+    const bool is_joined = is_streamed || size <= MAXIMUM_BUFFER_SIZE;
     const std::string joined = is_joined ? text.to_string() : std::string();
 
     response_.setContentType(content_type);

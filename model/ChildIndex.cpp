@@ -34,8 +34,8 @@ void ChildIndex::reserve_one() {
     if (children_.size() == children_.capacity()) {
         children_.reserve(std::max<std::size_t>(4, 2 * children_.capacity()));
     }
-    if (count > MAX_UNINDEXED && 4 * count > 3 * slots_.size()) {
-        grow_table(std::max<std::size_t>(4 * MAX_UNINDEXED, 2 * slots_.size()));
+    if (count > MAXIMUM_UNINDEXED && 4 * count > 3 * slots_.size()) {
+        grow_table(std::max<std::size_t>(4 * MAXIMUM_UNINDEXED, 2 * slots_.size()));
     }
 }
 

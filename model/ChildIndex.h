@@ -14,13 +14,13 @@ namespace kx::information_model::detail {
 
 /// The children of a domain: in the order in which they were added, and found by name.
 ///
-/// Up to `MAX_UNINDEXED` children are found by comparing names. More get a table with open addressing: a
+/// Up to `MAXIMUM_UNINDEXED` children are found by comparing names. More get a table with open addressing: a
 /// power of two of slots, at most three quarters of them taken, probed one after the other from the one that
 /// the name's hash points to. A slot holds the hash beside the child, so that a look-up touches no child but
 /// the one that it finds, and growing touches none.
 class ChildIndex {
 public:
-    static constexpr std::size_t MAX_UNINDEXED = 8;
+    static constexpr std::size_t MAXIMUM_UNINDEXED = 8;
 
     std::span<const std::unique_ptr<Tree>> get_children() const noexcept {
         return std::span(children_).subspan(first_);

@@ -1,7 +1,9 @@
 #include <information_model/Duration.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <stdexcept>
@@ -62,74 +64,50 @@ bool add(std::uint64_t& sum, std::uint64_t number, std::uint64_t unit) {
     return !__builtin_mul_overflow(number, unit, &product) && !__builtin_add_overflow(sum, product, &sum);
 }
 
-/// Reads the components of a duration, each of which may stand once and only in the order of its calls.
-class ComponentReader {
-public:
-    explicit ComponentReader(detail::TextReader& reader) : reader_(reader) { read_number(); }
-
-    /// Takes the number that is due if `designator` follows it, and reads the next one.
-    bool read(char designator, std::uint64_t unit) {
-        if (!has_number_ || !reader_.skip(designator)) {
-            return true;
-        }
-        ++count_;
-        const bool fits = number_ && add(sum_, *number_, unit);
-        read_number();
-        return fits;
-    }
-
-    /// As `read`, for seconds, which alone may have a fraction.
-    bool read_seconds() {
-        const auto fraction = has_number_ ? reader_.take_fraction() : std::nullopt;
-        if (fraction && !add(sum_, static_cast<std::uint64_t>(fraction->nanoseconds), 1)) {
-            return false;
-        }
-        const int count_before = count_;
-        return read('S', SECOND) && (!fraction || count_ > count_before);
-    }
-
-    /// Begins the time part; it needs a component of its own.
-    void begin_part() {
-        count_ = 0;
-        read_number();
-    }
-
-    bool has_number() const { return has_number_; }
-    bool has_components() const { return count_ > 0; }
-    std::uint64_t get_sum() const { return sum_; }
-
-private:
-    void read_number() {
-        const std::string_view digits = reader_.take_digits();
-        has_number_ = !digits.empty();
-        number_ = detail::to_number(digits);
-    }
-
-    detail::TextReader& reader_;
-    bool has_number_ = false;
-    std::optional<std::uint64_t> number_;
-    int count_ = 0;
-    std::uint64_t sum_ = 0;
+/// A component of a duration: a number with a letter behind it.
+struct Component {
+    char designator;
+    std::uint64_t unit;
+    bool is_time;  ///< whether it stands behind "T"
 };
+
+/// Each may stand once, and only in this order. The last one alone may have a fraction.
+constexpr Component COMPONENTS[] = {{'Y', YEAR, false}, {'M', MONTH, false}, {'D', DAY, false},
+                                    {'H', HOUR, true},  {'M', MINUTE, true}, {'S', SECOND, true}};
+
+/// Takes the letter of a component of the part that is being read, one that lies behind those before.
+/// @return the end of the table if there is none
+const Component* take_designator(detail::TextReader& reader, const Component* component, bool is_time) {
+    return std::find_if(component, std::end(COMPONENTS), [&](const Component& candidate) {
+        return candidate.is_time == is_time && reader.skip(candidate.designator);
+    });
+}
 
 /// Reads what follows "P"; nothing if it is malformed or does not fit.
 std::optional<std::uint64_t> read_magnitude(detail::TextReader& reader) {
-    ComponentReader components(reader);
-    if (!components.read('Y', YEAR) || !components.read('M', MONTH) || !components.read('D', DAY) ||
-        components.has_number()) {
-        return std::nullopt;
-    }
-    if (reader.skip('T')) {
-        components.begin_part();
-        if (!components.read('H', HOUR) || !components.read('M', MINUTE) || !components.read_seconds() ||
-            components.has_number()) {
+    std::uint64_t sum = 0;
+    bool is_time = false;
+    bool is_complete = false;  // the date needs a component, unless there is a time; and so does the time
+    const Component* next = std::begin(COMPONENTS);
+    while (!reader.is_at_end()) {
+        if (!is_time && reader.skip('T')) {
+            is_time = true;
+            is_complete = false;
+            continue;
+        }
+        const std::string_view digits = reader.take_digits();
+        const auto number = detail::to_number(digits);
+        const auto fraction = reader.take_fraction();
+        const Component* const component = take_designator(reader, next, is_time);
+        if (digits.empty() || component == std::end(COMPONENTS) || (fraction && component->unit != SECOND) ||
+            !number || !add(sum, *number, component->unit) ||
+            (fraction && !add(sum, static_cast<std::uint64_t>(fraction->nanoseconds), 1))) {
             return std::nullopt;
         }
+        is_complete = true;
+        next = component + 1;
     }
-    if (!components.has_components() || !reader.is_at_end()) {
-        return std::nullopt;
-    }
-    return components.get_sum();
+    return is_complete ? std::optional(sum) : std::nullopt;
 }
 
 std::optional<std::int64_t> read_nanoseconds(std::string_view text) {

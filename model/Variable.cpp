@@ -38,13 +38,6 @@ TimePoint get_current_time() noexcept {
     return std::chrono::time_point_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now());
 }
 
-std::uint8_t encode_writable(std::optional<bool> writable) noexcept {
-    if (!writable) {
-        return 0;
-    }
-    return *writable ? 2 : 1;
-}
-
 template <class E>
 void check_symbol(E symbol) {
     symbol_list::get_symbol(symbol_list::SymbolList<E>::get_symbols(), static_cast<std::uint32_t>(symbol));
@@ -139,7 +132,7 @@ Variable::Variable(std::string name, Domain* parent, Value initial, VariableOpti
       timestamp_(get_current_time()),
       modified_timestamp_(timestamp_),
       quality_(check_quality(options.quality)),
-      writable_(encode_writable(options.writable)) {
+      writable_(options.writable) {
     if (options.history_kind) {
         check_symbol(*options.history_kind);
     }
@@ -256,15 +249,12 @@ Variable& Variable::operator=(Value value) {
 }
 
 std::optional<bool> Variable::get_writable() const noexcept {
-    if (writable_ == 0) {
-        return std::nullopt;
-    }
-    return writable_ == 2;
+    return writable_;
 }
 
 void Variable::set_writable(std::optional<bool> writable) {
     detail::check_lock(*this);
-    writable_ = encode_writable(writable);
+    writable_ = writable;
 }
 
 void Variable::set_guard(Guard guard) {

@@ -6,19 +6,19 @@ namespace kx::information_model::detail {
 
 namespace {
 
-constexpr std::size_t MAX_LENGTH = 256;
+constexpr std::size_t MAXIMUM_LENGTH = 256;
 
 bool is_continuation_byte(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-/// At most `MAX_LENGTH` bytes of `text`, not cut inside a UTF-8 sequence.
+/// At most `MAXIMUM_LENGTH` bytes of `text`, not cut inside a UTF-8 sequence.
 std::string_view shorten(std::string_view text) {
-    if (text.size() <= MAX_LENGTH) {
+    if (text.size() <= MAXIMUM_LENGTH) {
         return text;
     }
-    std::size_t length = MAX_LENGTH;
-    while (length > MAX_LENGTH - 4 && is_continuation_byte(text[length])) {
+    std::size_t length = MAXIMUM_LENGTH;
+    while (length > MAXIMUM_LENGTH - 4 && is_continuation_byte(text[length])) {
         --length;
     }
     return text.substr(0, length);

@@ -59,6 +59,7 @@ Poco::XML::Document& AMessage::get_document() const {
     if (document_.isNull()) {
         throw Poco::NullPointerException();
     }
+    // POCO's pointer makes what it points to const as it is itself; the document is not.
     return const_cast<Poco::XML::Document&>(*document_);
 }
 

@@ -243,7 +243,7 @@ private:
     TimePoint modified_timestamp_;
     std::unique_ptr<Extension> extension_;  // null when there is no metadata and no observer
     symbol_list::QUALITY quality_;
-    std::uint8_t writable_;  // 0 absent, 1 false, 2 true
+    std::optional<bool> writable_;
 };
 
 }  // namespace kx::information_model

@@ -40,7 +40,7 @@ std::optional<std::string> describe_address(const Poco::Exception& exception) {
         case EADDRINUSE:
             return address.empty() ? "the port is in use" : "port " + get_port(address) + " is in use";
         case EADDRNOTAVAIL:
-            return address.empty() ? "this is no address of this machine"
+            return address.empty() ? "the address is not one of this machine"
                                    : get_host(address) + " is not an address of this machine";
         case EACCES:
             return "this user may not listen on that port; ports below 1024 need more rights";

@@ -166,7 +166,7 @@ PropertyRequest read_properties(const XmlElement& request) {
 
 XmlElement find_request(const XmlElement& root) {
     if (root.get_name() != "Envelope" || root.get_namespace() != xmlda::namespaces::SOAP) {
-        refuse("this is no envelope of SOAP 1.1");
+        refuse("the request is not a SOAP 1.1 envelope");
     }
     const auto body = root.find_child("Body");
     if (!body) {

@@ -3,10 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -79,56 +75,6 @@ TEST_F(Plant, IsWatched) {
         run({"watch", "/boiler/temperature", "--interval", "50ms", "--count", "3"}).output;
 
     EXPECT_THAT(output, ContainsRegex("^(2[^ ]*Z  /boiler/temperature  1[0-9.]*\n){3}$"));
-}
-
-/// A command of the documentation, and what it prints there.
-struct Example {
-    std::string command;
-    std::string output;
-};
-
-/// The commands behind "$ " in the console blocks of a page.
-std::vector<Example> read_examples(const std::string& file) {
-    std::vector<Example> examples;
-    std::ifstream stream(file);
-    bool is_console = false;
-    for (std::string line; std::getline(stream, line);) {
-        if (line.starts_with("```")) {
-            is_console = line == "```console";
-        } else if (is_console && line.starts_with("$ ")) {
-            examples.push_back({line.substr(2), ""});
-        } else if (is_console && !examples.empty()) {
-            examples.back().output += line + '\n';
-        }
-    }
-    return examples;
-}
-
-/// The text with times and numbers masked, and with single blanks: they depend on the moment.
-std::string mask(const std::string& text) {
-    const std::string without_times =
-        std::regex_replace(text, std::regex("2[0-9]{3}-[0-9T:.-]{15,}Z"), "(time)");
-    const std::string without_numbers =
-        std::regex_replace(without_times, std::regex("-?[0-9]+([.][0-9]+)?"), "(number)");
-    return std::regex_replace(without_numbers, std::regex(" +"), " ");
-}
-
-TEST_F(Plant, DocumentedCommandsPrintWhatTheDocumentationSays) {
-    const std::string folder = std::filesystem::path(XMLDA_PROGRAM).parent_path();
-    const std::string documented_url = "http://127.0.0.1:8080";
-    const std::vector<Example> examples = read_examples(XMLDA_DOCUMENTATION);
-    for (const Example& example : examples) {
-        std::string command = example.command;
-        if (const std::size_t begin = command.find(documented_url); begin != std::string::npos) {
-            command.replace(begin, documented_url.size(), url_);
-        }
-        const std::string path = folder + ':' + std::getenv("PATH");
-        const Outcome outcome = ChildProcess({"/bin/bash", "-c", "exec 2>&1; " + command},
-                                             ChildProcess::Place::PIPES, {{"PATH", path}})
-                                    .wait();
-        EXPECT_EQ(mask(outcome.output), mask(example.output)) << command;
-    }
-    EXPECT_GT(examples.size(), 15U);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ Plant::Plant(const std::vector<std::string>& arguments) : process_(create_plant_
         throw std::runtime_error("the plant does not listen, it says '" + line + "'");
     }
     url_ = line.substr(start.size());
+    example_ = process_.read_line().value_or("");
     port_ = static_cast<unsigned short>(std::stoul(url_.substr(url_.rfind(':') + 1)));
 }
 

@@ -8,7 +8,7 @@
 
 namespace kx::information_model::opc::testing {
 
-/// The example plant, running as a process of its own on a port of the system's choice.
+/// The simulated plant, running as a process of its own on a port of the system's choice.
 class Plant {
 public:
     /// Waits until the plant listens.
@@ -17,6 +17,8 @@ public:
     /// The URL that it printed.
     const std::string& get_url() const { return url_; }
     unsigned short get_port() const { return port_; }
+    /// The line that it printed next: what to try.
+    const std::string& get_example() const { return example_; }
     ChildProcess& get_process() { return process_; }
 
     /// Posts `request` inside a SOAP envelope whose default namespace is that of OPC XML-DA.
@@ -25,6 +27,7 @@ public:
 private:
     ChildProcess process_;
     std::string url_;
+    std::string example_;
     unsigned short port_ = 0;
 };
 

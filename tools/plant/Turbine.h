@@ -27,20 +27,20 @@ private:
     void advance_counters(std::chrono::duration<double> step, float pressure);
 
     kx::information_model::Domain& domain_;
-    kx::information_model::Variable& state_;
-    kx::information_model::Variable& last_states_;
-    kx::information_model::Variable& vibration_;
-    kx::information_model::Variable& bearing_vibrations_;
-    kx::information_model::Variable& axial_position_;
-    kx::information_model::Variable& bearing_positions_;
+    kx::information_model::TypedVariable<TURBINE_STATE> state_;
+    kx::information_model::TypedVariable<std::vector<kx::information_model::SymbolInfo>> last_states_;
+    kx::information_model::TypedVariable<short> vibration_;
+    kx::information_model::TypedVariable<std::vector<short>> bearing_vibrations_;
+    kx::information_model::TypedVariable<int> axial_position_;
+    kx::information_model::TypedVariable<std::vector<int>> bearing_positions_;
 
     kx::information_model::Domain& counters_;
-    kx::information_model::Variable& starts_;
-    kx::information_model::Variable& alarms_by_class_;
-    kx::information_model::Variable& revolutions_;
-    kx::information_model::Variable& pulses_;
-    kx::information_model::Variable& net_energy_;
-    kx::information_model::Variable& phase_energies_;
+    kx::information_model::TypedVariable<unsigned int> starts_;
+    kx::information_model::TypedVariable<std::vector<unsigned int>> alarms_by_class_;
+    kx::information_model::TypedVariable<unsigned long> revolutions_;
+    kx::information_model::TypedVariable<std::vector<unsigned long>> pulses_;
+    kx::information_model::TypedVariable<long> net_energy_;
+    kx::information_model::TypedVariable<std::vector<long>> phase_energies_;
 };
 
 }  // namespace plant

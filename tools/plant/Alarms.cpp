@@ -46,34 +46,32 @@ struct Alarms::Alarm {
 
 Alarms::Alarms(Domain& root)
     : domain_(add_alarms(root)),
-      text_(domain_.add_variable("text", Value("no alarm"),
-                                 {.description = "The active alarm",
-                                  .writable = false,
-                                  .history_kind = symbol_list::HISTORY_KIND::HISTORY_AVAILABLE})),
-      latest_texts_(domain_.add_variable("latest_texts", Value(std::vector<std::string>{"commissioned"}),
-                                         {.description = "The latest five alarms, newest first"})),
-      raised_at_(domain_.add_variable("raised_at", Value(COMMISSIONED),
-                                      {.description = "When the active alarm came or the last one went"})),
-      latest_times_(domain_.add_variable("latest_times", Value(std::vector<TimePoint>{COMMISSIONED}),
-                                         {.description = "When the latest five came"})),
-      source_(domain_.add_variable("source", Value(Path("/")),
-                                   {.description = "The item that the alarm is about"})),
-      document_(domain_.add_variable("document", Value(get_document("overview")),
-                                     {.description = "Where to read what to do"})),
-      horn_(domain_.add_variable(
-          "horn", Value(false),
+      text_(domain_.add<std::string>("text", "no alarm",
+                                     {.description = "The active alarm",
+                                      .writable = false,
+                                      .history_kind = symbol_list::HISTORY_KIND::HISTORY_AVAILABLE})),
+      latest_texts_(domain_.add<std::vector<std::string>>(
+          "latest_texts", {"commissioned"}, {.description = "The latest five alarms, newest first"})),
+      raised_at_(domain_.add<TimePoint>("raised_at", COMMISSIONED,
+                                        {.description = "When the active alarm came or the last one went"})),
+      latest_times_(domain_.add<std::vector<TimePoint>>("latest_times", {COMMISSIONED},
+                                                        {.description = "When the latest five came"})),
+      source_(domain_.add<Path>("source", Path("/"), {.description = "The item that the alarm is about"})),
+      document_(domain_.add<AbsolutePath>("document", get_document("overview"),
+                                          {.description = "Where to read what to do"})),
+      horn_(domain_.add<bool>(
+          "horn", false,
           {.description = "Sounds from each alarm until it is switched off", .writable = true})) {
-    domain_.add_variable("watched", Value(std::vector<Path>{Path("/boiler/level"), Path("/turbine/state")}),
-                         {.description = "The items that raise alarms", .writable = true});
-    domain_.add_variable("documents",
-                         Value(std::vector<AbsolutePath>{get_document("overview"), get_document("level"),
-                                                         get_document("trip")}),
-                         {.description = "All there is to read"});
+    domain_.add<std::vector<Path>>("watched", {Path("/boiler/level"), Path("/turbine/state")},
+                                   {.description = "The items that raise alarms", .writable = true});
+    domain_.add<std::vector<AbsolutePath>>(
+        "documents", {get_document("overview"), get_document("level"), get_document("trip")},
+        {.description = "All there is to read"});
 }
 
 void Alarms::advance(double drum_level, TURBINE_STATE turbine_state) {
     const Alarm alarm = find_alarm(drum_level, turbine_state);
-    if (alarm.text != get_content<std::string>(text_)) {
+    if (alarm.text != text_.get()) {
         raise(alarm);
     }
 }
@@ -99,8 +97,8 @@ void Alarms::raise(const Alarm& alarm) {
     refresh(document_, get_document(alarm.document));
     if (alarm.text != "no alarm") {
         refresh(horn_, true);
-        refresh(latest_texts_, remember(get_content<std::vector<std::string>>(latest_texts_), alarm.text));
-        refresh(latest_times_, remember(get_content<std::vector<TimePoint>>(latest_times_), now));
+        refresh(latest_texts_, remember(latest_texts_.get(), alarm.text));
+        refresh(latest_times_, remember(latest_times_.get(), now));
     }
 }
 

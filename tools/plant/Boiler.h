@@ -29,15 +29,15 @@ private:
     double get_goal() const;
 
     kx::information_model::Domain& domain_;
-    kx::information_model::Variable& mode_;
-    kx::information_model::Variable& burner_on_;
-    kx::information_model::Variable& flame_detectors_;
-    kx::information_model::Variable& temperature_;
-    kx::information_model::Variable& temperature_setpoint_;
-    kx::information_model::Variable& zone_temperatures_;
-    kx::information_model::Variable& pressure_;
-    kx::information_model::Variable& steam_pressures_;
-    kx::information_model::Variable& level_;
+    kx::information_model::TypedVariable<OPERATING_MODE> mode_;
+    kx::information_model::TypedVariable<bool> burner_on_;
+    kx::information_model::TypedVariable<std::vector<bool>> flame_detectors_;
+    kx::information_model::TypedVariable<double> temperature_;
+    kx::information_model::TypedVariable<double> temperature_setpoint_;
+    kx::information_model::TypedVariable<std::vector<double>> zone_temperatures_;
+    kx::information_model::TypedVariable<float> pressure_;
+    kx::information_model::TypedVariable<std::vector<float>> steam_pressures_;
+    kx::information_model::TypedVariable<double> level_;
 };
 
 }  // namespace plant

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace plant {
 
@@ -14,7 +14,12 @@ struct Arguments {
     std::string private_key_file;
     unsigned int bulk_variables = 0;
     int threads = 16;  ///< worker threads that answer requests
-    bool help = false;
+};
+
+/// What to do: serve, or print a text and end.
+struct CommandLine {
+    Arguments arguments;
+    std::optional<std::string> text;  ///< help or version
 };
 
 /// The command line is wrong. `what()` says in one line where.
@@ -23,14 +28,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Reads the arguments that follow the program's name. Each option takes its value from the next argument,
-/// or from the same one behind "="; of an option given twice the last counts. Both files are opened once,
-/// to find out now whether they can be read.
+/// Reads the arguments of the program. Each option takes its value from the next argument, or from the same
+/// one behind "="; of an option given twice the last counts. Both files are opened once, to find out now
+/// whether they can be read.
 /// @throws ArgumentError  for an unknown argument, a missing value, a malformed number or one out of range,
 ///                        a file that cannot be read, and one of the two files without the other
-Arguments parse_arguments(const std::vector<std::string>& texts);
-
-/// The text that "--help" prints, with its final line break.
-std::string get_help();
+CommandLine parse_command_line(int argc, const char* const* argv);
 
 }  // namespace plant

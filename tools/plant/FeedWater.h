@@ -27,12 +27,12 @@ private:
     unsigned char choose_setpoint(OPERATING_MODE mode, double drum_level) const;
 
     kx::information_model::Domain& domain_;
-    kx::information_model::Variable& valve_position_;
-    kx::information_model::Variable& valve_setpoint_;
-    kx::information_model::Variable& branch_positions_;
-    kx::information_model::Variable& trim_;
-    kx::information_model::Variable& pump_speed_;
-    kx::information_model::Variable& pump_speeds_;
+    kx::information_model::TypedVariable<unsigned char> valve_position_;
+    kx::information_model::TypedVariable<unsigned char> valve_setpoint_;
+    kx::information_model::TypedVariable<std::vector<unsigned char>> branch_positions_;
+    kx::information_model::TypedVariable<signed char> trim_;
+    kx::information_model::TypedVariable<unsigned short> pump_speed_;
+    kx::information_model::TypedVariable<std::vector<unsigned short>> pump_speeds_;
 };
 
 }  // namespace plant

@@ -43,47 +43,45 @@ std::vector<SymbolInfo> get_first_states() {
 
 Turbine::Turbine(Domain& root)
     : domain_(add_turbine(root)),
-      state_(domain_.add_variable("state", Value(SymbolInfo(TURBINE_STATE::ON_LINE)),
-                                  {.description = "The controller's state",
-                                   .writable = false,
-                                   .history_kind = HISTORY_KIND::HISTORY_AVAILABLE})),
-      last_states_(domain_.add_variable("last_states", Value(get_first_states()),
-                                        {.description = "The latest three states, newest first"})),
-      vibration_(domain_.add_variable(
-          "vibration", Value(static_cast<short>(25)),
+      state_(domain_.add<TURBINE_STATE>("state", TURBINE_STATE::ON_LINE,
+                                        {.description = "The controller's state",
+                                         .writable = false,
+                                         .history_kind = HISTORY_KIND::HISTORY_AVAILABLE})),
+      last_states_(domain_.add<std::vector<SymbolInfo>>(
+          "last_states", get_first_states(), {.description = "The latest three states, newest first"})),
+      vibration_(domain_.add<short>(
+          "vibration", short{25},
           {.description = "Shaft vibration",
            .engineering_unit = "um",
            .range = {.lower = Value(static_cast<short>(-250)), .upper = Value(static_cast<short>(250))},
            .delta = Value(static_cast<short>(5))})),
-      bearing_vibrations_(
-          domain_.add_variable("bearing_vibrations", Value(std::vector<short>{25, -25}),
-                               {.description = "At both bearings", .engineering_unit = "um"})),
-      axial_position_(domain_.add_variable("axial_position", Value(-120),
-                                           {.description = "Of the rotor",
-                                            .engineering_unit = "um",
-                                            .range = {.lower = Value(-1000), .upper = Value(1000)},
-                                            .delta = Value(10),
-                                            .history_kind = HISTORY_KIND::HISTORY_SUGGESTED})),
-      bearing_positions_(domain_.add_variable("bearing_positions", Value(std::vector<int>{-120, 118}),
-                                              {.description = "At both bearings", .engineering_unit = "um"})),
+      bearing_vibrations_(domain_.add<std::vector<short>>(
+          "bearing_vibrations", {25, -25}, {.description = "At both bearings", .engineering_unit = "um"})),
+      axial_position_(domain_.add<int>("axial_position", -120,
+                                       {.description = "Of the rotor",
+                                        .engineering_unit = "um",
+                                        .range = {.lower = Value(-1000), .upper = Value(1000)},
+                                        .delta = Value(10),
+                                        .history_kind = HISTORY_KIND::HISTORY_SUGGESTED})),
+      bearing_positions_(domain_.add<std::vector<int>>(
+          "bearing_positions", {-120, 118}, {.description = "At both bearings", .engineering_unit = "um"})),
       counters_(domain_.add_domain("counters", {.description = "What is counted, without reset",
                                                 .pattern_type = pattern_type::FUNCTION})),
-      starts_(counters_.add_variable(
-          "starts", Value(17U), {.description = "Starts of the turbine", .range = {.lower = Value(0U)}})),
-      alarms_by_class_(counters_.add_variable("alarms_by_class", Value(std::vector<unsigned int>{0, 4, 31}),
-                                              {.description = "Severe ones first"})),
-      revolutions_(counters_.add_variable("revolutions", Value(9'007'199'254'740'993UL),
-                                          {.description = "Revolutions of the shaft"})),
-      pulses_(counters_.add_variable("pulses",
-                                     Value(std::vector<unsigned long>{18'446'744'073'000'000'000UL, 0UL}),
-                                     {.description = "Pulses of both encoders"})),
-      net_energy_(counters_.add_variable("net_energy", Value(-3'600'000L),
-                                         {.description = "Energy delivered, less what was drawn",
-                                          .engineering_unit = "J",
-                                          .delta = Value(1'000'000L)})),
-      phase_energies_(counters_.add_variable("phase_energies", Value(std::vector<long>{0L, 0L, -3'600'000L}),
-                                             {.description = "The same by phase", .engineering_unit = "J"})) {
-}
+      starts_(counters_.add<unsigned int>(
+          "starts", 17U, {.description = "Starts of the turbine", .range = {.lower = Value(0U)}})),
+      alarms_by_class_(counters_.add<std::vector<unsigned int>>("alarms_by_class", {0, 4, 31},
+                                                                {.description = "Severe ones first"})),
+      revolutions_(counters_.add<unsigned long>("revolutions", 9'007'199'254'740'993UL,
+                                                {.description = "Revolutions of the shaft"})),
+      pulses_(counters_.add<std::vector<unsigned long>>("pulses", {18'446'744'073'000'000'000UL, 0UL},
+                                                        {.description = "Pulses of both encoders"})),
+      net_energy_(counters_.add<long>("net_energy", -3'600'000L,
+                                      {.description = "Energy delivered, less what was drawn",
+                                       .engineering_unit = "J",
+                                       .delta = Value(1'000'000L)})),
+      phase_energies_(
+          counters_.add<std::vector<long>>("phase_energies", {0L, 0L, -3'600'000L},
+                                           {.description = "The same by phase", .engineering_unit = "J"})) {}
 
 void Turbine::advance(std::chrono::duration<double> elapsed, std::chrono::duration<double> step,
                       float pressure) {
@@ -93,20 +91,20 @@ void Turbine::advance(std::chrono::duration<double> elapsed, std::chrono::durati
 }
 
 TURBINE_STATE Turbine::get_state() const {
-    return static_cast<TURBINE_STATE>(get_content<SymbolInfo>(state_).get_value());
+    return state_.get();
 }
 
 void Turbine::enter_state(TURBINE_STATE state) {
     if (state == get_state()) {
         return;
     }
-    auto states = get_content<std::vector<SymbolInfo>>(last_states_);
+    auto states = last_states_.get();
     states.pop_back();
     states.insert(states.begin(), SymbolInfo(state));
-    refresh(state_, SymbolInfo(state));
+    refresh(state_, state);
     refresh(last_states_, std::move(states));
     if (state == TURBINE_STATE::RUN_UP) {
-        refresh(starts_, get_content<unsigned int>(starts_) + 1U);
+        refresh(starts_, starts_.get() + 1U);
     }
 }
 
@@ -126,18 +124,18 @@ void Turbine::advance_counters(std::chrono::duration<double> step, float pressur
     }
     const auto turns = static_cast<unsigned long>(REVOLUTIONS_PER_SECOND * step.count());
     const auto energy = static_cast<long>((pressure * WATTS_PER_BAR - OWN_CONSUMPTION) * step.count());
-    auto pulses = get_content<std::vector<unsigned long>>(pulses_);
+    auto pulses = pulses_.get();
     for (unsigned long& count : pulses) {
         count += turns * 60UL;
     }
-    auto energies = get_content<std::vector<long>>(phase_energies_);
+    auto energies = phase_energies_.get();
     for (long& phase : energies) {
         phase += energy / 3L;
     }
 
-    refresh(revolutions_, get_content<unsigned long>(revolutions_) + turns);
+    refresh(revolutions_, revolutions_.get() + turns);
     refresh(pulses_, std::move(pulses));
-    refresh(net_energy_, get_content<long>(net_energy_) + energy);
+    refresh(net_energy_, net_energy_.get() + energy);
     refresh(phase_energies_, std::move(energies));
 }
 

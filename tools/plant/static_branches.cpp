@@ -17,11 +17,11 @@ void add_instrument(Domain& instruments, const std::string& name, double reading
         name, {.description = "Resistance thermometer",
                .identity = Identity("PT100-" + std::string(name.substr(name.size() - 1))),
                .pattern_type = pattern_type::DEVICE});
-    instrument.add_variable("reading", Value(reading),
-                            {.engineering_unit = "degC",
-                             .range = {.lower = Value(-200.0), .upper = Value(850.0)},
-                             .fractional_digits = 2,
-                             .quality = quality});
+    instrument.add<double>("reading", reading,
+                           {.engineering_unit = "degC",
+                            .range = {.lower = Value(-200.0), .upper = Value(850.0)},
+                            .fractional_digits = 2,
+                            .quality = quality});
 }
 
 }  // namespace
@@ -29,21 +29,20 @@ void add_instrument(Domain& instruments, const std::string& name, double reading
 void add_maintenance(Domain& root) {
     Domain& maintenance = root.add_domain(
         "maintenance", {.description = "Planned work", .pattern_type = pattern_type::PREVENTIVE_MAINTENANCE});
-    maintenance.add_variable("interval", Value(Duration(2160h)),
-                             {.description = "Time between two inspections", .writable = true});
-    maintenance.add_variable("reminders",
-                             Value(std::vector<Duration>{Duration(168h), Duration(24h), Duration(90min)}),
-                             {.description = "How long before an inspection to remind", .writable = true});
-    maintenance.add_variable("last_inspection", Value(TimePoint(sys_days(2026y / 9 / 14) + 6h + 30min)),
-                             {.description = "When it was", .writable = true});
-    maintenance.add_variable(
-        "planned_inspections",
-        Value(std::vector<TimePoint>{sys_days(2026y / 12 / 14) + 6h, sys_days(2027y / 3 / 15) + 6h}),
-        {.description = "When they will be", .writable = true});
-    maintenance.add_variable("note", Value("Gasket of the drum manhole: check for leaks < 5 ml/min."),
-                             {.description = "From shift to shift", .writable = true});
-    maintenance.add_variable("contacts", Value(std::vector<std::string>{"control room", "boiler house"}),
-                             {.description = "Whom to tell", .writable = true});
+    maintenance.add<Duration>("interval", Duration(2160h),
+                              {.description = "Time between two inspections", .writable = true});
+    maintenance.add<std::vector<Duration>>(
+        "reminders", {Duration(168h), Duration(24h), Duration(90min)},
+        {.description = "How long before an inspection to remind", .writable = true});
+    maintenance.add<TimePoint>("last_inspection", TimePoint(sys_days(2026y / 9 / 14) + 6h + 30min),
+                               {.description = "When it was", .writable = true});
+    maintenance.add<std::vector<TimePoint>>("planned_inspections",
+                                            {sys_days(2026y / 12 / 14) + 6h, sys_days(2027y / 3 / 15) + 6h},
+                                            {.description = "When they will be", .writable = true});
+    maintenance.add<std::string>("note", "Gasket of the drum manhole: check for leaks < 5 ml/min.",
+                                 {.description = "From shift to shift", .writable = true});
+    maintenance.add<std::vector<std::string>>("contacts", {"control room", "boiler house"},
+                                              {.description = "Whom to tell", .writable = true});
 }
 
 void add_instruments(Domain& root) {
@@ -65,7 +64,7 @@ void add_bulk(Domain& root, unsigned int count) {
         if (i % BULK_VARIABLES_PER_DOMAIN == 0) {
             group = &bulk->add_domain(std::to_string(i / BULK_VARIABLES_PER_DOMAIN));
         }
-        group->add_variable(std::string("v").append(std::to_string(i)), Value(static_cast<double>(i)));
+        group->add<double>(std::string("v").append(std::to_string(i)), i);
     }
 }
 

@@ -47,6 +47,12 @@ std::string get_url(const opc::Server& server) {
            ':' + std::to_string(server.get_port());
 }
 
+/// A command that shows the tree with its values.
+std::string create_example(const std::string& url, const plant::Arguments& arguments) {
+    const std::string trust = arguments.certificate_file.empty() ? "" : " --ca " + arguments.certificate_file;
+    return "xmlda browse " + url + " --recursive --values" + trust;
+}
+
 std::unique_ptr<opc::Server> create_server(const plant::Arguments& arguments,
                                            const std::shared_ptr<InformationModel>& model) {
     opc::add_worker_threads(arguments.threads - plant::Arguments().threads);
@@ -65,6 +71,7 @@ int run(const plant::Arguments& arguments) {
     auto simulation = std::make_unique<plant::Simulation>(plant);
     server->start();
     plant::print_line("listening on " + get_url(*server));
+    plant::print_line("to try: " + create_example(get_url(*server), arguments));
 
     int signal_number = 0;
     sigwait(&stop_signals, &signal_number);
@@ -80,12 +87,12 @@ int run(const plant::Arguments& arguments) {
 
 int main(int argc, char** argv) {
     try {
-        const plant::Arguments arguments = plant::parse_arguments({argv + 1, argv + argc});
-        if (arguments.help) {
-            std::cout << plant::get_help() << std::flush;
+        const plant::CommandLine command_line = plant::parse_command_line(argc, argv);
+        if (command_line.text) {
+            std::cout << *command_line.text << std::flush;
             return EXIT_SUCCESS;
         }
-        return run(arguments);
+        return run(command_line.arguments);
     } catch (const plant::ArgumentError& error) {
         return fail(error.what(), WRONG_ARGUMENTS);
     } catch (const std::exception& error) {

@@ -24,13 +24,13 @@ private:
     void raise(const Alarm& alarm);
 
     kx::information_model::Domain& domain_;
-    kx::information_model::Variable& text_;
-    kx::information_model::Variable& latest_texts_;
-    kx::information_model::Variable& raised_at_;
-    kx::information_model::Variable& latest_times_;
-    kx::information_model::Variable& source_;
-    kx::information_model::Variable& document_;
-    kx::information_model::Variable& horn_;
+    kx::information_model::TypedVariable<std::string> text_;
+    kx::information_model::TypedVariable<std::vector<std::string>> latest_texts_;
+    kx::information_model::TypedVariable<kx::information_model::TimePoint> raised_at_;
+    kx::information_model::TypedVariable<std::vector<kx::information_model::TimePoint>> latest_times_;
+    kx::information_model::TypedVariable<kx::information_model::Path> source_;
+    kx::information_model::TypedVariable<kx::information_model::AbsolutePath> document_;
+    kx::information_model::TypedVariable<bool> horn_;
 };
 
 }  // namespace plant

@@ -33,6 +33,7 @@ test_packages=(
   libbenchmark-dev:/usr/include/benchmark/benchmark.h
   libgmock-dev:/usr/include/gmock/gmock.h
   libgtest-dev:/usr/include/gtest/gtest.h
+  libsqlite3-dev:/usr/include/sqlite3.h
   openssl:openssl
   pkgconf:pkg-config
   python3:python3

@@ -1,14 +1,13 @@
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
 
-#include <chrono>
 #include <csignal>
 #include <iostream>
 #include <mutex>
 
-int main() try {
-    using namespace kx::information_model;
+using namespace kx::information_model;
 
+int main() try {
     // Blocked before the server starts its threads: they inherit it, and the loop below takes the signals.
     sigset_t stop_signals;
     sigemptyset(&stop_signals);
@@ -18,25 +17,23 @@ int main() try {
 
     auto model = std::make_shared<InformationModel>("plant");
     Domain& boiler = model->get_root().add_domain("boiler", {.description = "Steam boiler 1"});
-    Variable& temperature = boiler.add_variable("temperature", Value(21.5),
-                                                {.description = "Drum temperature",
-                                                 .writable = true,
-                                                 .engineering_unit = "degC",
-                                                 .range = {.lower = Value(0.0), .upper = Value(400.0)}});
+    auto temperature = boiler.add<double>("temperature", 21.5,
+                                          {.description = "Drum temperature",
+                                           .writable = true,
+                                           .engineering_unit = "degC",
+                                           .range = {.lower = Value(0.0), .upper = Value(400.0)}});
 
     opc::Server server("127.0.0.1", 8080, model);
-    server.start();
-    std::cout << "listening on http://127.0.0.1:" << server.get_port() << std::endl;
+    std::cout << "listening on http://127.0.0.1:" << server.start() << std::endl;
 
     const timespec one_second{1, 0};
     while (sigtimedwait(&stop_signals, nullptr, &one_second) < 0) {
         std::unique_lock lock(model->get_information_tree());
-        const double celsius = std::get<double>(temperature.get_value());
-        temperature = Value(celsius < 400.0 ? celsius + 0.1 : 21.5);
+        temperature = temperature.get() < 400.0 ? temperature.get() + 0.1 : 21.5;
     }
     server.stop(std::chrono::seconds(1));
     return 0;
 } catch (const std::exception& error) {
-    std::cerr << "cannot serve: " << kx::information_model::opc::describe(error) << '\n';
+    std::cerr << "cannot serve: " << opc::describe(error) << '\n';
     return 1;
 }

@@ -2,6 +2,7 @@
 // page says.
 
 #include <information_model/InformationModel.h>
+#include <information_model/guards.h>
 #include <opc/Server.h>
 
 #include <gtest/gtest.h>
@@ -33,8 +34,12 @@ struct kx::information_model::symbol_list::SymbolList<Mode> {
 namespace kx::information_model {
 namespace {
 
-Variable& get_variable(InformationModel& model, const char* path) {
-    return dynamic_cast<Variable&>(model.get_root().get_item(Path(path), false));
+TypedVariable<double> get_double(InformationModel& model, const char* path) {
+    return model.get_root().find<double>(path).value();
+}
+
+Domain& get_boiler(InformationModel& model) {
+    return dynamic_cast<Domain&>(model.get_root().get_item(Path("/boiler"), false));
 }
 
 std::shared_ptr<InformationModel> create_boiler() {
@@ -42,15 +47,15 @@ std::shared_ptr<InformationModel> create_boiler() {
     Domain& boiler = model->get_root().add_domain("boiler", {.description = "Steam boiler 1",
                                                              .identity = Identity("B-001"),
                                                              .pattern_type = pattern_type::DEVICE});
-    Variable& temperature = boiler.add_variable("temperature", Value(21.5),
-                                                {.description = "Drum temperature",
-                                                 .writable = true,
-                                                 .engineering_unit = "degC",
-                                                 .range = {.lower = Value(0.0), .upper = Value(400.0)},
-                                                 .delta = Value(0.5),
-                                                 .fractional_digits = 1});
-    EXPECT_EQ(temperature.get_path().as_string(), "/boiler/temperature");
-    boiler.add_variable("pressure", Value(1.0));
+    auto temperature = boiler.add<double>("temperature", 21.5,
+                                          {.description = "Drum temperature",
+                                           .writable = true,
+                                           .engineering_unit = "degC",
+                                           .range = {.lower = Value(0.0), .upper = Value(400.0)},
+                                           .delta = Value(0.5),
+                                           .fractional_digits = 1});
+    EXPECT_EQ(temperature.get_variable().get_path().as_string(), "/boiler/temperature");
+    boiler.add<double>("pressure", 1.0);
     return model;
 }
 
@@ -65,44 +70,72 @@ double read_pressure() {
 TEST(HostGuide, FindsAnItemByItsPath) {
     const auto model = create_boiler();
 
-    if (Variable* variable = model->get_root().find_variable("/boiler/temperature")) {
-        *variable = Value(22.0);
+    if (auto found = model->get_root().find<double>("/boiler/temperature")) {
+        *found = 22.0;
     }
 
-    EXPECT_EQ(get_variable(*model, "boiler/temperature").get_value(), Value(22.0));
+    EXPECT_EQ(get_double(*model, "boiler/temperature").get(), 22.0);
+    EXPECT_FALSE(model->get_root().find<int>("/boiler/temperature"));
     EXPECT_EQ(model->get_root().find_item("/nothing"), nullptr);
     EXPECT_THROW(model->get_root().find_item("boiler//temperature"), InvalidPathException);
     EXPECT_THROW(model->get_root().get_item(Path("/nothing"), false), PathNotFoundException);
 }
 
-TEST(HostGuide, GetsAnEnumeratorBack) {
-    const Value value{SymbolInfo(Mode::MANUAL)};
+TEST(HostGuide, HasVariablesOfAnEnumeration) {
+    const auto model = create_boiler();
+    Domain& boiler = get_boiler(*model);
 
-    const Mode mode = static_cast<Mode>(std::get<SymbolInfo>(value).get_value());
+    auto mode = boiler.add<Mode>("mode", Mode::MANUAL);
+    mode = Mode::AUTOMATIC;
 
-    EXPECT_EQ(mode, Mode::MANUAL);
+    EXPECT_EQ(mode.get(), Mode::AUTOMATIC);
+    EXPECT_NE(mode.get_variable().get_value(), Value(SymbolInfo(Mode::MANUAL)));
 }
 
 TEST(HostGuide, WritesValueAndQuality) {
     const auto model = create_boiler();
-    Variable& temperature = get_variable(*model, "/boiler/temperature");
+    const auto temperature = get_double(*model, "/boiler/temperature");
+    const TimePoint sampled_at = std::chrono::system_clock::now() - std::chrono::seconds(5);
 
-    temperature = Value(22.0);
-    temperature.set_quality(symbol_list::QUALITY::BAD_SENSOR_FAILURE);
+    temperature = 22;
+    const double celsius = temperature.get();
+    temperature.update({.value = 22.5, .quality = symbol_list::QUALITY::GOOD, .timestamp = sampled_at});
 
-    EXPECT_EQ(temperature.get_value(), Value(22.0));
-    EXPECT_EQ(temperature.get_quality(), SymbolInfo(symbol_list::QUALITY::BAD_SENSOR_FAILURE));
-    EXPECT_THROW(temperature = Value(22), BadValueTypeException);
+    EXPECT_EQ(celsius, 22.0);
+    EXPECT_EQ(temperature.get(), 22.5);
+    EXPECT_EQ(temperature.get_variable().get_timestamp(), sampled_at);
+    temperature.get_variable().set_quality(symbol_list::QUALITY::BAD_SENSOR_FAILURE);
+    EXPECT_EQ(temperature.get_variable().get_quality(), SymbolInfo(symbol_list::QUALITY::BAD_SENSOR_FAILURE));
+    EXPECT_THROW(temperature.get_variable() = Value(22), BadValueTypeException);
+}
+
+TEST(HostGuide, GuardsWhatClientsWrite) {
+    const auto model = create_boiler();
+    Domain& boiler = get_boiler(*model);
+
+    auto setpoint = boiler.add<double>(
+        "setpoint", 180.0,
+        {.writable = true, .range = {.lower = Value(0.0), .upper = Value(350.0)}, .accept = clamp_to_range});
+
+    Value written(5000.0);
+    EXPECT_TRUE(setpoint.get_variable().apply_guard(written));
+    EXPECT_EQ(written, Value(350.0));
+
+    setpoint.get_variable().set_guard(
+        [](const Variable&, Value& value) { return std::get<double>(value) >= 20.0; });
+
+    written = Value(19.0);
+    EXPECT_FALSE(setpoint.get_variable().apply_guard(written));
 }
 
 TEST(HostGuide, ReadsUnderTheSharedLock) {
     const auto model = create_boiler();
-    Variable& temperature = get_variable(*model, "/boiler/temperature");
+    const auto temperature = get_double(*model, "/boiler/temperature");
 
     double now = 0.0;
     {
         std::shared_lock lock(std::as_const(*model).get_information_tree());  // to read
-        now = std::get<double>(temperature.get_value());
+        now = temperature.get();
     }
 
     EXPECT_EQ(now, 21.5);
@@ -110,35 +143,35 @@ TEST(HostGuide, ReadsUnderTheSharedLock) {
 
 TEST(HostGuide, UpdatesSeveralVariablesTogether) {
     const auto model = create_boiler();
-    Variable& temperature = get_variable(*model, "/boiler/temperature");
-    Variable& pressure = get_variable(*model, "/boiler/pressure");
+    const auto temperature = get_double(*model, "/boiler/temperature");
+    const auto pressure = get_double(*model, "/boiler/pressure");
 
     const double measured_temperature = read_temperature();  // slow: before the lock
     const double measured_pressure = read_pressure();
     {
         std::unique_lock lock(model->get_information_tree());
-        temperature = Value(measured_temperature);
-        pressure = Value(measured_pressure);
+        temperature = measured_temperature;
+        pressure = measured_pressure;
     }
 
-    EXPECT_EQ(temperature.get_value(), Value(180.0));
-    EXPECT_EQ(pressure.get_value(), Value(9.5));
+    EXPECT_EQ(temperature.get(), 180.0);
+    EXPECT_EQ(pressure.get(), 9.5);
 }
 
 TEST(HostGuide, ObservesChanges) {
     const auto model = create_boiler();
-    Variable& temperature = get_variable(*model, "/boiler/temperature");
+    Domain& boiler = get_boiler(*model);
+    const auto temperature = get_double(*model, "/boiler/temperature");
     ::testing::internal::CaptureStdout();
 
-    Registration watching = temperature.on_change([](const Path& path, const Value& value) {
-        std::cout << path << " is now " << std::get<double>(value) << '\n';
-    });
+    Registration watching = boiler.on_change(
+        [](const Path& path, const Value& value) { std::cout << path << " is now " << value << '\n'; });
 
-    temperature = Value(22.5);
-    temperature = Value(22.5);
-    temperature.set_value(Value(22.0), CALLBACK_RESTRAIN::NO_CALLBACKS, true);
+    temperature = 22.5;
+    temperature = 22.5;
+    temperature.get_variable().set_value(Value(22.0), CALLBACK_RESTRAIN::NO_CALLBACKS, true);
     watching.end();
-    temperature = Value(23.5);
+    temperature = 23.5;
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "/boiler/temperature is now 22.5\n");
 }
 

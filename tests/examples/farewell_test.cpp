@@ -13,16 +13,18 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
-/// The examples end within two seconds of SIGTERM, whatever their clients do. On a busy machine that takes
-/// longer; if they did nothing for it, these clients would hold them for a minute, or centuries.
+/// The examples end within two seconds of SIGTERM, whatever their clients do. If they did nothing for it,
+/// these clients would hold them for a minute, or centuries.
 namespace kx::information_model::opc::testing {
 namespace {
 
 using std::chrono::steady_clock;
 
-const std::chrono::seconds LONGEST_FAREWELL(20);
+const std::chrono::seconds LONGEST_FAREWELL(2);
+const int TRIES = 10;
 
 /// The plant answers "100 Continue" when a worker waits for the body.
 const std::string HEAD = "POST / HTTP/1.1\r\nExpect: 100-continue\r\n";
@@ -73,13 +75,28 @@ HttpClient let(HttpClient client, const Client& what) {
     return client;
 }
 
-void expect_end_in_time(Plant& plant) {
-    plant.get_process().send_signal(SIGTERM);
+/// Ends a program in an orderly way, and returns how long that took.
+steady_clock::duration end(ChildProcess& program) {
+    program.send_signal(SIGTERM);
     const auto start = steady_clock::now();
-    const Outcome outcome = plant.get_process().wait();
-    EXPECT_LT(steady_clock::now() - start, LONGEST_FAREWELL);
+    const Outcome outcome = program.wait();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.errors, "");
+    return steady_clock::now() - start;
+}
+
+/// Calls what starts a program, has clients do something and ends it. A busy machine may make that late now
+/// and then; the promise is broken when it is late each time.
+void expect_end_in_time(const std::function<steady_clock::duration()>& try_once) {
+    std::vector<double> seconds;
+    do {
+        const auto time = try_once();
+        if (time < LONGEST_FAREWELL) {
+            return;
+        }
+        seconds.push_back(std::chrono::duration<double>(time).count());
+    } while (seconds.size() < TRIES && !::testing::Test::HasFailure());
+    ADD_FAILURE() << "late each time, in seconds: " << ::testing::PrintToString(seconds);
 }
 
 /// More workers than a test has clients.
@@ -90,51 +107,54 @@ std::vector<std::string> create_arguments() {
 class Farewell : public ::testing::TestWithParam<Client> {};
 
 TEST_P(Farewell, IsShort) {
-    Plant plant(create_arguments());
-    const HttpClient client = let(HttpClient(plant.get_port()), GetParam());
-    EXPECT_EQ(plant.call("<GetStatus/>").status, 200);  // accepted after the client
-    expect_end_in_time(plant);
+    expect_end_in_time([] {
+        Plant plant(create_arguments());
+        const HttpClient client = let(HttpClient(plant.get_port()), GetParam());
+        EXPECT_EQ(plant.call("<GetStatus/>").status, 200);  // accepted after the client
+        return end(plant.get_process());
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Farewell, ::testing::ValuesIn(CLIENTS), ::testing::PrintToStringParamName());
 
 TEST(FarewellOfAll, IsShort) {
-    Plant plant(create_arguments());
-    std::vector<HttpClient> clients;
-    for (const Client& client : CLIENTS) {
-        clients.push_back(let(HttpClient(plant.get_port()), client));
-    }
-    EXPECT_EQ(plant.call("<GetStatus/>").status, 200);
-    expect_end_in_time(plant);
+    expect_end_in_time([] {
+        Plant plant(create_arguments());
+        std::vector<HttpClient> clients;
+        for (const Client& client : CLIENTS) {
+            clients.push_back(let(HttpClient(plant.get_port()), client));
+        }
+        EXPECT_EQ(plant.call("<GetStatus/>").status, 200);
+        return end(plant.get_process());
+    });
 }
 
 // The others wait for one.
 TEST(FarewellOfMoreThanThereAreWorkers, IsShort) {
-    Plant plant({"--threads", "2"});
-    std::vector<HttpClient> clients;
-    for (int number = 0; number < 60; ++number) {
-        clients.emplace_back(plant.get_port());
-        if (number < 2) {
-            let(clients.back(), CLIENTS.front());
-        } else {
-            clients.back().send(CLIENTS.front().create_bytes());
+    expect_end_in_time([] {
+        Plant plant({"--threads", "2"});
+        std::vector<HttpClient> clients;
+        for (int number = 0; number < 60; ++number) {
+            clients.emplace_back(plant.get_port());
+            if (number < 2) {
+                let(clients.back(), CLIENTS.front());
+            } else {
+                clients.back().send(CLIENTS.front().create_bytes());
+            }
         }
-    }
-    expect_end_in_time(plant);
+        return end(plant.get_process());
+    });
 }
 
 TEST(FarewellOfTheMachine, IsShort) {
-    ChildProcess machine({KX_MACHINE, "0"});
-    const std::string line = machine.read_line().value_or("");
-    const auto port = static_cast<unsigned short>(std::stoul("0" + line.substr(line.rfind(':') + 1)));
-    const HttpClient holding = let(HttpClient(port), CLIENTS[0]);
-    const HttpClient stalling = let(HttpClient(port), CLIENTS[1]);
-    machine.send_signal(SIGTERM);
-    const auto start = steady_clock::now();
-    const Outcome outcome = machine.wait();
-    EXPECT_LT(steady_clock::now() - start, LONGEST_FAREWELL);
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.errors, "");
+    expect_end_in_time([] {
+        ChildProcess machine({KX_MACHINE, "0"});
+        const std::string line = machine.read_line().value_or("");
+        const auto port = static_cast<unsigned short>(std::stoul("0" + line.substr(line.rfind(':') + 1)));
+        const HttpClient holding = let(HttpClient(port), CLIENTS[0]);
+        const HttpClient stalling = let(HttpClient(port), CLIENTS[1]);
+        return end(machine);
+    });
 }
 
 TEST(Machine, RefusesAPortThatIsNone) {
@@ -145,13 +165,16 @@ TEST(Machine, RefusesAPortThatIsNone) {
     }
 }
 
-class TlsFarewell : public ::testing::Test {
-protected:
+/// A plant with TLS, and its clients.
+class TlsPlant {
+public:
     HttpClient connect() const { return connect_with_tls(plant_.get_port(), files_.get_certificate()); }
+
+    void add(HttpClient client) { clients_.push_back(std::move(client)); }
 
     /// Clients that begin to shake hands and leave it at that, and one that does so afterwards.
     void stall_handshakes() {
-        clients_.push_back(connect());
+        add(connect());
         for (const std::string& bytes : {std::string(), std::string("\x16", 1),
                                          std::string("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11)}) {
             clients_.emplace_back(plant_.get_port());
@@ -159,28 +182,37 @@ protected:
         }
     }
 
-    void TearDown() override {
+    steady_clock::duration end() {
         EXPECT_EQ(connect().post(create_request("<GetStatus/>")).status, 200);
-        expect_end_in_time(plant_);
+        return testing::end(plant_.get_process());
     }
 
+private:
     TlsFiles files_;
     Plant plant_{{"--bulk", "1", "--threads", "64", "--certificate", files_.get_certificate(),
                   "--private-key", files_.get_private_key()}};
     std::vector<HttpClient> clients_;
 };
 
-TEST_F(TlsFarewell, IsShortWhenHandshakesStall) {
-    stall_handshakes();
+TEST(TlsFarewell, IsShortWhenHandshakesStall) {
+    expect_end_in_time([] {
+        TlsPlant plant;
+        plant.stall_handshakes();
+        return plant.end();
+    });
 }
 
-TEST_F(TlsFarewell, IsShortForAll) {
-    for (const Client& client : CLIENTS) {
-        clients_.push_back(connect());
-        clients_.back().post(create_request("<GetStatus/>"));  // reads what belongs to the handshake
-        let(clients_.back(), client);
-    }
-    stall_handshakes();
+TEST(TlsFarewell, IsShortForAll) {
+    expect_end_in_time([] {
+        TlsPlant plant;
+        for (const Client& what : CLIENTS) {
+            HttpClient client = plant.connect();
+            client.post(create_request("<GetStatus/>"));  // reads what belongs to the handshake
+            plant.add(let(std::move(client), what));
+        }
+        plant.stall_handshakes();
+        return plant.end();
+    });
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <numeric>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model/AllocationControl.h"
@@ -233,6 +234,135 @@ void write_value(benchmark::State& state) {
     }
 }
 BENCHMARK(write_value)->ArgName("observers")->Arg(0)->Arg(1)->Arg(10);
+
+/// The same by a typed handle: not slower than without.
+void write_typed_value(benchmark::State& state) {
+    InformationModel model("plant");
+    const auto temperature = model.get_root().add_domain("boiler").add<double>("temperature", 0.0);
+    double number = 0.0;
+    for (auto _ : state) {
+        temperature = number += 1.0;
+    }
+}
+BENCHMARK(write_typed_value);
+
+/// The same below domains with observers that hear of it.
+void write_observed_branch(benchmark::State& state) {
+    InformationModel model("plant");
+    Domain& boiler = model.get_root().add_domain("boiler");
+    Variable& variable = boiler.add_variable("temperature", Value(0.0));
+    const Registration watching =
+        boiler.on_change([](const Path&, const Value& value) { benchmark::DoNotOptimize(value.index()); });
+    double number = 0.0;
+    for (auto _ : state) {
+        variable = Value(number += 1.0);
+    }
+}
+BENCHMARK(write_observed_branch);
+
+/// Registers an observer and ends that: of one variable, and of the branch of 100,000 that it belongs to.
+void observe(benchmark::State& state) {
+    InformationModel model("plant");
+    Domain& branch = model.get_root().add_domain("branch");
+    Variable* variable = nullptr;
+    for (int number = 0; number < 100'000; ++number) {
+        variable = &branch.add_variable(create_name(number), Value(1.5));
+    }
+    for (auto _ : state) {
+        const auto ignore = [](const Path&, const Value&) {};
+        const Registration watching =
+            state.range(0) == 0 ? variable->on_change(ignore) : branch.on_change(ignore);
+    }
+}
+BENCHMARK(observe)->ArgName("branch")->Arg(0)->Arg(1);
+
+/// What a write costs when locks are checked, less `write_value/observers:0`.
+void write_with_checked_lock(benchmark::State& state) {
+    InformationModel model("plant");
+    Variable& variable = model.get_root().add_domain("boiler").add_variable("temperature", Value(0.0));
+    model.check_locks(true);
+    model.get_information_tree().lock();
+    double number = 0.0;
+    for (auto _ : state) {
+        variable = Value(number += 1.0);
+    }
+    model.get_information_tree().unlock();
+}
+BENCHMARK(write_with_checked_lock);
+
+/// The cheapest change: what the check of the lock costs when it is off cannot be more than this.
+void set_writable(benchmark::State& state) {
+    InformationModel model("plant");
+    Variable& variable = model.get_root().add_variable("temperature", Value(0.0));
+    for (auto _ : state) {
+        variable.set_writable(true);
+    }
+}
+BENCHMARK(set_writable);
+
+void read_value(benchmark::State& state) {
+    InformationModel model("plant");
+    const Variable& variable = model.get_root().add_variable("temperature", Value(1.5));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(std::get<double>(variable.get_value()));
+    }
+}
+BENCHMARK(read_value);
+
+void read_typed_value(benchmark::State& state) {
+    InformationModel model("plant");
+    const auto temperature = model.get_root().add<double>("temperature", 1.5);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(temperature.get());
+    }
+}
+BENCHMARK(read_typed_value);
+
+/// One member of an array of so many.
+void modify_array(benchmark::State& state) {
+    InformationModel model("plant");
+    const auto count = static_cast<std::size_t>(state.range(0));
+    const auto array = model.get_root().add<std::vector<double>>("array", std::vector<double>(count));
+    for (auto _ : state) {
+        array.modify([](std::vector<double>& members) { members.back() += 1.0; });
+    }
+}
+BENCHMARK(modify_array)->Arg(10)->Arg(100'000);
+
+/// What a look-up of an item that is not there costs, beside one that is.
+void find_item(benchmark::State& state) {
+    const auto model = create_model(10'000);
+    const Path path(state.range(0) == 0 ? "/bulk/5/missing" : "/bulk/5/v5005");
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(std::as_const(*model).get_root().find_item(path));
+    }
+}
+BENCHMARK(find_item)->ArgName("exists")->Arg(1)->Arg(0);
+
+enum class REMOVAL { BACK_TO_FRONT, FRONT_TO_BACK, AT_ONCE };
+
+/// Removes all of 100,000 children.
+void remove_children(benchmark::State& state, REMOVAL order) {
+    constexpr int COUNT = 100'000;
+    for (auto _ : state) {
+        state.PauseTiming();
+        InformationModel model("plant");
+        Domain& root = model.get_root();
+        for (int number = 0; number < COUNT; ++number) {
+            root.add_variable(create_name(number), Value(1.5));
+        }
+        state.ResumeTiming();
+        for (int number = 0; order != REMOVAL::AT_ONCE && number < COUNT; ++number) {
+            root.remove(create_name(order == REMOVAL::FRONT_TO_BACK ? number : COUNT - 1 - number));
+        }
+        if (order == REMOVAL::AT_ONCE) {
+            root.remove_if([](const Item&) { return true; });
+        }
+    }
+}
+BENCHMARK_CAPTURE(remove_children, back_to_front, REMOVAL::BACK_TO_FRONT)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(remove_children, front_to_back, REMOVAL::FRONT_TO_BACK)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(remove_children, at_once, REMOVAL::AT_ONCE)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace kx::information_model

@@ -1,6 +1,7 @@
 #include "xml/request/RequestElement.h"
 
 #include "ParsedRequest.h"
+#include "xml/ThreadCache.h"
 #include "xml/request/request_dom.h"
 
 #include <Poco/DOM/Attr.h>
@@ -63,39 +64,39 @@ TEST(NameTable, GivesTheSameObjectForTheSameName) {
 }
 
 TEST(NameTable, IsKeptForTheThread) {
-    const auto table = NameTable::get_for_thread();
+    const auto table = ThreadCache::get().get_request_names();
     table->get("kept");
-    EXPECT_EQ(NameTable::get_for_thread(), table);
+    EXPECT_EQ(ThreadCache::get().get_request_names(), table);
 }
 
 TEST(NameTable, HasRoomForARequestWhenItIsKept) {
-    auto table = NameTable::get_for_thread();
-    for (int number = 0; number < 64; ++number) {
+    auto table = ThreadCache::get().get_request_names();
+    for (int number = 0; number < 44; ++number) {
         table->get("kept" + std::to_string(number));
     }
-    table = NameTable::get_for_thread();
+    table = ThreadCache::get().get_request_names();
     for (std::size_t number = 0; number < NameTable::MAXIMUM_REQUEST_NAMES; ++number) {
         EXPECT_NO_THROW(table->get("new" + std::to_string(number)));
     }
 }
 
 TEST(NameTable, IsNotKeptWithManyNames) {
-    const auto table = NameTable::get_for_thread();
-    for (int number = 0; number < 65; ++number) {
+    const auto table = ThreadCache::get().get_request_names();
+    for (int number = 0; number < 45; ++number) {
         table->get("many" + std::to_string(number));
     }
-    EXPECT_NE(NameTable::get_for_thread(), table);
+    EXPECT_NE(ThreadCache::get().get_request_names(), table);
 }
 
 TEST(NameTable, IsNotKeptWithLongNames) {
-    const auto table = NameTable::get_for_thread();
+    const auto table = ThreadCache::get().get_request_names();
     table->get(std::string(100'000, 'n'));
-    EXPECT_NE(NameTable::get_for_thread(), table);
+    EXPECT_NE(ThreadCache::get().get_request_names(), table);
 }
 
 // Where a thread is idle, nobody asks for its table for a long time.
 TEST(NameTable, IsGivenBackWithItsDocument) {
-    const std::weak_ptr<NameTable> table = NameTable::get_for_thread();
+    const std::weak_ptr<NameTable> table = ThreadCache::get().get_request_names();
     parse_request("<r/>");
     EXPECT_FALSE(table.expired());
     parse_request("<r><" + std::string(100'000, 'n') + "/></r>");

@@ -1,31 +1,15 @@
 #include "xml/reply/reply_dom.h"
 
-#include "base/PerThread.h"
+#include "xml/ThreadCache.h"
 #include "xml/reply/ReplyElement.h"
 
 #include <Poco/Exception.h>
-#include <Poco/XML/NamePool.h>
 
 #include <typeinfo>
 
 namespace kx::information_model::opc {
 
 namespace {
-
-// More than twice as many as there are names in all replies together: the pool is a hash table.
-constexpr unsigned long NAME_POOL_SIZE = 251;
-
-struct ReplyNames {
-    // As an initialiser of the member, g++ would forget the memory if the pool's constructor throws.
-    ReplyNames() : pool(new Poco::XML::NamePool(NAME_POOL_SIZE)) {}
-
-    Poco::AutoPtr<Poco::XML::NamePool> pool;
-};
-
-Poco::XML::NamePool& get_name_pool() {
-    static PerThread<ReplyNames> names;
-    return *names.get().pool;
-}
 
 // Each is the only class that it can be, so that comparing its identity is enough.
 template <class Reply, class Node>
@@ -39,7 +23,7 @@ Reply& as_reply(Node& node) {
 }  // namespace
 
 Poco::AutoPtr<Poco::XML::Document> create_reply_document() {
-    return new ReplyDocument(get_name_pool());
+    return new ReplyDocument(ThreadCache::get().get_reply_names());
 }
 
 Poco::AutoPtr<Poco::XML::Element> create_element(const Poco::XML::Document& document,

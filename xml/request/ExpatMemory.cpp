@@ -1,6 +1,6 @@
 #include "xml/request/ExpatMemory.h"
 
-#include "base/PerThread.h"
+#include "xml/ThreadCache.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -23,21 +23,11 @@ Header* get_header(void* place) noexcept {
     return static_cast<Header*>(place) - 1;
 }
 
-struct Current {
-    ExpatMemory* memory = nullptr;
-};
-
-/// Whose memory a new parser gets: expat's functions are not told.
-Current& get_current() {
-    static PerThread<Current> current;
-    return current.get();
-}
-
 }  // namespace
 
 struct ExpatMemory::Functions {
     static void* allocate(std::size_t size) {
-        ExpatMemory& memory = *get_current().memory;
+        ExpatMemory& memory = *ThreadCache::get().parser_memory;  // expat does not say for which parser
         return memory.take(size) ? start(memory, memory.allocate(sizeof(Header) + size), size) : nullptr;
     }
 
@@ -84,10 +74,10 @@ const XML_Memory_Handling_Suite ExpatMemory::FUNCTIONS{Functions::allocate, Func
                                                        Functions::free};
 
 ExpatMemory::ExpatMemory(std::size_t limit)
-    : remaining_(limit), previous_(std::exchange(get_current().memory, this)) {}
+    : remaining_(limit), previous_(std::exchange(ThreadCache::get().parser_memory, this)) {}
 
 ExpatMemory::~ExpatMemory() {
-    get_current().memory = previous_;
+    ThreadCache::get().parser_memory = previous_;
 }
 
 bool ExpatMemory::take(std::size_t size) noexcept {

@@ -1,24 +1,19 @@
 #include "xml/request/NameTable.h"
 
-#include "base/PerThread.h"
-
 #include <Poco/Exception.h>
 
 namespace kx::information_model::opc {
 
 namespace {
 
-constexpr std::size_t MAXIMUM_KEPT_NAMES = 64;
-constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{8} * 1024;
+// A client in good faith that uses all services has some forty names, in 1.4 KB. What is kept takes several
+// times that: `ThreadCache` says how much it may be.
+constexpr std::size_t MAXIMUM_KEPT_NAMES = 44;
+constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{2} * 1024;
 
 // A hash table, in size a prime number. A name may be there twice, as an element's and as an attribute's.
-constexpr unsigned long POOL_SIZE = 389;
+constexpr unsigned long POOL_SIZE = 347;
 static_assert(POOL_SIZE > 2 * (MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES));
-
-PerThread<std::shared_ptr<NameTable>>& get_tables() {
-    static PerThread<std::shared_ptr<NameTable>> tables;
-    return tables;
-}
 
 }  // namespace
 
@@ -39,21 +34,6 @@ XmlName split_expat_name(std::string_view expat_name) {
 }
 
 NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}
-
-std::shared_ptr<NameTable> NameTable::get_for_thread() {
-    std::shared_ptr<NameTable>& table = get_tables().get();
-    if (table == nullptr || !table->is_worth_keeping()) {
-        table = std::make_shared<NameTable>();
-    }
-    return table;
-}
-
-void NameTable::trim_for_thread() noexcept {
-    std::shared_ptr<NameTable>* const table = get_tables().find();
-    if (table != nullptr && *table != nullptr && !(*table)->is_worth_keeping()) {
-        table->reset();
-    }
-}
 
 const XmlName& NameTable::get(std::string_view expat_name) {
     const auto known = names_.find(expat_name);

@@ -7,7 +7,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -23,8 +22,9 @@ XmlName split_expat_name(std::string_view expat_name);
 
 /// The names of requests, each taken apart once: a list of a thousand items has four.
 ///
-/// Setting up a table costs as much as a small request, so that a thread keeps one for its next request,
-/// unless its clients have put more into it than clients in good faith do. Used by one thread.
+/// Setting up a table costs as much as a small request, so that a thread keeps one for its next request (see
+/// `ThreadCache`), unless its clients have put more into it than clients in good faith do. Used by one
+/// thread.
 class NameTable {
 public:
     /// How many different names a request can have at least. Requests in good faith have some twenty.
@@ -32,16 +32,12 @@ public:
 
     NameTable();
 
-    /// The table that this thread keeps.
-    static std::shared_ptr<NameTable> get_for_thread();
-
-    /// Gives this thread's table back if it is not worth keeping. For the end of a document: the next request
-    /// may be long in coming.
-    static void trim_for_thread() noexcept;
-
     /// @return the same object for the same name, for as long as the table lives
     /// @throws Poco::PoolOverflowException  if the name is new and the table full
     const XmlName& get(std::string_view expat_name);
+
+    /// Whether it is small, and has room for the names of one more request.
+    bool is_worth_keeping() const noexcept;
 
     /// Where a DOM keeps its names; has room for all of the table's.
     Poco::XML::NamePool& get_pool() noexcept { return const_cast<Poco::XML::NamePool&>(*pool_); }
@@ -50,8 +46,6 @@ private:
     struct Hash : std::hash<std::string_view> {
         using is_transparent = void;
     };
-
-    bool is_worth_keeping() const noexcept;
 
     Poco::AutoPtr<Poco::XML::NamePool> pool_;
     std::unordered_map<std::string, XmlName, Hash, std::equal_to<>> names_;

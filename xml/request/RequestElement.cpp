@@ -1,5 +1,7 @@
 #include "xml/request/RequestElement.h"
 
+#include "xml/ThreadCache.h"
+
 #include <Poco/DOM/Attr.h>
 #include <Poco/DOM/AutoPtr.h>
 
@@ -33,7 +35,7 @@ RequestMemory::RequestMemory(std::shared_ptr<NameTable> names) : names_(std::mov
 
 RequestMemory::~RequestMemory() {
     names_.reset();
-    NameTable::trim_for_thread();
+    ThreadCache::trim();
 }
 
 RequestDocument::RequestDocument(std::shared_ptr<NameTable> names)

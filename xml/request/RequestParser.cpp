@@ -1,5 +1,6 @@
 #include "xml/request/RequestParser.h"
 
+#include "xml/ThreadCache.h"
 #include "xml/request/ExpatMemory.h"
 #include "xml/request/RequestElement.h"
 
@@ -61,7 +62,7 @@ unsigned long get_hash_salt() {
 class RequestBuilder {
 public:
     explicit RequestBuilder(std::size_t maximum_element_count)
-        : document_(new RequestDocument(NameTable::get_for_thread())),
+        : document_(new RequestDocument(ThreadCache::get().get_request_names())),
           remaining_elements_(maximum_element_count) {}
 
     Poco::AutoPtr<Poco::XML::Document> build(std::string_view text);

@@ -31,8 +31,15 @@ public:
             lock.lock();
         }
         const Poco::Net::HTTPRequestHandlerFactory::Ptr factory(new QueryHandlerFactory(model));
-        return std::make_unique<Implementation>(factory, socket_address, files);
+        auto implementation = std::make_unique<Implementation>(factory, socket_address, files);
+        implementation->model_ = model;
+        return implementation;
     }
+
+    InformationModel& get_model() const { return *model_; }
+
+private:
+    std::shared_ptr<InformationModel> model_;
 };
 
 Server::Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
@@ -65,6 +72,7 @@ unsigned short Server::start() {
         throw std::logic_error("A stopped server cannot be started again.");
     }
     if (state_ == State::BOUND) {
+        implementation_->get_model().begin_service();
         implementation_->start();
         state_ = State::SERVING;
     }

@@ -70,7 +70,9 @@ std::shared_ptr<InformationModel> create_model(std::size_t variables) {
 
 // Every hundredth of a second there is one domain more, or, every tenth time, none.
 void grow_and_shrink(InformationModel& model, const std::stop_token& stop) {
+    std::unique_lock start(model.get_information_tree());
     Domain& coming = model.get_root().add_domain("coming");
+    start.unlock();
     for (int turn = 0; !stop.stop_requested(); turn = (turn + 1) % 10) {
         {
             const std::lock_guard lock(model.get_information_tree());

@@ -22,6 +22,7 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -49,6 +50,20 @@ std::size_t count_open_files() {
 
 static_assert(!std::is_copy_constructible_v<Server> && !std::is_copy_assignable_v<Server>);
 static_assert(std::has_virtual_destructor_v<Server>);
+
+// Only libraries for debugging do this, see tests/model.
+TEST_F(Endpoint, StartTellsTheModelThatChangesNeedTheLock) {
+    Variable& variable = model_->get_root().add_variable("v", Value(1));
+    Server server("127.0.0.1", model_);
+    variable = Value(2);
+    server.start();
+#ifndef NDEBUG
+    EXPECT_THROW(variable = Value(3), std::logic_error);
+#endif
+    const std::unique_lock<Tree> lock(model_->get_information_tree());
+    variable = Value(4);
+    EXPECT_EQ(variable.get_value(), Value(4));
+}
 
 TEST_F(Endpoint, ServesPlainHttpOnAPortOfTheSystemsChoice) {
     Server server("127.0.0.1", model_);
@@ -233,7 +248,10 @@ TEST_F(Endpoint, SharesTheModel) {
     Server third("127.0.0.1", other);
     EXPECT_NE(first.start(), second.start());
     third.start();
-    model_->get_root().add_variable("v", Value(1));
+    {
+        const std::unique_lock<Tree> lock(model_->get_information_tree());
+        model_->get_root().add_variable("v", Value(1));
+    }
     const std::string request = create_request(R"(<Read><ItemList><Items ItemName="v"/></ItemList></Read>)");
     EXPECT_NE(HttpClient(first.get_port()).post(request).body.find("ItemName=\"/v\""), std::string::npos);
     EXPECT_NE(HttpClient(second.get_port()).post(request).body.find("ItemName=\"/v\""), std::string::npos);

@@ -31,7 +31,10 @@ const ::testing::Environment* const ENVIRONMENT = ::testing::AddGlobalTestEnviro
 
 class TlsServer : public ::testing::Test {
 protected:
-    TlsServer() { server_.start(); }
+    TlsServer() {
+        model_->check_locks(false);  // tests build their trees while the server runs
+        server_.start();
+    }
 
     HttpClient connect() const { return connect_with_tls(server_.get_port(), files_.get_certificate()); }
 

@@ -6,7 +6,14 @@
 
 #include <Poco/DeflatingStream.h>
 #include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/StreamSocket.h>
 
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -14,9 +21,10 @@ namespace xmlda::testing {
 namespace {
 
 /// What the program says and how it ends when something is wrong with the server or the way to it.
-void expect_failure(const Outcome& outcome, int status, const std::string& message) {
+void expect_failure(const Outcome& outcome, int status, const std::string& message,
+                    const std::string& notice = "") {
     EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors, "xmlda: " + message + "\n");
+    EXPECT_EQ(outcome.errors, notice + "xmlda: " + message + "\n");
     EXPECT_EQ(outcome.status, status);
 }
 
@@ -171,6 +179,74 @@ TEST(Failures, TlsWithAServerThatHasNone) {
 TEST(Failures, TimeOutWhileHeadersTrickle) {
     expect_failure(ask(FakeServer::TRICKLE, {"--timeout", "200ms"}), 6,
                    "no complete reply within the time-out");
+}
+
+/// A name server that does not answer.
+std::map<std::string, std::string> get_hanging_lookup() {
+    const char* const options = std::getenv("ASAN_OPTIONS");
+    // The sanitizer wants to be the first library otherwise.
+    return {{"LD_PRELOAD", HANGING_LOOKUP},
+            {"ASAN_OPTIONS",
+             (options == nullptr ? "" : std::string(options) + ':') + "verify_asan_link_order=0"}};
+}
+
+TEST(Hanging, LookUpsEndWithTheDeadline) {
+    const Outcome outcome =
+        run_xmlda({"read", "http://plant.example:8080", "a", "--timeout", "300ms"}, get_hanging_lookup());
+
+    expect_failure(outcome, 6, "cannot look up 'plant.example' within the time-out", "looking up\n");
+}
+
+TEST(Hanging, LookUpsEndOnCtrlC) {
+    ChildProcess watch(get_xmlda_command({"watch", "http://plant.example:8080", "a", "--timeout", "1h"}),
+                       ChildProcess::Place::PIPES, get_hanging_lookup());
+    watch.wait_for_errors("looking up\n");
+    watch.send_signal(SIGINT);
+
+    EXPECT_EQ(watch.wait().status, 0);
+}
+
+/// A server that is too busy to take connections: its queue is full, and what comes is not answered.
+class BusyServer {
+public:
+    BusyServer() {
+        socket_.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
+        socket_.listen(0);
+        first_.connect(socket_.address());
+    }
+
+    std::string get_address() const { return socket_.address().toString(); }
+
+    /// Whether somebody waits to be connected.
+    bool is_waited_for() const {
+        std::ostringstream place;
+        place << "0100007F:" << std::hex << std::uppercase << std::setw(4) << std::setfill('0')
+              << socket_.address().port() << " 02 ";
+        std::ifstream connections("/proc/net/tcp");
+        const std::string text{std::istreambuf_iterator(connections), {}};
+        return text.find(place.str()) != std::string::npos;
+    }
+
+private:
+    Poco::Net::ServerSocket socket_;
+    Poco::Net::StreamSocket first_;  // takes the only place
+};
+
+TEST(Hanging, ConnectionsEndWithTheDeadline) {
+    const BusyServer server;
+
+    expect_failure(run_xmlda({"status", "http://" + server.get_address(), "--timeout", "300ms"}), 6,
+                   "cannot connect to " + server.get_address() + " within the time-out");
+}
+
+TEST(Hanging, ConnectionsEndOnCtrlC) {
+    const BusyServer server;
+    ChildProcess watch(
+        get_xmlda_command({"watch", "http://" + server.get_address(), "a", "--timeout", "1h"}));
+    watch.wait_for([&server](const Outcome& /*outcome*/) { return server.is_waited_for(); });
+    watch.send_signal(SIGINT);
+
+    EXPECT_EQ(watch.wait().status, 0);
 }
 
 TEST(Connections, AreUsedAgain) {

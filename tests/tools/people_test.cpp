@@ -177,6 +177,11 @@ TEST_F(People, BranchesAreExplained) {
                    "xmlda: /boiler: is a branch: -r takes all items below it, '/boiler/*' those in it\n");
 }
 
+TEST_F(People, WatchDrawsNoTableOfNothing) {
+    EXPECT_EQ(see({"watch", "/nope"}).output,
+              "\r\x1b[Jxmlda: /nope: missing from the reply: the server does not know it\r\n");
+}
+
 TEST_F(People, ItemsOfStandardInputAreRead) {
     const std::string script = "\"$0\" browse \"$1\" --names /texts | \"$0\" read \"$1\" --values --items -";
     const Outcome outcome =

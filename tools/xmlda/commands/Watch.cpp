@@ -132,8 +132,11 @@ void Watch::subscribe() {
     subscription_ = reply.handle;
     asks_for_facts_ = !arguments_.without_quality;
     report_absent(reply.items);
+    if (is_hopeless_) {
+        return;
+    }
     take(reply.items);
-    if (subscription_.empty() && !is_hopeless_) {
+    if (subscription_.empty()) {
         throw Failure(ExitStatus::UNEXPECTED_CONTENT, "the server gave no handle for the subscription");
     }
     was_subscribed_ = true;

@@ -6,6 +6,11 @@ target_compile_options(kx_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wnon-virtual-dtor
   $<$<BOOL:${KX_WARNINGS_AS_ERRORS}>:-Werror>)
 
+# Where several sources are compiled as one, which takes half the time or less, what is anonymous in them is in no main
+# file. The compiler warns of that with reason only where each source is compiled alone.
+target_compile_options(kx_build_flags INTERFACE
+  $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wno-subobject-linkage>)
+
 if(KX_SANITIZE)
   target_compile_options(kx_build_flags INTERFACE
     -fsanitize=${KX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -19,12 +19,12 @@
 namespace kx::information_model::opc::testing {
 
 /// A mode whose values are not their positions in the list.
-enum class MODE : std::uint8_t { OFF = 10, AUTOMATIC = 20, MANUAL = 30 };
+enum class OPERATION : std::uint8_t { OFF = 10, AUTOMATIC = 20, MANUAL = 30 };
 
 }  // namespace kx::information_model::opc::testing
 
 template <>
-struct kx::information_model::symbol_list::SymbolList<kx::information_model::opc::testing::MODE> {
+struct kx::information_model::symbol_list::SymbolList<kx::information_model::opc::testing::OPERATION> {
     static const std::string& get_list_name() {
         static const std::string LIST_NAME = "plant.Mode";
         return LIST_NAME;
@@ -167,8 +167,8 @@ INSTANTIATE_TEST_SUITE_P(
         TypeRow{"Symbol", Value(SymbolInfo(HISTORY_KIND::NONE)), "xsd:int", "2",
                 Value(SymbolInfo(HISTORY_KIND::HISTORY_SUGGESTED)), "2"},
         // The client names a position and gets the value that stands there.
-        TypeRow{"SymbolByPosition", Value(SymbolInfo(MODE::OFF)), "xsd:int", "1",
-                Value(SymbolInfo(MODE::AUTOMATIC)), "20"}),
+        TypeRow{"SymbolByPosition", Value(SymbolInfo(OPERATION::OFF)), "xsd:int", "1",
+                Value(SymbolInfo(OPERATION::AUTOMATIC)), "20"}),
     get_row_name<TypeRow>);
 
 INSTANTIATE_TEST_SUITE_P(
@@ -291,13 +291,13 @@ INSTANTIATE_TEST_SUITE_P(
                       ResetRow{"Path", Value(Path("/a")), Value(Path(".")), create_value("xsd:string", ".")},
                       ResetRow{"AbsolutePath", Value(AbsolutePath("h", "t", "p")),
                                Value(AbsolutePath("", "", "/")), create_value("xsd:string", "/")},
-                      ResetRow{"Symbol", Value(SymbolInfo(MODE::MANUAL)), Value(SymbolInfo(MODE::OFF)),
+                      ResetRow{"Symbol", Value(SymbolInfo(OPERATION::MANUAL)), Value(SymbolInfo(OPERATION::OFF)),
                                create_value("xsd:int", "10")},
                       ResetRow{"DoubleArray", Value(std::vector<double>{1}), Value(std::vector<double>{}),
                                create_value("ArrayOfDouble", "")},
                       ResetRow{"UnsignedByteArray", Value(std::vector<unsigned char>{1}),
                                Value(std::vector<unsigned char>{}), create_value("ArrayOfByte", "")},
-                      ResetRow{"SymbolArray", Value(std::vector<SymbolInfo>{SymbolInfo(MODE::MANUAL)}),
+                      ResetRow{"SymbolArray", Value(std::vector<SymbolInfo>{SymbolInfo(OPERATION::MANUAL)}),
                                Value(std::vector<SymbolInfo>{}), create_value("ArrayOfInt", "")}),
     get_row_name<ResetRow>);
 

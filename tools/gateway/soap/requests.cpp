@@ -2,6 +2,7 @@
 
 #include "gateway/soap/SoapFault.h"
 #include "gateway/soap/times.h"
+#include "gateway/values/trim.h"
 
 #include "client/errors.h"
 #include "client/namespaces.h"
@@ -23,10 +24,9 @@ constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
     throw SoapFault("", text);
 }
 
-std::string trim(const std::string& text) {
-    constexpr const char* BLANKS = " \t\r\n";
-    const std::size_t begin = text.find_first_not_of(BLANKS);
-    return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1);
+/// A copy: the texts of elements and attributes come as such.
+std::string to_trimmed(const std::string& text) {
+    return std::string(trim(text));
 }
 
 /// An attribute; an empty one counts as absent.
@@ -43,7 +43,7 @@ std::string get(const XmlElement& element, std::string_view name) {
 }
 
 bool get_flag(const XmlElement& element, std::string_view name, bool otherwise) {
-    const std::string text = trim(get(element, name));
+    const std::string text = to_trimmed(get(element, name));
     if (text.empty()) {
         return otherwise;
     }
@@ -57,7 +57,7 @@ bool get_flag(const XmlElement& element, std::string_view name, bool otherwise) 
 }
 
 std::int32_t get_integer(const XmlElement& element, std::string_view name) {
-    const std::string text = trim(get(element, name));
+    const std::string text = to_trimmed(get(element, name));
     if (text.empty()) {
         return 0;
     }
@@ -70,7 +70,7 @@ std::int32_t get_integer(const XmlElement& element, std::string_view name) {
 }
 
 float get_deadband(const XmlElement& element, float otherwise) {
-    const std::string text = trim(get(element, "Deadband"));
+    const std::string text = to_trimmed(get(element, "Deadband"));
     if (text.empty()) {
         return otherwise;
     }
@@ -112,7 +112,7 @@ struct ListDefaults {
 
 std::string get_type(const XmlElement& element, const std::string& otherwise) {
     const auto text = find(element, "ReqType");
-    return text ? element.resolve(trim(*text)).name : otherwise;
+    return text ? element.resolve(to_trimmed(*text)).name : otherwise;
 }
 
 RequestedItem read_item(const XmlElement& element, const ListDefaults& defaults) {
@@ -157,7 +157,7 @@ PropertyRequest read_properties(const XmlElement& request) {
     properties.all = get_flag(request, "ReturnAllProperties", false);
     properties.values = get_flag(request, "ReturnPropertyValues", false);
     for (const XmlElement& element : request.find_children("PropertyNames")) {
-        const xmlda::QualifiedName name = element.resolve(trim(element.get_text()));
+        const xmlda::QualifiedName name = element.resolve(to_trimmed(element.get_text()));
         properties.names.push_back(name.namespace_uri == PROPERTY_NAMESPACE ? "telvix:" + name.name
                                                                             : name.name);
     }
@@ -231,9 +231,9 @@ RefreshRequest SoapRequest::read_refresh() const {
     RefreshRequest refresh;
     refresh.options = read_options(request_);
     for (const XmlElement& element : request_.find_children("ServerSubHandles")) {
-        refresh.handles.push_back(trim(element.get_text()));
+        refresh.handles.push_back(to_trimmed(element.get_text()));
     }
-    if (const std::string text = trim(get(request_, "HoldTime")); !text.empty()) {
+    if (const std::string text = to_trimmed(get(request_, "HoldTime")); !text.empty()) {
         refresh.hold_until = parse_date_time(text);
         if (!refresh.hold_until) {
             refuse("'" + text + "' is not a time, for HoldTime");
@@ -245,7 +245,7 @@ RefreshRequest SoapRequest::read_refresh() const {
 }
 
 CancelRequest SoapRequest::read_cancel() const {
-    return {.handle = trim(get(request_, "ServerSubHandle")),
+    return {.handle = to_trimmed(get(request_, "ServerSubHandle")),
             .request_handle = request_.find_attribute("ClientRequestHandle")};
 }
 

@@ -1,6 +1,7 @@
 #include "gateway/values/convert_value.h"
 
 #include "client/type_names.h"
+#include "gateway/values/trim.h"
 
 #include <algorithm>
 #include <array>
@@ -19,13 +20,6 @@ using xmlda::Value;
 
 constexpr char BAD_TYPE[] = "E_BADTYPE";
 constexpr char OUT_OF_RANGE[] = "E_RANGE";
-
-std::string_view trim(std::string_view text) {
-    constexpr std::string_view BLANKS = " \t\r\n";
-    const std::size_t begin = text.find_first_not_of(BLANKS);
-    return begin == std::string_view::npos ? ""
-                                           : text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1);
-}
 
 struct IntegerType {
     std::string_view name;

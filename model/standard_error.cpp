@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <condition_variable>
 #include <cstddef>
 #include <exception>
 #include <iostream>
@@ -21,8 +22,49 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// One thread at a time finds out that there is room, and uses it.
-std::timed_mutex writing;
-bool is_clogged = false;  // guarded by `writing`
+struct Room {
+    std::mutex mutex;
+    std::condition_variable is_free;
+    bool is_taken = false;    // guarded by `mutex`
+    bool is_clogged = false;  // for the thread that has taken the room
+};
+
+/// Never destroyed: when the process ends, threads of a pool may still write, or wait for it.
+union Lasting {
+    Lasting() : room() {}
+    Lasting(const Lasting&) = delete;
+    Lasting& operator=(const Lasting&) = delete;
+    ~Lasting() {}  // NOLINT(modernize-use-equals-default): that would destroy the room
+
+    Room room;
+};
+Lasting lasting;
+
+/// Takes the room, if it becomes free in time. A `std::timed_mutex` would be shorter, but the thread sanitizer
+/// of g++ 12 does not see how it is locked.
+class Turn {
+public:
+    Turn(Room& room, Clock::time_point end) : room_(room) {
+        std::unique_lock<std::mutex> lock(room_.mutex);
+        has_room_ = room_.is_free.wait_until(lock, end, [this] { return !room_.is_taken; });
+        room_.is_taken = true;
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    ~Turn() {
+        if (has_room_) {
+            const std::lock_guard<std::mutex> lock(room_.mutex);
+            room_.is_taken = false;
+            room_.is_free.notify_one();
+        }
+    }
+
+    explicit operator bool() const { return has_room_; }
+
+private:
+    Room& room_;
+    bool has_room_ = false;
+};
 
 /// @return -1 if the buffer is the host's own
 int find_file(std::streambuf* buffer) {
@@ -51,11 +93,12 @@ bool write(std::streambuf& buffer, std::string_view text) {
 }
 
 void write_pieces(std::streambuf& buffer, int file, std::string_view text, Clock::time_point end) {
-    const std::unique_lock<std::timed_mutex> lock(writing, end);
-    while (lock && !text.empty()) {
-        is_clogged = !has_room(file, is_clogged ? Clock::now() : end);
+    Room& room = lasting.room;
+    const Turn turn(room, end);
+    while (turn && !text.empty()) {
+        room.is_clogged = !has_room(file, room.is_clogged ? Clock::now() : end);
         const std::string_view piece = text.substr(0, PIPE_BUF);
-        if (is_clogged || !write(buffer, piece)) {
+        if (room.is_clogged || !write(buffer, piece)) {
             return;
         }
         text.remove_prefix(piece.size());

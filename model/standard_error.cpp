@@ -40,8 +40,8 @@ union Lasting {
 };
 Lasting lasting;
 
-/// Takes the room, if it becomes free in time. A `std::timed_mutex` would be shorter, but the thread sanitizer
-/// of g++ 12 does not see how it is locked.
+/// Takes the room, if it becomes free in time. A `std::timed_mutex` would be shorter, but the thread
+/// sanitizer of g++ 12 does not see how it is locked.
 class Turn {
 public:
     Turn(Room& room, Clock::time_point end) : room_(room) {

@@ -212,7 +212,7 @@ TEST_F(BranchObserversTest, ManyRegistrationsTakeLinearTime) {
         return least;
     };
     const auto few = measure(4'000);
-    EXPECT_LT(measure(32'000), 20 * few);
+    EXPECT_LT(measure(32'000), std::max<std::clock_t>(20 * few, CLOCKS_PER_SEC / 20));
 }
 
 TEST_F(BranchObserversTest, MayEndWhileOthersWrite) {

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <chrono>
 #include <cstddef>
@@ -183,7 +184,7 @@ TEST_F(Message, ReadsAFloatOfManyCommasInLinearTime) {
                 [&] { EXPECT_EQ(message_->get_attribute<float>(request_->get_root(), "A", 0.0F), 1.0F); });
         };
         const double few = measure(32'768);
-        EXPECT_LE(measure(8 * 32'768), 20 * few + 0.001) << letter;
+        EXPECT_LE(measure(8 * 32'768), std::max(20 * few, 0.05)) << letter;
     }
 }
 

@@ -108,7 +108,7 @@ def check(shell, url):
 
 
 def main():
-    name, plant, xmlda, completions = sys.argv[1:]
+    name, plant, xmlda, completions = sys.argv[1], sys.argv[2], sys.argv[3], sys.argv[4]
     if shutil.which(name) is None:
         print(f"skipped: there is no {name} here")
         return 77

@@ -78,7 +78,7 @@ private:
         if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
             return "unknown argument '" + app_.remaining().front() + "', --help lists the known ones";
         }
-        const std::string message = error.what();
+        std::string message = error.what();
         if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
             return message.substr(0, message.find(':')) + " needs a value";
         }

@@ -315,7 +315,8 @@ private:
             std::string description = option->get_description();
             std::replace(description.begin(), description.end(), '\n', ' ');
             for (const std::string& name : option->get_lnames()) {
-                lines.push_back("--" + name + '\t' + description);
+                lines.push_back("--" + name);
+                lines.back().append("\t").append(description);
             }
         }
         return lines;

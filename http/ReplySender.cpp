@@ -36,7 +36,7 @@ void ReplySender::send_success(const Rope& text, const std::string& content_type
     response_.setContentType(content_type);
     response_.setStatusAndReason(Poco::Net::HTTPResponse::HTTP_OK);
     const bool keep_alive = response_.getKeepAlive();
-    // Clients of old expect no Connection header on success, whatever they asked for.
+    // A success never has a Connection header, whatever the client asked for; kept: clients rely on it.
     response_.erase("connection");
     if (is_streamed) {
         response_.sendBuffer(joined.data(), size);

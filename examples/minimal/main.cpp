@@ -8,7 +8,7 @@
 using namespace kx::information_model;
 
 int main() try {
-    // Blocked before the server starts its threads: they inherit it, and the loop below takes the signals.
+    // The threads that the server starts inherit this. The loop below waits for the signals.
     sigset_t stop_signals;
     sigemptyset(&stop_signals);
     sigaddset(&stop_signals, SIGINT);

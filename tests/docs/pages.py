@@ -9,7 +9,7 @@ from dataclasses import dataclass
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
 
 # A comment of this form stands alone on a line of a page and tells the tests something.
-DIRECTIVE = re.compile(r"<!-- (restart|in the reply to): ?(.*?) ?-->|<!-- (restart) -->")
+DIRECTIVE = re.compile(r"<!-- (restart|in the reply to|takes at least): ?(.*?) ?-->|<!-- (restart) -->")
 
 
 @dataclass

@@ -19,7 +19,7 @@ answer_help() {
   fi
 }
 
-# Debian 12 packages, each with what tells that it is there: a command or a header.
+# Debian 12 packages, each with a command or file that exists if it is installed.
 build_packages=(
   cmake:cmake
   g++:g++
@@ -210,8 +210,8 @@ install_missing() {
     return 1
   fi
   if ! command -v apt-get >/dev/null; then
-    printf 'error: missing here: %s\n' "${missing[*]}" >&2
-    printf 'error: these are the names of Debian packages, and this system has no apt-get: install them by hand\n' >&2
+    printf 'error: not installed: %s\n' "${missing[*]}" >&2
+    printf 'error: these are Debian packages, and this system has no apt-get: install them by hand\n' >&2
     return 1
   fi
   if [[ $(id -u) -ne 0 ]] && ! command -v sudo >/dev/null; then

@@ -17,7 +17,8 @@ import sys
 import time
 import unittest
 
-from plant_site import DEADLINE, Site, authorize, envelope, wait_for
+from plant_site import Site, authorize, envelope
+from programs import DEADLINE, wait_for
 
 SKIPPED = 77
 SOURCES = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "deploy")
@@ -71,7 +72,7 @@ class SiteTest(unittest.TestCase):
         cls.addClassCleanup(cls.site.close)
 
     def read_setpoints(self):
-        return [get_value(plant.post(envelope(READ))[1].decode()) for plant in self.site.plants]
+        return [get_value(plant.send("POST", "/", envelope(READ))[1].decode()) for plant in self.site.plants]
 
     def count_connections(self, plants=None):
         """How many connections the plants have."""
@@ -213,10 +214,10 @@ class Readers(SiteTest):
     def check_refused_but_dangerous(self, body, **arguments):
         """The server itself would obey."""
         self.check_harmless(body, **arguments)
-        status, _ = self.site.plants[0].post(body)
+        status, _ = self.site.plants[0].send("POST", "/", body)
         self.assertEqual(status, 200)
         self.assertNotEqual(self.read_setpoints(), self.before, "the server takes this for no Write: no trick at all")
-        self.site.plants[0].post(envelope(write(self.before[0])))
+        self.site.plants[0].send("POST", "/", envelope(write(self.before[0])))
 
     def test_by_the_action_in_the_header(self):
         xmlda = "http://opcfoundation.org/webservices/XMLDA/1.0/"
@@ -526,7 +527,7 @@ class Subscriptions(SiteTest):
         value = get_value(reader.call(poll(handle)))
         self.assertIsNone(get_value(reader.call(poll(handle))))
         for plant_of_site in self.site.plants:  # whichever it is
-            plant_of_site.post(envelope(write(value + 1)))
+            plant_of_site.send("POST", "/", envelope(write(value + 1)))
         self.assertEqual(get_value(writer.call(poll(handle))), value + 1)
         self.assertIn("SubscriptionCancelResponse", reader.call(f'<SubscriptionCancel ServerSubHandle="{handle}"/>'))
         status, fault = reader.send(envelope(f'<SubscriptionCancel ServerSubHandle="{handle}"/>'))

@@ -5,30 +5,19 @@ import atexit
 import base64
 import http.client
 import os
-import re
 import shutil
 import signal
 import socket
 import ssl
 import subprocess
 import tempfile
-import time
 
-DEADLINE = 120  # seconds, for whatever is waited for
+from programs import DEADLINE, Plant, wait_for
+
 PASSWORD = "correct horse"
 USERS = {"historian": "reader", "operator": "full", "nobody": None}
 USERS.update({f"station{number}": "full" for number in range(20)})
 HOLDERS = {"dashboard": "reader", "control-room": "full", "visitor": None}
-
-
-def wait_for(condition, what, seconds=DEADLINE):
-    deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        result = condition()
-        if result:
-            return result
-        time.sleep(0.02)
-    raise TimeoutError(f"waited in vain: {what}")
 
 
 def find_free_port():
@@ -39,39 +28,6 @@ def find_free_port():
 
 def run(*command):
     return subprocess.run(command, check=True, capture_output=True, text=True).stdout
-
-
-class Plant:
-    """A server of its own process, with as many worker threads as it has by default."""
-
-    def __init__(self, program, directory, port=0, options=()):
-        self.output = os.path.join(directory, f"plant-{time.monotonic_ns()}.txt")
-        with open(self.output, "w", encoding="utf-8") as output:
-            self.process = subprocess.Popen([program, "--port", str(port), *options], stdout=output, stderr=subprocess.DEVNULL)
-        atexit.register(self.kill)
-        self.port = wait_for(self.read_port, "the plant listens")
-
-    def read_port(self):
-        if self.process.poll() is not None:
-            raise RuntimeError(f"the plant ended with {self.process.returncode}")
-        with open(self.output, encoding="utf-8") as output:
-            found = re.search(r"^listening on https?://127\.0\.0\.1:(\d+)$", output.read(), re.MULTILINE)
-        return found and int(found[1])
-
-    def kill(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-
-    def post(self, body, headers=()):
-        """Sends a request to the server itself; gives status and body."""
-        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=DEADLINE)
-        try:
-            connection.request("POST", "/", body, {"Connection": "close", **dict(headers)})
-            reply = connection.getresponse()
-            return reply.status, reply.read()
-        finally:
-            connection.close()
 
 
 class Certificates:
@@ -130,7 +86,7 @@ class Site:
     def start_plant(self, port=0):
         options = ["--certificate", self.certificates.path("server.pem"),
                    "--private-key", self.certificates.path("server.key")] if self.is_secure else []
-        return Plant(self.plant_program, self.directory, port, options)
+        return Plant(self.plant_program, port, options)
 
     def write_users(self):
         lines = [f'"user {name}" {group};\n' for name, group in USERS.items() if group]

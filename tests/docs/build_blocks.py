@@ -11,6 +11,7 @@ import subprocess
 import sys
 
 import pages
+from programs import Program
 
 GETTING_STARTED = pages.PROJECT / "docs" / "getting-started.md"
 
@@ -34,7 +35,7 @@ def build_first_host(folder, configure, cmake, report):
     make_folder(folder, cmake_lists, main)
     run([*configure, "-S", folder, "-B", folder / "build"])
     run([cmake, "--build", folder / "build"])
-    with pages.Host([folder / "build" / "machine", "0"]) as host:
+    with Program([folder / "build" / "machine", "0"]) as host:
         report.check(host.url.startswith("http://127.0.0.1:"), GETTING_STARTED, f"the host serves on {host.url}")
 
 

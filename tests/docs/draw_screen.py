@@ -14,6 +14,7 @@ import sys
 import pages
 import replay
 import terminal
+from programs import Plant
 
 DRAWING = pages.PROJECT / "docs" / "screen.svg"
 COMMANDS = [
@@ -27,7 +28,7 @@ CLASSES = {"1": "bold", "4": "head", "1;36": "changed", "31": "bad", "32": "prom
 def capture(plant, xmlda):
     """The lines of the screen, with their escape sequences."""
     lines = []
-    with pages.Host([plant, "--port", "0"]) as host:
+    with Plant(plant) as host:
         for command in COMMANDS:
             output = terminal.run(f'"{xmlda}" {command}'.replace(replay.DOCUMENTED_URL, host.url))
             lines += ["\x1b[32m$\x1b[0m xmlda " + command, *terminal.show(output).splitlines(), ""]

@@ -1,9 +1,7 @@
-"""What the tests of the documentation share: the pages, taken apart, and programs that run beside."""
+"""What the tests of the documentation share: the pages, taken apart, and what is found in them."""
 
 import pathlib
 import re
-import subprocess
-import threading
 from dataclasses import dataclass
 
 PROJECT = pathlib.Path(__file__).resolve().parents[2]
@@ -63,31 +61,6 @@ def dedent(lines):
     """Lines without the blanks that all of them begin with."""
     indent = min((len(line) - len(line.lstrip()) for line in lines if line.strip()), default=0)
     return [line[indent:].rstrip() for line in lines]
-
-
-class Host:
-    """A program that prints the URL it serves on, running on a port of the system's choice."""
-
-    def __init__(self, command):
-        self.process = subprocess.Popen(
-            command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, stdin=subprocess.DEVNULL, text=True
-        )
-        line = self.process.stdout.readline()
-        if not line.startswith("listening on http"):
-            self.stop()
-            raise RuntimeError(f"{command[0]} does not listen, it says {line!r}")
-        self.url = line.removeprefix("listening on ").strip()
-        threading.Thread(target=self.process.stdout.read, daemon=True).start()
-
-    def stop(self):
-        self.process.kill()
-        self.process.wait()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.stop()
 
 
 class Report:

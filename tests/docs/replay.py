@@ -19,6 +19,7 @@ import urllib.parse
 
 import pages
 import terminal
+from programs import Program
 
 DOCUMENTED_URL = "http://127.0.0.1:8080"
 TIME = re.compile(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(?:\.\d{3}|\.\d{6}|\.\d{9})?Z")
@@ -84,7 +85,7 @@ class Conversation:
     def __init__(self, plant_command, report):
         self.plant_command = plant_command
         self.report = report
-        self.plant = pages.Host(plant_command)
+        self.plant = Program(plant_command)
         self.functions = ""
         self.request = None  # what is yet to be answered
         self.container = None  # the request in whose reply the next block stands
@@ -93,8 +94,8 @@ class Conversation:
 
     def take(self, step):
         if step.kind == "restart":
-            self.plant.stop()
-            self.plant = pages.Host(self.plant_command)
+            self.plant.kill()
+            self.plant = Program(self.plant_command)
         elif step.kind == "in the reply to":
             self.container = step.text
         elif step.kind == "takes at least":
@@ -149,7 +150,7 @@ class Conversation:
         return text
 
     def end(self):
-        self.plant.stop()
+        self.plant.kill()
         self.report.check(self.request is None, self.request, "has no answer on the page")
 
 
@@ -186,7 +187,7 @@ def check_tls(plant, xmlda, report):
     with tempfile.TemporaryDirectory() as folder:
         subprocess.run(["bash", "-c", openssl], cwd=folder, check=True, timeout=60, capture_output=True)
         options = [f"{folder}/{word}" if word.endswith(".pem") else word for word in demo.split()]
-        with pages.Host([plant, "--port", "0", *options]) as host:
+        with Program([plant, "--port", "0", *options]) as host:
             command = [xmlda, "status", host.url, "--ca", f"{folder}/certificate.pem"]
             outcome = subprocess.run(command, capture_output=True, text=True, timeout=60)
             report.check(host.url.startswith("https:"), step, host.url)
@@ -232,11 +233,11 @@ def main():
             conversation.take(step)
         conversation.end()
         if any(step.kind == "console" for step in steps):
-            with pages.Host([machine, "0"] if page.name == "getting-started.md" else plant_command) as host:
+            with Program([machine, "0"] if page.name == "getting-started.md" else plant_command) as host:
                 for step in steps:
                     if step.kind == "console":
                         run_console(step, host.url, xmlda, report)
-    with pages.Host(plant_command) as host:
+    with Program(plant_command) as host:
         check_types(host.url, report)
     check_tls(plant, xmlda, report)
     return report.get_status(least_checks=40)

@@ -21,7 +21,8 @@ except ImportError as error:
     print(f"skipped: {error} (Debian package python3-selenium)")
     sys.exit(SKIPPED)
 
-from gateway_site import Gateway, Plant, wait_for
+from gateway_site import Gateway
+from programs import Plant, wait_for
 
 DRIVER = shutil.which("chromedriver")
 BROWSER = shutil.which("chromium")

@@ -16,7 +16,8 @@ import threading
 import time
 import unittest
 
-from gateway_site import XMLDA, Client, Gateway, Item, Plant, Schema, envelope, wait_for
+from gateway_site import XMLDA, Client, Gateway, Item, Schema, envelope
+from programs import Plant, wait_for
 
 SKIPPED = 77
 

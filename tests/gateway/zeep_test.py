@@ -14,7 +14,8 @@ except ImportError as error:
 
 import unittest
 
-from gateway_site import XMLDA, Gateway, Plant
+from gateway_site import XMLDA, Gateway
+from programs import Plant
 
 
 class ZeepTest(unittest.TestCase):

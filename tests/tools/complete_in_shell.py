@@ -9,10 +9,11 @@ import pathlib
 import pty
 import select
 import shutil
-import subprocess
 import sys
 import tempfile
 import time
+
+from programs import Plant
 
 PATIENCE = 120  # seconds
 PROMPT = "ready for more: "
@@ -112,25 +113,20 @@ def main():
     if shutil.which(name) is None:
         print(f"skipped: there is no {name} here")
         return 77
-    with tempfile.TemporaryDirectory() as folder, subprocess.Popen(
-            [plant, "--port", "0"], stdout=subprocess.PIPE, text=True) as process:
+    with tempfile.TemporaryDirectory() as folder, Plant(plant) as host:
         folder = pathlib.Path(folder)
         (folder / "completed.pem").touch()
         program = folder / "bin" / "xmlda"
         program.parent.mkdir()
         program.write_text(STAND_IN, encoding="utf-8")
         program.chmod(0o755)
+        variables = {"HOME": str(folder), "ZDOTDIR": str(folder), "TERM": "xterm", "LC_ALL": "C.UTF-8",
+                     "PATH": f"{program.parent}:{os.environ['PATH']}", "XMLDA_PROGRAM": xmlda}
+        shell = Shell(get_command(name, completions, folder), folder, variables)
         try:
-            url = process.stdout.readline().split()[-1]
-            variables = {"HOME": str(folder), "ZDOTDIR": str(folder), "TERM": "xterm", "LC_ALL": "C.UTF-8",
-                         "PATH": f"{program.parent}:{os.environ['PATH']}", "XMLDA_PROGRAM": xmlda}
-            shell = Shell(get_command(name, completions, folder), folder, variables)
-            try:
-                failures = check(shell, url)
-            finally:
-                shell.end()
+            failures = check(shell, host.url)
         finally:
-            process.kill()
+            shell.end()
     print(f"{len(CASES) - 1 - failures} of {len(CASES) - 1} completions are right")
     return 1 if failures else 0
 

@@ -12,11 +12,11 @@ namespace kx::information_model::opc {
 /// - No number, the empty text included, is 0 (false).
 /// - An integer out of range is the limit of its type; to an unsigned type a negative number wraps if its
 ///   magnitude fits, and is the maximum otherwise.
-/// - A bool is a number: 0 is false, anything else true, words are no number.
-/// - A floating-point number out of range is the largest finite one of its sign; one that is too small is 0
-/// of
-///   its sign; one that ends inside its exponent ("1e", "1e+") is 0. Hexadecimal, infinities and NaN are not
-///   read.
+/// - A bool is a number: 0 is false, anything else true, words are not numbers.
+/// - A floating-point number out of range is the largest finite one of its sign.
+/// - One that is too small is 0 of its sign.
+/// - One that ends inside its exponent ("1e", "1e+") is 0.
+/// - Hexadecimal, infinities and NaN are not read.
 ///
 /// Never throws, except for lack of memory. T is bool, short, int, long, unsigned short, unsigned int,
 /// unsigned long, float or double.

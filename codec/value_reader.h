@@ -9,14 +9,14 @@
 namespace kx::information_model::opc {
 
 /// Reads a value from the element that carries it in a request. The type is the caller's choice; "xsi:type"
-/// is not looked at.
+/// is ignored.
 ///
 /// A scalar is the text of all that is in the element. The members of an array are the direct children in the
 /// OPC XML-DA namespace that `get_type_name` names ("double"), each read as a scalar; all other children are
 /// skipped. The time that it takes is linear in the size of the element, if it is one of a request's.
 ///
 /// Texts become scalars as follows:
-/// - numbers and bool: `extract_number`, which never fails: what is no number is 0, words are false;
+/// - numbers and bool: `extract_number`, which never fails: what is not a number is 0, words are false;
 /// - signed char: `from_xml_string<signed char>`, 16 bits of which the low 8 count;
 /// - std::string: the text as it is, white space included;
 /// - TimePoint, Duration: `xsd:dateTime`, `xsd:duration`; white space at both ends is skipped.

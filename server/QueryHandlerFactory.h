@@ -16,7 +16,7 @@ class QueryHandlerFactory : public Poco::Net::HTTPRequestHandlerFactory {
 public:
     explicit QueryHandlerFactory(std::shared_ptr<InformationModel> model);
 
-    /// A new `OPCQueryHandler`, whatever the request: method, path and headers are not looked at. Where the
+    /// A new `OPCQueryHandler`, whatever the request: method, path and headers are ignored. Where the
     /// version of HTTP is not known, the response gets one that is.
     Poco::Net::HTTPRequestHandler* createRequestHandler(const Poco::Net::HTTPServerRequest& request) override;
 

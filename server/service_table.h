@@ -14,7 +14,7 @@
 namespace kx::information_model::opc {
 
 /// Makes the message of the first service, in the order of the table of services, whose request element
-/// stands in the body of a SOAP envelope.
+/// is in the body of a SOAP envelope.
 /// @param namespaces  declares "soap", "xmlda" and "xsi"; must outlive the message
 /// @param watch       of a poll that is held; may be null
 /// @return null if there is no known request

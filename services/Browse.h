@@ -17,12 +17,10 @@ class Browse : public Properties {
 public:
     /// Of several faults in one request, the first in this order is answered.
     /// @throws Poco::SyntaxException  if "ReturnAllProperties", "ReturnPropertyValues" or "ReturnErrorText"
-    /// is
-    ///                                no bool
-    /// @throws Error  E_INVALIDITEMNAME if "ItemName" is no path, E_INVALIDFILTER if "BrowseFilter" is none
-    /// of
-    ///                "all", "branch" and "item", E_UNKNOWNITEMPATH if "ItemPath" is not empty: there is only
-    ///                one address space
+    ///                                is not a bool
+    /// @throws Error  E_INVALIDITEMNAME if "ItemName" is not a path, E_INVALIDFILTER if "BrowseFilter" is
+    ///                not "all", "branch" or "item", E_UNKNOWNITEMPATH if "ItemPath" is not empty: there is
+    ///                only one address space
     Browse(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
            const Poco::XML::NamespaceSupport& namespaces);
     ~Browse() override;
@@ -32,7 +30,7 @@ protected:
     /// lock over the whole listing.
     /// @throws Error  E_UNKNOWNITEMNAME if there is no such item, E_FAIL if one is neither a domain nor a
     ///                variable
-    /// @throws std::bad_cast  if a child is no item
+    /// @throws std::bad_cast  if a child is not an item
     /// @throws std::invalid_argument, BadValueTypeException  as `insert_properties`
     Poco::AutoPtr<Poco::XML::Element> process() override;
 

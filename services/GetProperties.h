@@ -15,8 +15,8 @@ namespace kx::information_model::opc {
 /// that does not exist is left out and named on the standard error stream.
 class GetProperties : public Properties {
 public:
-    /// @throws Poco::SyntaxException  if "ReturnAllProperties" or "ReturnPropertyValues" is no bool
-    /// @throws InvalidPathException   if an item name is no path
+    /// @throws Poco::SyntaxException  if "ReturnAllProperties" or "ReturnPropertyValues" is not a bool
+    /// @throws InvalidPathException   if an item name is not a path
     GetProperties(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
                   const Poco::XML::NamespaceSupport& namespaces);
     ~GetProperties() override;

@@ -18,8 +18,8 @@ namespace kx::information_model::opc {
 /// does not exist is left out and named on the standard error stream.
 class Read : public AMessage {
 public:
-    /// @throws InvalidPathException   if an item name is no path
-    /// @throws Poco::SyntaxException  if an option is no bool
+    /// @throws InvalidPathException   if an item name is not a path
+    /// @throws Poco::SyntaxException  if an option is not a bool
     Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
          const Poco::XML::NamespaceSupport& namespaces);
     ~Read() override;

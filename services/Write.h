@@ -20,19 +20,18 @@ class Diagnostics;
 /// The Write service: stores a value in each variable that exists and may be written, in the order of the
 /// request, and reports those that it wrote.
 ///
-/// An item that does not exist or is no variable is left out and named on the standard error stream; a
-/// variable that clients may not write, or whose guard refuses the value, is left out without a word. A value
-/// that does not suit its variable fails the request as a whole, but what was written before it stays
+/// An item that does not exist or is not a variable is left out and named on the standard error stream. A
+/// variable that clients may not write, or whose guard refuses the value, is left out silently. A value of
+/// the wrong type for its variable fails the request as a whole, but what was written before it stays
 /// written.
 class Write : public AMessage {
 public:
     /// @throws std::logic_error       if the attribute "ReturnValuesOnReply" is missing
-    /// @throws Poco::SyntaxException  if it or an option is no bool
-    /// @throws InvalidPathException   if an item name is no path; an absent one is an empty text, which is
-    /// none
-    /// @throws std::invalid_argument  "Unsupported type." if a value's type is not accepted, or if the text
-    /// of
-    ///                                a time or duration is malformed
+    /// @throws Poco::SyntaxException  if it or an option is not a bool
+    /// @throws InvalidPathException   if an item name is not a path; an absent name is an empty text,
+    ///                                which is not one
+    /// @throws std::invalid_argument  "Unsupported type." if a value's type is not accepted, or if
+    ///                                the text of a time or duration is malformed
     Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
           const Poco::XML::NamespaceSupport& namespaces);
     ~Write() override;
@@ -42,7 +41,7 @@ protected:
     /// items; observers of what was written run right after its release, also when the request fails.
     /// @throws BadValueTypeException  if a value's type is not the one that the variable takes
     /// @throws std::invalid_argument  if a symbol's list has no such position
-    /// @throws InvalidPathException   if the text for a variable that holds paths is none
+    /// @throws InvalidPathException   if the text for a variable that holds paths is not one
     Poco::AutoPtr<Poco::XML::Element> process() override;
 
 private:

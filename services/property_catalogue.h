@@ -11,7 +11,7 @@
 /// The properties that items have, one row each.
 namespace kx::information_model::opc {
 
-/// The value of a property: one that stands in the tree, which may be large and is not copied, or one made
+/// The value of a property: one in the tree, which may be large and is not copied, or one made
 /// from the item.
 using PropertyValue = std::variant<const Value*, Value>;
 
@@ -22,7 +22,7 @@ template <class ItemKind>
 struct Property {
     std::string name;
 
-    /// Whether the item has the property. One that it has not is left out, also when asked for by name.
+    /// Whether the item has the property. One that it lacks is left out, also when asked for by name.
     /// @throws BadValueTypeException  "euInfo" only: if the value of an enumerated variable holds no symbol
     bool (*is_present)(const ItemKind& item);
 

@@ -19,8 +19,8 @@ public:
     /// Registers the subscription before it parses the options and the items, so that a request that fails
     /// there leaves one behind, which then expires.
     /// @throws std::logic_error       if "ReturnValuesOnReply" is absent; nothing is then registered
-    /// @throws Poco::SyntaxException  if an attribute is no bool, int or float
-    /// @throws InvalidPathException   if an item name is no path or absent
+    /// @throws Poco::SyntaxException  if an attribute is not a bool, int or float
+    /// @throws InvalidPathException   if an item name is absent or not a path
     Subscribe(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
               const Poco::XML::NamespaceSupport& namespaces, SubscriptionHandler& handler);
     ~Subscribe() override;

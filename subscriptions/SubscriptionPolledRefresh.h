@@ -31,8 +31,8 @@ inline constexpr std::size_t MAXIMUM_REPEATED_ITEMS = 100'000;
 class SubscriptionPolledRefresh : public AMessage {
 public:
     /// @param watch  waits until the hold time, and may end the hold; null for a sleep. Outlives this object.
-    /// @throws std::invalid_argument  if the hold time is no date-time
-    /// @throws Poco::SyntaxException  if another attribute is no bool or int
+    /// @throws std::invalid_argument  if the hold time is not a date-time
+    /// @throws Poco::SyntaxException  if another attribute is not a bool or int
     SubscriptionPolledRefresh(std::shared_ptr<InformationModel> model, const Poco::XML::Node* request,
                               const Poco::XML::NamespaceSupport& namespaces, SubscriptionHandler& handler,
                               HoldWatch* watch = nullptr);

@@ -59,12 +59,12 @@ public:
     /// (`xsd:dateTime`) or std::string (the text as it stands).
     /// @param default_value  what an absent attribute means
     /// @throws std::logic_error       "Attribute not found." if it is absent and there is no default
-    /// @throws Poco::SyntaxException  if the text is no bool, int or float
-    /// @throws std::invalid_argument  if the text is no date-time
+    /// @throws Poco::SyntaxException  if the text is not a bool, int or float
+    /// @throws std::invalid_argument  if the text is not a date-time
     template <class T>
     T get_attribute(const Poco::XML::Node* node, const std::string& name,
                     const std::optional<T>& default_value) const;
-    /// The same for a name that needs not be taken apart, one of `request_names`.
+    /// The same for a name that need not be split, one of `request_names`.
     template <class T>
     T get_attribute(const Poco::XML::Node* node, const XmlName& name,
                     const std::optional<T>& default_value) const;
@@ -76,7 +76,7 @@ public:
     /// each member of an array, and its type in "xsi:type". Texts are those of `convert` in
     /// codec/value_writer.h.
     ///
-    /// Requires: tree lock held, if the value stands in the tree.
+    /// Requires: tree lock held, if the value is in the tree.
     /// @return the new element, owned by the reply's document, not yet attached
     /// @throws std::invalid_argument  if the type is DECIMAL, ATTACHMENT or unknown
     /// @throws BadValueTypeException  if the content is not of the type that the descriptor names

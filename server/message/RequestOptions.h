@@ -21,7 +21,7 @@ struct RequestOptions {
 
 /// Reads the first "Options" child of `request`.
 /// @param message  the message that parses `request`
-/// @throws Poco::SyntaxException  if an attribute is no bool
+/// @throws Poco::SyntaxException  if an attribute is not a bool
 RequestOptions read_options(const AMessage& message, const Poco::XML::Node& request);
 
 }  // namespace kx::information_model::opc

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""Checks that each program on a page stands in a file that is compiled, and that the commands on the pages exist.
-What the requests and the commands with output do is another test's matter: replay.py.
+"""Checks that each program on a page stands in a file that is compiled, that the commands on the pages exist, and that
+README.md lists the packages. What the requests and the commands with output do is another test's matter: replay.py.
 
 check_programs.py PLANT XMLDA
 """
@@ -96,8 +96,20 @@ class Commands:
             self.report.check(known, step, f"{words[0]} has no {option}")
 
 
+def check_packages(report):
+    """README.md lists the Debian packages that the demo and the tests need."""
+    arrays = " ".join(f'"${{{name}_packages[@]}}"' for name in ("build", "tool", "gateway", "test"))
+    script = f"source scripts/common.sh; printf '%s\\n' {arrays}"
+    listed = subprocess.run(["bash", "-c", script], cwd=pages.PROJECT, capture_output=True, text=True, check=True).stdout
+    text = (pages.PROJECT / "README.md").read_text(encoding="utf-8")
+    for line in listed.splitlines():
+        package = line.partition(":")[0]
+        report.check(f"`{package}`" in text, "README.md", f"does not list {package}")
+
+
 def main():
     report = pages.Report()
+    check_packages(report)
     commands = Commands(*sys.argv[1:], report)
     for page in pages.list_pages():
         for step in pages.read_steps(page):

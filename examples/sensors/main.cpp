@@ -1,6 +1,6 @@
 // Publishes the sensors of the machine: temperatures, fans, voltages, currents and powers from
-// /sys/class/hwmon, and the thermal zones from /sys/class/thermal. A machine that shows none, as most virtual
-// ones, gets three simulated ones. Clients may set the limit above which a temperature counts as too hot.
+// /sys/class/hwmon, and the thermal zones from /sys/class/thermal. On a machine without sensors, such as most
+// virtual machines, it simulates three. Clients may set the limit above which a temperature is too hot.
 //   kx-sensors [PORT [FOLDER]]    8080 and /sys/class unless given
 
 #include <information_model/InformationModel.h>
@@ -33,8 +33,8 @@ using namespace kx::information_model;
 using symbol_list::QUALITY;
 namespace fs = std::filesystem;
 
-/// What the files of a kind of sensor count in, and what clients see. "temp1_input" counts thousandths of a
-/// degree.
+/// A kind of sensor: the unit that clients see, and the factor from the files of the kernel to that unit.
+/// "temp1_input" counts thousandths of a degree.
 struct Kind {
     const char* prefix;
     const char* unit;
@@ -63,7 +63,7 @@ std::optional<double> read_number(const fs::path& file, double factor) {
     return std::ifstream(file) >> number ? std::optional(number * factor) : std::nullopt;
 }
 
-/// A name that no child of the domain has yet, from a text of the kernel.
+/// Makes a name from a text of the kernel that no child of the domain has yet.
 std::string get_free_name(const Domain& domain, std::string name) {
     std::replace(name.begin(), name.end(), '/', '-');
     name = is_valid_segment(name) ? name : "unnamed";
@@ -109,7 +109,7 @@ public:
         }
     }
 
-    /// Reads all sensors and publishes what they say together.
+    /// Reads all sensors and publishes their values together.
     void update() {
         std::vector<std::optional<double>> readings;  // slow: before the lock
         for (const Sensor& sensor : sensors_) {

@@ -29,7 +29,7 @@ Number read_number(const std::string& text) {
 const std::map<std::string, Value> FIRST_VALUES = {
     {"double", Value(0.0)}, {"int", Value(0)}, {"bool", Value(false)}, {"string", Value("")}};
 
-/// Reads a value of the same type as another one; an empty text is none.
+/// Reads a value of the same type as `like`; an empty text gives none.
 std::optional<Value> parse(const Value& like, const std::string& text) {
     return text.empty()                           ? std::optional<Value>()
            : std::holds_alternative<double>(like) ? Value(read_number<double>(text))
@@ -66,8 +66,8 @@ std::map<const Variable*, TimePoint> add_table(Domain& root, std::istream& table
     return items;
 }
 
-/// Keeps values and timestamps in a database: all that was written under one lock in one transaction, before
-/// the client that wrote it gets its answer.
+/// Saves values and timestamps in a database: everything that was written under one lock in one transaction,
+/// before the client that wrote it gets its reply.
 class Store {
 public:
     Store(const char* file, InformationModel& model, std::map<const Variable*, TimePoint> items)
@@ -90,7 +90,7 @@ public:
     }
 
 private:
-    /// Of a batch, the first call saves all, and the others find their variable saved.
+    /// The first call of a batch saves all variables; the other calls find theirs saved.
     void save(const Path& path) {
         std::shared_lock lock(std::as_const(model_).get_information_tree());
         const Variable* const written = model_.get_root().find_variable(path);

@@ -4,7 +4,7 @@
 
 namespace kx::information_model::opc {
 
-/// A request exceeds what this server reads for anybody.
+/// A request exceeds a limit of this server.
 class RequestLimitException : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

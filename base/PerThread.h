@@ -8,9 +8,9 @@
 
 namespace kx::information_model::opc {
 
-/// An object of which each thread has one of its own, made when the thread first asks for it and destroyed
-/// when the thread ends. What `thread_local` would do, but for one thing: if there is no memory for
-/// registering a destructor, or for the variables of a library that was loaded late, glibc ends the process.
+/// An object of which each thread has its own, made when the thread first asks for it and destroyed when
+/// the thread ends. It replaces `thread_local`, with which glibc ends the process if there is no memory to
+/// register a destructor, or for the variables of a library that was loaded late.
 ///
 /// A variable of static storage duration. Threads of POCO's pool end after that is destroyed, when the
 /// process does, so that it gives nothing back itself; and since they end with code of the library, the

@@ -14,8 +14,8 @@
 
 namespace kx::information_model::opc {
 
-/// POCO's HTTP server, plain or with TLS, with connections that no peer can occupy for ever, and that end
-/// when the server is told to. Called by one thread at a time.
+/// POCO's HTTP server, plain or with TLS. No peer can occupy its connections for ever, and `stop_by`
+/// and `end` close them. Called by one thread at a time.
 class HttpServer : protected TlsLibrary, public Poco::Net::HTTPServer {
 public:
     /// Binds and listens.

@@ -9,10 +9,10 @@
 
 namespace kx::information_model::opc {
 
-/// A socket for POCO's servers to accept connections from, plain or with TLS; not bound yet. What it accepts
-/// are connections as `Connection` describes them. A program that the host starts inherits none of them.
+/// The socket from which POCO's servers accept connections, plain or with TLS; not bound yet. It accepts
+/// connections of the class `Connection`. A program that the host starts inherits none of them.
 ///
-/// Derived to be made; what makes it what it is is the implementation, which copies share.
+/// This class only has constructors. The behaviour is in the implementation, which copies share.
 class ListeningSocket : public Poco::Net::ServerSocket {
 public:
     /// @param connections  where each of its connections is for as long as it is open; not null

@@ -13,7 +13,7 @@ namespace kx::information_model::opc {
 class Connection;
 
 /// The connections of one server, so that it can end them. Shared by the server, its listening socket and the
-/// connections themselves. Any thread may call anything.
+/// connections themselves. Any thread may call all functions.
 class OpenConnections {
 public:
     explicit OpenConnections(const ConnectionLimits& limits = {}) : limits_(limits) {}
@@ -36,7 +36,7 @@ public:
     /// @return whether that was so by `end`
     bool wait_for_requests(std::chrono::steady_clock::time_point end) const;
 
-    /// Breaks all of them off, whatever they are about.
+    /// Breaks all of them off, whatever they are doing.
     void abort();
 
 private:

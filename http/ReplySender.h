@@ -13,8 +13,7 @@
 
 namespace kx::information_model::opc {
 
-/// Sends the answer to one request, whatever it says. Where the answer has no body, as to a HEAD, just the
-/// header is sent.
+/// Sends the answer to one request. Where the answer has no body, as to a HEAD, only the header is sent.
 ///
 /// Each function throws what the connection throws, and `std::ios_base::failure` where its stream failed: the
 /// answer may be on its way by then, see `has_begun`.
@@ -30,7 +29,7 @@ public:
     /// |-----------------|------------------------------------------------------------------|
     /// | up to 2 KiB     | together with the header, through POCO's stream                  |
     /// | up to 128 KiB   | from one buffer                                                  |
-    /// | larger          | piece by piece, as it lies in memory                             |
+    /// | larger          | piece by piece, as it is in memory                               |
     ///
     /// @throws std::bad_alloc  before anything of a success is in the response
     void send_success(const Rope& text, const std::string& content_type);
@@ -39,8 +38,8 @@ public:
     void send_refusal(Poco::Net::HTTPResponse::HTTPStatus status, std::string_view text,
                       const std::string& content_type);
 
-    /// Sends a text with a status other than success, and has the connection closed: where the next request
-    /// would begin may be in doubt.
+    /// Sends a text with a status other than success, and has the connection closed: it may be unclear
+    /// where the next request would begin.
     void send_refusal_and_close(Poco::Net::HTTPResponse::HTTPStatus status, std::string_view text);
 
     /// Whether anything has been sent: another answer would be too late.
@@ -48,7 +47,7 @@ public:
 
 private:
     bool has_body() const;
-    /// Null if the request came on no connection of the HTTP server's.
+    /// Null if the request did not come on a connection of the HTTP server.
     Poco::Net::StreamSocket* find_socket() const;
     void send_through_stream(std::string_view text);
     void send_buffer(std::string_view text);

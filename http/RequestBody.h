@@ -39,11 +39,11 @@ std::string read_to_end(std::istream& stream, std::size_t maximum_size = MAXIMUM
 std::string read_length(ByteSource& source, std::uint64_t length,
                         std::size_t maximum_size = MAXIMUM_BODY_SIZE);
 
-/// Reads a body in chunks and the trailer behind it, as RFC 9112, section 7.1, writes them, and nothing
-/// looser: who takes "no size" for the last chunk, or a line feed for the end of a line, finds the next
-/// request elsewhere than a proxy in front of it.
+/// Reads a body in chunks and the trailer behind it, strictly as RFC 9112, section 7.1, writes them. A
+/// reader that took "no size" for the last chunk, or a line feed for the end of a line, would find the next
+/// request at another place than a proxy in front of it.
 /// @throws RequestLimitException         after `maximum_size` bytes, without reading on
-/// @throws Poco::Net::MessageException   if the chunks are not as they must be, or the source ends before
+/// @throws Poco::Net::MessageException   if the chunks are malformed, or the source ends before
 std::string read_chunks(ByteSource& source, std::size_t maximum_size = MAXIMUM_BODY_SIZE);
 
 /// Whether the request is of HTTP/1.0 or 1.1. What else a client writes there must not get into an answer.
@@ -53,9 +53,9 @@ bool has_known_version(const Poco::Net::HTTPServerRequest& request);
 /// has none, whatever its method. Where a body in chunks has a Content-Length as well, or comes from an
 /// HTTP/1.0 client, others may find another end, and the connection is closed after the answer.
 /// @throws RequestLimitException         if it is longer than `MAXIMUM_BODY_SIZE`
-/// @throws Poco::Net::MessageException   if the version of HTTP is not known, the header leaves in doubt
-/// where the
-///                                       body ends, or it ends before
+/// @throws Poco::Net::MessageException   if the version of HTTP is not known, the header does not say
+///                                       clearly where the body ends, or the
+///                                       body ends before
 /// @throws Poco::Exception               if the connection fails
 std::string read_body(Poco::Net::HTTPServerRequest& request);
 

@@ -17,11 +17,11 @@ struct TlsFiles {
 /// @return nothing if one of the names is empty: the server then speaks plain HTTP
 std::optional<TlsFiles> to_tls_files(const std::string& certificate, const std::string& private_key);
 
-/// A server's share in the TLS library, for as long as the server needs it: POCO's set-up is the process's.
+/// A server's share in the TLS library, which POCO sets up once for the process.
 ///
-/// Taken before anything of TLS is made, and given back before the server ends its connections. What is made
-/// of TLS keeps the library alive by itself. A base class of the server, so that it comes first, and is given
-/// back where the construction fails.
+/// Taken before any TLS object is made, and released before the server ends its connections. TLS objects keep
+/// the library alive by themselves. It is a base class of the server, so that it is made first, and released
+/// if the construction fails.
 class TlsLibrary {
 public:
     /// Takes it if it is needed. Requires: `get_mutex()` held, if so.
@@ -33,8 +33,8 @@ public:
     /// Requires: `get_mutex()` held, if it was needed.
     void give_back();
 
-    /// Whoever holds it makes or gives back what servers with TLS share, for which POCO has no lock. Whatever
-    /// holds the last reference to something of TLS is destroyed under it as well.
+    /// Held to make or release what servers with TLS share, for which POCO has no lock. Objects that hold the
+    /// last reference to a TLS object are destroyed under it as well.
     static std::mutex& get_mutex();
 
 private:

@@ -35,7 +35,7 @@ struct Subscription {
                  std::chrono::steady_clock::time_point expires_at)
         : ping_rate(rate), handle(std::move(server_handle)), expiry(expires_at) {}
 
-    /// Lets it live for another ping rate from now.
+    /// Moves the expiry to one ping rate from now.
     void restart_expiry() {
         const auto restarted = std::chrono::steady_clock::now() + ping_rate;
         auto current = expiry.load();

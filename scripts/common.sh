@@ -85,6 +85,8 @@ deploy_packages=(
 # The site of the documentation. Its test is skipped without.
 docs_packages=(
   doxygen:doxygen
+  doxygen-awesome-css:/usr/share/doxygen-awesome-css/doxygen-awesome.css
+  mkdocs-material:/usr/share/mkdocs/themes/material/base.html
   python3:python3
 )
 package_packages=(

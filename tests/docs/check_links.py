@@ -49,7 +49,7 @@ def check_link(report, page, where, target):
 def main():
     report = pages.Report()
     reached = {}
-    for page in pages.list_pages():
+    for page in pages.list_all_pages():
         reached[page] = set()
         for number, line in pages.read_prose(page):
             for target in LINK.findall(line):

@@ -27,6 +27,12 @@ def list_pages():
     return [*(PROJECT / name for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md")), *sorted((PROJECT / "docs").glob("*.md"))]
 
 
+def list_all_pages():
+    """With those that show nothing that is run."""
+    others = [PROJECT / "SECURITY.md", *(PROJECT / "docs" / "internals").glob("*.md")]
+    return [*list_pages(), *sorted(page for page in others if page.exists())]
+
+
 def read_steps(page):
     """The blocks and directives of a page, in its order."""
     steps = []

@@ -32,6 +32,7 @@ public:
     const std::string& as_string() const noexcept { return text_; }
 
     /// What `relative` leads to from `base`: `Path("/boiler") / "drum/level"`.
+    /// @param base  where `relative` starts
     /// @param relative  the text of a path that does not begin with "/"; "." gives `base` itself
     /// @throws InvalidPathException  if it is none
     KX_INFORMATION_MODEL_EXPORT friend Path operator/(const Path& base, std::string_view relative);

@@ -29,9 +29,8 @@ const int TRIES = 10;
 /// The plant answers "100 Continue" when a worker waits for the body.
 const std::string HEAD = "POST / HTTP/1.1\r\nExpect: 100-continue\r\n";
 
-std::string create_post(const std::string& request) {
-    const std::string body = create_request(request);
-    return HEAD + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+std::string create_call(const std::string& request) {
+    return create_post(create_request(request), "Expect: 100-continue\r\n");
 }
 
 /// Asks for 12 MB, which fill every buffer on their way to a client that does not read.
@@ -56,12 +55,12 @@ struct Client {
 
 const std::vector<Client> CLIENTS = {
     {"HeldPoll",
-     [] { return create_post(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)"); }, 1},
+     [] { return create_call(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)"); }, 1},
     {"HalfABody", [] { return HEAD + "Content-Length: 1000\r\n\r\n<soap"; }, 1},
     {"HalfAChunk", [] { return HEAD + "Transfer-Encoding: chunked\r\n\r\n3e8\r\n<soap"; }, 1},
     {"HalfAHeader", [] { return "POST / HTTP/1.1\r\nContent-Le"; }, 0},
-    {"ReplyNotRead", [] { return create_post(create_large_read()); }, 100'000},
-    {"Idle", [] { return create_post("<GetStatus/>"); }, 100},
+    {"ReplyNotRead", [] { return create_call(create_large_read()); }, 100'000},
+    {"Idle", [] { return create_call("<GetStatus/>"); }, 100},
     {"Silent", [] { return ""; }, 0},
 };
 
@@ -73,16 +72,6 @@ HttpClient let(HttpClient client, const Client& what) {
         return ioctl(socket, FIONREAD, &size) == 0 && static_cast<std::size_t>(size) >= what.answer_size;
     })) << what;
     return client;
-}
-
-/// Ends a program in an orderly way, and returns how long that took.
-steady_clock::duration end(ChildProcess& program) {
-    program.send_signal(SIGTERM);
-    const auto start = steady_clock::now();
-    const Outcome outcome = program.wait();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.errors, "");
-    return steady_clock::now() - start;
 }
 
 /// Calls what starts a program, has clients do something and ends it. A busy machine may make that late now
@@ -111,7 +100,7 @@ TEST_P(Farewell, IsShort) {
         Plant plant(create_arguments());
         const HttpClient client = let(HttpClient(plant.get_port()), GetParam());
         EXPECT_EQ(plant.call("<GetStatus/>").status, 200);  // accepted after the client
-        return end(plant.get_process());
+        return plant.expect_end();
     });
 }
 
@@ -125,7 +114,7 @@ TEST(FarewellOfAll, IsShort) {
             clients.push_back(let(HttpClient(plant.get_port()), client));
         }
         EXPECT_EQ(plant.call("<GetStatus/>").status, 200);
-        return end(plant.get_process());
+        return plant.expect_end();
     });
 }
 
@@ -142,18 +131,16 @@ TEST(FarewellOfMoreThanThereAreWorkers, IsShort) {
                 clients.back().send(CLIENTS.front().create_bytes());
             }
         }
-        return end(plant.get_process());
+        return plant.expect_end();
     });
 }
 
 TEST(FarewellOfTheMachine, IsShort) {
     expect_end_in_time([] {
-        ChildProcess machine({KX_MACHINE, "0"});
-        const std::string line = machine.read_line().value_or("");
-        const auto port = static_cast<unsigned short>(std::stoul("0" + line.substr(line.rfind(':') + 1)));
-        const HttpClient holding = let(HttpClient(port), CLIENTS[0]);
-        const HttpClient stalling = let(HttpClient(port), CLIENTS[1]);
-        return end(machine);
+        HostProcess machine({KX_MACHINE, "0"});
+        const HttpClient holding = let(HttpClient(machine.get_port()), CLIENTS[0]);
+        const HttpClient stalling = let(HttpClient(machine.get_port()), CLIENTS[1]);
+        return machine.expect_end();
     });
 }
 
@@ -184,7 +171,7 @@ public:
 
     steady_clock::duration end() {
         EXPECT_EQ(connect().post(create_request("<GetStatus/>")).status, 200);
-        return testing::end(plant_.get_process());
+        return plant_.expect_end();
     }
 
 private:

@@ -1,5 +1,4 @@
-#include "support/ChildProcess.h"
-#include "support/HttpClient.h"
+#include "support/HostProcess.h"
 #include "support/replies.h"
 #include "support/wait_for.h"
 
@@ -53,19 +52,13 @@ private:
     std::filesystem::path path_;
 };
 
-/// A host that says where it listens.
-class Host {
+/// One of the hosts, whose answers are all successes.
+class Host : public HostProcess {
 public:
-    explicit Host(const std::vector<std::string>& command) : process_(command) {
-        const std::string line = process_.read_line().value_or("");
-        port_ = static_cast<unsigned short>(std::stoul("0" + line.substr(line.rfind(':') + 1)));
-    }
-
-    unsigned short get_port() const { return port_; }
-    ChildProcess& get_process() { return process_; }
+    using HostProcess::HostProcess;
 
     std::string call(const std::string& request) const {
-        const Reply reply = HttpClient(port_).post(create_request(request));
+        const Reply reply = HostProcess::call(request);
         EXPECT_EQ(reply.status, 200) << reply.body;
         return reply.body;
     }
@@ -74,17 +67,6 @@ public:
         return call("<Read><Options ReturnItemTime=\"true\"/><ItemList><Items ItemName=\"" + item_name +
                     "\"/></ItemList></Read>");
     }
-
-    void end() {
-        process_.send_signal(SIGTERM);
-        const Outcome outcome = process_.wait();
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.errors, "");
-    }
-
-private:
-    ChildProcess process_;
-    unsigned short port_ = 0;
 };
 
 std::string create_write_item(const std::string& item_name, const std::string& type,
@@ -118,7 +100,7 @@ TEST(Sensors, ShowsWhatTheKernelShows) {
     EXPECT_THAT(host.read("too_hot"), HasSubstr(">1</Value>"));
     EXPECT_THAT(host.call("<Browse/>"),
                 AllOf(Not(HasSubstr("\"nothing\"")), Not(HasSubstr("\"simulated\""))));
-    host.end();
+    host.expect_end();
 }
 
 TEST(Sensors, SaysThatASensorHasFailed) {
@@ -149,7 +131,7 @@ TEST(TenSensors, HaveValuesAndLimitsThatAreGuarded) {
     EXPECT_THAT(host.read("drum_temperature/value"), HasSubstr(">200.000000</Value>"));
     EXPECT_THAT(host.call(create_write(create_write_item("bearing_vibration/limit", "xsd:double", "5000"))),
                 HasSubstr(">250.000000</Value>"));
-    host.end();
+    host.expect_end();
 }
 
 TEST(Hosts, RefuseAPortThatIsNone) {
@@ -221,7 +203,7 @@ TEST_F(Table, KeepsValuesAndTimestamps) {
     for (std::size_t i = 0; i < item_names.size(); ++i) {
         EXPECT_EQ(mask_times(host.read(item_names[i])), replies[i]);
     }
-    host.end();
+    host.expect_end();
 }
 
 /// The numbers that the four items of one batch hold.

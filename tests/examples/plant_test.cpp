@@ -200,9 +200,8 @@ TEST_P(PlantSignals, EndItWithStatusZero) {
 TEST_P(PlantSignals, EndItWhileAClientHoldsAPoll) {
     Plant plant;
     HttpClient holding(plant.get_port());
-    const std::string body =
-        create_request(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)");
-    holding.send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    holding.send(
+        create_post(create_request(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)")));
     plant.call("<GetStatus/>");  // accepted after the poll
     plant.get_process().send_signal(GetParam());
     EXPECT_EQ(plant.get_process().wait().status, 0);

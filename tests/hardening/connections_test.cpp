@@ -1,5 +1,4 @@
-#include "hardening/HostProcess.h"
-#include "hardening/RawClient.h"
+#include "hardening/HardeningHost.h"
 #include "support/HttpClient.h"
 #include "support/replies.h"
 #include "support/wait_for.h"
@@ -41,14 +40,14 @@ protected:
 
     void TearDown() override { host_.expect_well(); }
 
-    HostProcess host_;
+    HardeningHost host_;
 };
 
 TEST_F(Connections, ResetAtEachPointOfARequest) {
     const std::string request = create_post(create_status_request());
     for (std::size_t size = 0; size <= request.size(); ++size) {
-        RawClient client(host_.get_port());
-        client.send(request.substr(0, size));
+        HttpClient client(host_.get_port());
+        client.try_send(request.substr(0, size));
         client.reset();
     }
 }
@@ -57,9 +56,9 @@ TEST_F(Connections, ResetAtPointsOfAReply) {
     const std::string request = create_post(create_large_read());
     for (const std::size_t size :
          {0U, 1U, 15U, 17U, 100U, 200U, 300U, 4096U, 100000U, 1U << 20U, 6U << 20U}) {
-        RawClient client(host_.get_port());
-        client.send(request);
-        EXPECT_EQ(client.receive(size).size(), size);
+        HttpClient client(host_.get_port());
+        client.try_send(request);
+        EXPECT_EQ(client.receive_bytes(size).size(), size);
         client.reset();
     }
 }
@@ -67,8 +66,8 @@ TEST_F(Connections, ResetAtPointsOfAReply) {
 TEST_F(Connections, ResetInAReplyOfNoLength) {
     for (int round = 0; round < 50; ++round) {
         for (const std::string body : {"<a/>", "no xml"}) {
-            RawClient client(host_.get_port());
-            client.send(create_post(body));
+            HttpClient client(host_.get_port());
+            client.try_send(create_post(body));
             client.reset();
         }
     }
@@ -123,13 +122,13 @@ TEST_F(Connections, RefusedBodyNeverBecomesARequest) {
 
 TEST_F(Connections, BodyThatIsTooLargeNeverBecomesARequest) {
     const std::string hidden = create_post(create_request("<GetStatus ClientRequestHandle='hidden'/>"));
-    RawClient client(host_.get_port());
-    client.send("POST / HTTP/1.1\r\nContent-Length: 1000000000\r\n\r\n");
-    client.send(std::string((std::size_t{128} << 20U) + 1, ' '));
+    HttpClient client(host_.get_port());
+    client.try_send("POST / HTTP/1.1\r\nContent-Length: 1000000000\r\n\r\n");
+    client.try_send(std::string((std::size_t{128} << 20U) + 1, ' '));
     for (int round = 0; round < 1000; ++round) {
-        client.send(hidden);
+        client.try_send(hidden);
     }
-    EXPECT_EQ(client.receive().find("hidden"), std::string::npos);
+    EXPECT_EQ(client.receive_bytes().find("hidden"), std::string::npos);
 }
 
 /// A request whose body does not end where it says, with another request behind it.
@@ -284,13 +283,13 @@ TEST_F(Connections, SurvivesLongHeads) {
 
 // A header without end must not fill the memory.
 TEST_F(Connections, HeadWithoutEndTakesNoMemoryWithoutEnd) {
-    RawClient client(host_.get_port());
-    client.send("POST / HTTP/1.1\r\nX: ");
+    HttpClient client(host_.get_port());
+    client.try_send("POST / HTTP/1.1\r\nX: ");
     for (int round = 0; round < 64; ++round) {
-        client.send(std::string(1 << 20U, 'x'));
+        client.try_send(std::string(1 << 20U, 'x'));
     }
     client.finish();
-    client.receive();
+    client.receive_bytes();
     EXPECT_LT(host_.get_peak_memory() >> 20U, 100 * MEMORY_FACTOR);
 }
 
@@ -314,9 +313,9 @@ TEST_F(Connections, AnswersClientsThatAskToGoOnAndThenDoNot) {
             exchange("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1000\r\n\r\n" + body);
         EXPECT_THAT(answers, StartsWith("HTTP/1.1 100 Continue\r\n\r\n" + BAD_REQUEST));
     }
-    RawClient client(host_.get_port());
-    client.send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1000\r\n\r\n");
-    client.receive(10);
+    HttpClient client(host_.get_port());
+    client.try_send("POST / HTTP/1.1\r\nExpect: 100-continue\r\nContent-Length: 1000\r\n\r\n");
+    client.receive_bytes(10);
     client.reset();
 }
 
@@ -331,15 +330,15 @@ TEST_F(Connections, OldClientsGetOneAnswer) {
 
 // More than there are workers and places in the queue.
 TEST_F(Connections, TwoHundredIdleClientsMayLeave) {
-    std::vector<std::unique_ptr<RawClient>> idle;
+    std::vector<HttpClient> idle;
     for (int number = 0; number < 200; ++number) {
-        idle.push_back(std::make_unique<RawClient>(host_.get_port()));
+        idle.emplace_back(host_.get_port());
     }
     idle.clear();
 }
 
 TEST(ConnectionsOfManyWorkers, AreServedBesideTwoHundredIdleOnes) {
-    HostProcess host({"threads=300"});
+    HardeningHost host({"threads=300"});
     std::vector<std::unique_ptr<HttpClient>> idle;
     for (int number = 0; number < 200; ++number) {
         idle.push_back(std::make_unique<HttpClient>(host.get_port()));
@@ -357,7 +356,7 @@ TEST(ConnectionsOfManyWorkers, AreServedBesideTwoHundredIdleOnes) {
 // More than a pipe holds, and nobody reads it: each request that names what does not exist has lines to
 // leave.
 TEST(ConnectionsOfAHostWhoseErrorsNobodyReads, AreServed) {
-    HostProcess host;
+    HardeningHost host;
     std::string items;
     for (int number = 0; number < 5000; ++number) {
         items += "<Items ItemName=\"missing/item/" + std::to_string(number) + "\"/>";
@@ -377,7 +376,7 @@ TEST(ConnectionsOfAHostWhoseErrorsNobodyReads, AreServed) {
 
 // Those that are connected may be closed as well: a worker needs a file to wait with.
 TEST(ConnectionsWithoutFiles, AreServedWhenThereAreFilesAgain) {
-    HostProcess host({"files=40"});
+    HardeningHost host({"files=40"});
     // With the undefined behaviour sanitizer the host needs two files more when it destroys a connection for
     // the first time, and reports an error if there are none. So let it have destroyed some before.
     const std::size_t files = host.count_files();
@@ -386,9 +385,9 @@ TEST(ConnectionsWithoutFiles, AreServedWhenThereAreFilesAgain) {
     }
     EXPECT_TRUE(wait_for([&] { return host.count_files() == files; })) << host.count_files();
     {
-        std::vector<std::unique_ptr<RawClient>> idle;
+        std::vector<HttpClient> idle;
         for (int number = 0; number < 60; ++number) {
-            idle.push_back(std::make_unique<RawClient>(host.get_port()));
+            idle.emplace_back(host.get_port());
         }
         EXPECT_TRUE(wait_for([&] { return host.count_files() >= 38; })) << host.count_files();
     }

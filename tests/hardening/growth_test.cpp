@@ -1,8 +1,7 @@
 // How cost grows with a request: whatever may be many or long in one is sent small and eight times as large.
 // A cost that grows with the square takes 64 times as much then, and linear ones 8 times.
 
-#include "hardening/HostProcess.h"
-#include "hardening/RawClient.h"
+#include "hardening/HardeningHost.h"
 #include "support/replies.h"
 
 #include <gtest/gtest.h>
@@ -375,7 +374,7 @@ struct Cost {
 class Growth : public ::testing::TestWithParam<Shape> {
 protected:
     /// The server closes the connection when it has freed what the requests took.
-    static Cost measure(const HostProcess& host, std::size_t idle_memory, std::size_t size) {
+    static Cost measure(const HardeningHost& host, std::size_t idle_memory, std::size_t size) {
         const std::vector<std::string> sent = GetParam().create(host.get_port(), size);
         std::size_t count = 0;
         const nanoseconds before = host.get_processor_time();
@@ -390,7 +389,7 @@ protected:
     }
 
     static ::testing::AssertionResult is_linear() {
-        HostProcess host({"quiet=yes"});
+        HardeningHost host({"quiet=yes"});
         host.expect_served();
         const std::size_t idle_memory = host.get_memory();
         measure(host, idle_memory, SMALLEST);

@@ -1,4 +1,4 @@
-#include "hardening/HostProcess.h"
+#include "hardening/HardeningHost.h"
 #include "support/HttpClient.h"
 #include "support/StderrCapture.h"
 #include "support/TestServer.h"
@@ -162,7 +162,7 @@ TEST_F(HostErrors, DomainRemovedUnderASubscription) {
 }
 
 TEST(HostThatDies, LeavesNoClientWaiting) {
-    HostProcess host;
+    HardeningHost host;
     std::vector<std::unique_ptr<HttpClient>> clients;
     const std::string poll =
         create_request(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)");

@@ -2,6 +2,7 @@
 #include "http/ListeningSocket.h"
 #include "server/message/Error.h"
 #include "support/dom_description.h"
+#include "support/process_state.h"
 #include "xml/reply/reply_dom.h"
 #include "xml/request/RequestParser.h"
 
@@ -11,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -127,11 +127,6 @@ TEST_P(FaultShortage, EndsInAnExceptionOrTheWholeText) {
 
 class AcceptShortage : public ::testing::TestWithParam<SHORTAGE> {
 protected:
-    static auto count_files() {
-        const std::filesystem::directory_iterator files("/proc/self/fd");
-        return std::distance(begin(files), end(files));
-    }
-
     const AllocationExemption exemption_;  // of the test's own thread
 };
 
@@ -139,7 +134,7 @@ TEST_P(AcceptShortage, LeavesNoDescriptorBehind) {
     ListeningSocket listener(std::make_shared<OpenConnections>());
     listener.bind(Poco::Net::SocketAddress("127.0.0.1", 0));
     listener.listen();
-    const auto files = count_files();
+    const auto files = testing::count_open_files();
     std::size_t attempts = 0;
     const long blocks = run_to_success(
         [&] {
@@ -154,7 +149,7 @@ TEST_P(AcceptShortage, LeavesNoDescriptorBehind) {
         },
         GetParam());
     EXPECT_GT(attempts, 5U);
-    EXPECT_EQ(count_files(), files);
+    EXPECT_EQ(testing::count_open_files(), files);
     EXPECT_EQ(blocks, 0);
 }
 

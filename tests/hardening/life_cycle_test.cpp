@@ -1,5 +1,6 @@
 #include "support/HttpClient.h"
 #include "support/TlsFiles.h"
+#include "support/process_state.h"
 #include "support/replies.h"
 #include "support/tls_client.h"
 #include "support/wait_for.h"
@@ -16,8 +17,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <memory>
@@ -35,21 +34,6 @@ constexpr int WORKERS = 64;
 constexpr std::size_t HOSTS = 50;
 constexpr std::size_t MIB = std::size_t{1} << 20U;
 
-std::size_t count_files() {
-    const std::filesystem::directory_iterator files("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
-}
-
-std::size_t read_own_status(const std::string& name) {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with(name)) {
-            return std::stoul(line.substr(name.size()));
-        }
-    }
-    throw std::runtime_error("no such line: " + name);
-}
-
 }  // namespace
 }  // namespace kx::information_model::opc::testing
 
@@ -58,10 +42,6 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes() __attribute__((
 
 namespace kx::information_model::opc::testing {
 namespace {
-
-std::size_t count_threads() {
-    return read_own_status("Threads:");
-}
 
 /// What is allocated now, in bytes.
 std::size_t get_allocated() {
@@ -171,12 +151,12 @@ protected:
         pool.stopAll();  // it would keep them
         // The system counts a thread for a moment after it was joined.
         EXPECT_TRUE(wait_for([this] { return count_threads() <= threads_; })) << count_threads();
-        EXPECT_EQ(count_files(), files_);
+        EXPECT_EQ(count_open_files(), files_);
         EXPECT_EQ(model_.use_count(), 1);
     }
 
     std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
-    const std::size_t files_ = count_files();
+    const std::size_t files_ = count_open_files();
     const std::size_t threads_ = count_threads();
 };
 
@@ -344,11 +324,11 @@ TEST_F(LifeCycle, FailedConstructionsLeaveNothingBehind) {
         }
     };
     fail(2);  // what is made once for the process is made now
-    const std::size_t files_before = count_files();
+    const std::size_t files_before = count_open_files();
     const std::size_t threads_before = count_threads();
     const std::size_t memory = get_allocated();
     fail(20);
-    EXPECT_EQ(count_files(), files_before);
+    EXPECT_EQ(count_open_files(), files_before);
     EXPECT_LE(count_threads(), threads_before);
     EXPECT_LT(get_allocated(), memory + MIB);
     EXPECT_EQ(model_.use_count(), 1);

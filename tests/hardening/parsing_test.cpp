@@ -1,7 +1,7 @@
 // Requests that bring down a server that parses them as they come: by recursion, by expansion, by time or by
 // memory.
 
-#include "hardening/HostProcess.h"
+#include "hardening/HardeningHost.h"
 #include "support/HttpClient.h"
 #include "support/replies.h"
 
@@ -36,7 +36,7 @@ protected:
 
     void TearDown() override { host_.expect_well(); }
 
-    HostProcess host_;
+    HardeningHost host_;
 };
 
 TEST_F(Parsing, DeepElementsOverflowNoStack) {

@@ -30,7 +30,8 @@ void shorten_send_timeout(HttpClient& client) {
 
 /// As many clients as there are workers ask for a reply that fills every buffer on its way, and read nothing.
 void ask_and_read_nothing(const std::function<HttpClient()>& connect) {
-    const std::string body = create_request(R"(<Read><ItemList><Items ItemName="large"/></ItemList></Read>)");
+    const std::string read =
+        create_post(create_request(R"(<Read><ItemList><Items ItemName="large"/></ItemList></Read>)"));
     std::vector<HttpClient> clients;
     for (int number = 0; number < WORKERS; ++number) {
         clients.push_back(connect());
@@ -38,7 +39,7 @@ void ask_and_read_nothing(const std::function<HttpClient()>& connect) {
         shorten_send_timeout(clients.back());
     }
     for (HttpClient& client : clients) {
-        client.send("POST / HTTP/1.1\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+        client.send(read);
     }
     EXPECT_EQ(connect().post(create_request("<GetStatus/>")).status, 200);
 }

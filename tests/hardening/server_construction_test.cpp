@@ -1,5 +1,6 @@
 #include "hardening/allocation_failure.h"
 #include "support/TlsFiles.h"
+#include "support/process_state.h"
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
@@ -12,7 +13,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <future>
 #include <memory>
 #include <thread>
@@ -52,11 +52,6 @@ void Poco::Net::SSLManager::initializeServer(PrivateKeyPassphraseHandlerPtr pass
 
 namespace kx::information_model::opc::testing {
 namespace {
-
-std::size_t count_open_files() {
-    const std::filesystem::directory_iterator files("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
-}
 
 /// Makes a server as often as it takes for no allocation to fail.
 class ServerConstruction : public ::testing::TestWithParam<SHORTAGE> {

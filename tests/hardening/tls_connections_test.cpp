@@ -1,5 +1,4 @@
-#include "hardening/HostProcess.h"
-#include "hardening/RawClient.h"
+#include "hardening/HardeningHost.h"
 #include "support/HttpClient.h"
 #include "support/TlsEnvironment.h"
 #include "support/TlsFiles.h"
@@ -51,7 +50,7 @@ protected:
     }
 
     TlsFiles files_;
-    HostProcess host_{{"certificate=" + files_.get_certificate(), "key=" + files_.get_private_key()}};
+    HardeningHost host_{{"certificate=" + files_.get_certificate(), "key=" + files_.get_private_key()}};
 };
 
 TEST_F(TlsConnections, RefusesPlainHttp) {
@@ -78,18 +77,18 @@ TEST_F(TlsConnections, ResetAtEachPointOfTheFirstMessage) {
     const std::string hello = create_client_hello();
     ASSERT_GT(hello.size(), 100U);
     for (std::size_t size = 0; size <= hello.size(); ++size) {
-        RawClient client(host_.get_port());
-        client.send(hello.substr(0, size));
+        HttpClient client(host_.get_port());
+        client.try_send(hello.substr(0, size));
         client.reset();
     }
 }
 
 TEST_F(TlsConnections, StalledHandshakesHoldTheirOwnWorkerOnly) {
     const std::string hello = create_client_hello();
-    std::vector<std::unique_ptr<RawClient>> stalled;
+    std::vector<HttpClient> stalled;
     for (std::size_t number = 0; number < 15; ++number) {
-        stalled.push_back(std::make_unique<RawClient>(host_.get_port()));
-        stalled.back()->send(hello.substr(0, hello.size() * number / 14));
+        stalled.emplace_back(host_.get_port());
+        stalled.back().try_send(hello.substr(0, hello.size() * number / 14));
     }
     EXPECT_EQ(get_status(), 200);
 }

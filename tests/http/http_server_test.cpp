@@ -35,6 +35,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using information_model::testing::wait_for;
+using testing::create_post;
 using testing::create_request;
 using testing::HttpClient;
 
@@ -59,11 +60,6 @@ std::string create_status() {
 
 std::string create_held_poll() {
     return create_request(R"(<SubscriptionPolledRefresh HoldTime="2200-01-01T00:00:00Z"/>)");
-}
-
-std::string create_post(const std::string& body, const std::string& headers = "") {
-    return "POST / HTTP/1.1\r\n" + headers + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
-           body;
 }
 
 std::string create_large_read() {

@@ -1,5 +1,6 @@
 #include "support/HttpClient.h"
 
+#include <Poco/Exception.h>
 #include <Poco/Net/NetException.h>
 #include <Poco/Net/SocketAddress.h>
 
@@ -46,6 +47,20 @@ void HttpClient::send(const std::string& bytes) {
     }
 }
 
+void HttpClient::try_send(const std::string& bytes) {
+    try {
+        send(bytes);
+    } catch (const Poco::IOException&) {  // closed before it had taken all
+    }
+}
+
+void HttpClient::finish() {
+    try {
+        socket_.shutdownSend();
+    } catch (const Poco::IOException&) {  // closed already
+    }
+}
+
 Reply HttpClient::receive() {
     Reply reply;
     const std::string status_line = read_line();
@@ -68,6 +83,22 @@ Reply HttpClient::receive() {
         reply.body = std::exchange(buffer_, {});
     }
     return reply;
+}
+
+std::string HttpClient::receive_bytes(std::size_t size) {
+    try {
+        while (buffer_.size() < size && fill(size - buffer_.size())) {
+        }
+    } catch (const Poco::IOException&) {  // reset: the end as well
+    }
+    std::string bytes = buffer_.substr(0, size);
+    buffer_.erase(0, bytes.size());
+    return bytes;
+}
+
+void HttpClient::reset() {
+    socket_.setLinger(true, 0);
+    socket_.close();
 }
 
 bool HttpClient::is_closed(int seconds) {
@@ -114,11 +145,32 @@ std::string HttpClient::read_chunks() {
     return body;
 }
 
-bool HttpClient::fill() {
+bool HttpClient::fill(std::size_t most) {
     std::array<char, 64 * 1024> chunk;
-    const int count = socket_.receiveBytes(chunk.data(), static_cast<int>(chunk.size()));
+    const int count = socket_.receiveBytes(chunk.data(), static_cast<int>(std::min(chunk.size(), most)));
     buffer_.append(chunk.data(), static_cast<std::size_t>(count));
     return count > 0;
+}
+
+std::string exchange(unsigned short port, const std::string& bytes) {
+    HttpClient client(port);
+    client.try_send(bytes);
+    client.finish();
+    return client.receive_bytes();
+}
+
+std::string create_post(const std::string& body, const std::string& extra_headers) {
+    return "POST / HTTP/1.1\r\nHost: localhost\r\n" + extra_headers +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+std::size_t count_answers(const std::string& received) {
+    std::size_t count = 0;
+    for (std::size_t place = received.find("HTTP/1."); place != std::string::npos;
+         place = received.find("HTTP/1.", place + 1)) {
+        ++count;
+    }
+    return count;
 }
 
 }  // namespace kx::information_model::opc::testing

@@ -2,6 +2,7 @@
 
 #include <Poco/Net/StreamSocket.h>
 
+#include <cstddef>
 #include <map>
 #include <string>
 
@@ -18,8 +19,8 @@ struct Reply {
 };
 
 /// One connection to 127.0.0.1 on which a test decides every byte. Sends a request when told, reads a reply
-/// when told; fails with an exception after two minutes of silence, which an emulated processor may need for
-/// a large reply.
+/// when told; fails with an exception after ten minutes of silence, of which an emulated processor may need
+/// some for a large reply.
 class HttpClient {
 public:
     explicit HttpClient(unsigned short port);
@@ -32,9 +33,22 @@ public:
     /// Sends these bytes.
     void send(const std::string& bytes);
 
+    /// Sends as many of these bytes as the server takes: it may close the connection before it has all.
+    void try_send(const std::string& bytes);
+
+    /// Tells the server that nothing more comes.
+    void finish();
+
     /// Reads one reply: status line, headers, and the body by its length, its chunks, or the connection's
     /// end.
     Reply receive();
+
+    /// Reads bytes as they come until `size` of them are there, or up to the end of the connection; a reset
+    /// is an end as well.
+    std::string receive_bytes(std::size_t size = std::string::npos);
+
+    /// Closes the connection with a reset, not an end.
+    void reset();
 
     /// Whether the server has closed the connection; waits for it up to `seconds`.
     bool is_closed(int seconds);
@@ -45,10 +59,20 @@ private:
     std::string read_line();
     std::string read_exactly(std::size_t count);
     std::string read_chunks();
-    bool fill();
+    /// Reads what comes, but not more than that many bytes. @return whether the connection has not ended
+    bool fill(std::size_t most = std::string::npos);
 
     Poco::Net::StreamSocket socket_;
     std::string buffer_;
 };
+
+/// Sends these bytes and then the end, and reads all that comes until the server closes the connection.
+std::string exchange(unsigned short port, const std::string& bytes);
+
+/// A POST request with this body and its length.
+std::string create_post(const std::string& body, const std::string& extra_headers = "");
+
+/// How many answers these bytes hold.
+std::size_t count_answers(const std::string& received);
 
 }  // namespace kx::information_model::opc::testing

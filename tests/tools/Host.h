@@ -37,5 +37,7 @@ private:
 
 /// The time that all variables of a `Host` carry, as it is printed.
 inline const std::string HOST_TIME = "2026-01-02T03:04:05Z";
+/// The same, as people in a zone two hours to the east see it.
+inline const std::string LOCAL_TIME = "2026-01-02 05:04:05.000";
 
 }  // namespace xmlda::testing

@@ -29,12 +29,6 @@ void expect_success(const Outcome& outcome, const std::string& output) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-void expect_failure(const Outcome& outcome, int status, const std::string& errors) {
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors, errors);
-    EXPECT_EQ(outcome.status, status);
-}
-
 std::string mask_server_time(const std::string& text) {
     return std::regex_replace(text, std::regex(R"((Server time  |"serverTime": ")[0-9T:.Z-]+)"), "$1*");
 }

@@ -21,9 +21,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-/// The time of all variables of the host, as people in a zone two hours to the east see it.
-const std::string LOCAL_TIME = "2026-01-02 05:04:05.000";
-
 /// What makes the program comfortable, against a server of ours.
 class People : public ::testing::Test {
 protected:
@@ -41,12 +38,6 @@ protected:
 
     Host host;
 };
-
-void expect_failure(const Outcome& outcome, int status, const std::string& errors) {
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors, errors);
-    EXPECT_EQ(outcome.status, status);
-}
 
 TEST_F(People, ReadUnitsSymbolsAndLocalTimes) {
     EXPECT_EQ(see({"read", "/boiler/temperature", "/boiler/kind"}).output,

@@ -1,3 +1,4 @@
+#include "support/HostProcess.h"
 #include "xmlda_program.h"
 
 #include <gmock/gmock.h>
@@ -15,25 +16,15 @@ using ::testing::HasSubstr;
 /// The program beside the example that people try it with first.
 class Plant : public ::testing::Test {
 protected:
-    Plant() : process_({PLANT_PROGRAM, "--port", "0"}) {
-        const std::string announcement = "listening on ";
-        process_.wait_for_output(announcement);
-        process_.wait_for_output("\n");
-        const std::string& output = process_.get_outcome().output;
-        const std::size_t begin = output.find(announcement) + announcement.size();
-        url_ = output.substr(begin, output.find('\n', begin) - begin);
-    }
-
     Outcome run(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin() + 1, url_);
+        arguments.insert(arguments.begin() + 1, plant_.get_url());
         Outcome outcome = run_xmlda(arguments);
         EXPECT_EQ(outcome.errors, "");
         EXPECT_EQ(outcome.status, 0);
         return outcome;
     }
 
-    ChildProcess process_;
-    std::string url_;
+    kx::information_model::opc::testing::HostProcess plant_{{PLANT_PROGRAM, "--port", "0"}};
 };
 
 TEST_F(Plant, IsBrowsed) {
@@ -67,7 +58,7 @@ TEST_F(Plant, IsWrittenTo) {
 
     EXPECT_THAT(output, ContainsRegex("^/boiler/mode                  1           int     2[^ ]*Z\n"
                                       "/boiler/temperature_setpoint  190.000000  double  2[^ ]*Z\n$"));
-    process_.wait_for_output("/boiler/mode");
+    plant_.get_process().wait_for_output("/boiler/mode");
 }
 
 TEST_F(Plant, IsWatched) {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <set>
 #include <string>
@@ -59,16 +58,7 @@ protected:
 
     /// Sends these bytes and then the end, and reads to the end of the connection.
     std::string exchange_all(const std::string& bytes) const {
-        HttpClient client(server.get_port());
-        client.send(bytes);
-        client.get_socket().shutdownSend();
-        std::string received;
-        std::string block(4096, '\0');
-        for (int size = 1; size > 0;) {
-            size = client.get_socket().receiveBytes(block.data(), static_cast<int>(block.size()));
-            received.append(block, 0, static_cast<std::size_t>(std::max(0, size)));
-        }
-        return received;
+        return testing::exchange(server.get_port(), bytes);
     }
 
     static std::size_t count(const std::string& text, const std::string& part) {

@@ -2,6 +2,7 @@
 #include "support/HttpClient.h"
 #include "support/TestThreads.h"
 #include "support/TlsFiles.h"
+#include "support/process_state.h"
 #include "support/replies.h"
 #include "support/server_end.h"
 
@@ -20,7 +21,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -41,11 +41,6 @@ protected:
 
 void expect_served(unsigned short port) {
     EXPECT_EQ(HttpClient(port).post(create_status_request()).status, 200);
-}
-
-std::size_t count_open_files() {
-    const std::filesystem::directory_iterator files("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(files), end(files)));
 }
 
 static_assert(!std::is_copy_constructible_v<Server> && !std::is_copy_assignable_v<Server>);

@@ -25,6 +25,15 @@ TEST(ServerUrl, MayLeaveOutSchemePortAndPath) {
     EXPECT_EQ(address.to_host_header(), "plc7");
 }
 
+TEST(ServerUrl, HasAnotherPortWithTls) {
+    const ServerAddress address = parse_server_url("https://plc7/opc");
+    EXPECT_TRUE(address.has_tls);
+    EXPECT_EQ(address.port, 443);
+    EXPECT_EQ(address.to_host_header(), "plc7");
+    EXPECT_EQ(parse_server_url("https://plc7:80").to_host_header(), "plc7:80");
+    EXPECT_FALSE(parse_server_url("http://plc7:443").has_tls);
+}
+
 TEST(ServerUrl, KnowsAddressesOfIpv6) {
     const ServerAddress address = parse_server_url("http://[::1]:8080");
     EXPECT_EQ(address.host, "::1");
@@ -33,8 +42,8 @@ TEST(ServerUrl, KnowsAddressesOfIpv6) {
 
 TEST(ServerUrl, IsQuotedWhenItIsWrong) {
     for (const std::string url :
-         {"https://a", "", "http://", "http://a:0", "http://a:70000", "http://a:", "http://a:8x",
-          "http://u@a", "http://[::1", "http://[::1]8", "http://a b", "http://a?x", "ftp://a"}) {
+         {"htps://a", "", "http://", "http://a:0", "http://a:70000", "http://a:", "http://a:8x", "http://u@a",
+          "http://[::1", "http://[::1]8", "http://a b", "http://a?x", "ftp://a"}) {
         try {
             parse_server_url(url);
             ADD_FAILURE() << url;

@@ -71,6 +71,18 @@ TEST(ItemTable, StaleValuesKeepTheirText) {
     EXPECT_EQ(item->state.quality, "badLastKnownValue");
 }
 
+TEST(ItemTable, WhatWasNeverReadIsNewsOnceWhenTheServerIsAway) {
+    ItemTable table;
+    const auto item = table.get("/a");
+    EXPECT_EQ(item->change, 0U);
+    table.set_stale();
+    const std::uint64_t change = item->change;
+    EXPECT_EQ(change, table.get_change());
+    EXPECT_EQ(item->state.kind, ItemState::Kind::UNKNOWN);
+    table.set_stale();
+    EXPECT_EQ(item->change, change);
+}
+
 TEST(ItemTable, TellsListenersOnceForEachPublish) {
     ItemTable table;
     int calls = 0;

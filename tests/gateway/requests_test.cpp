@@ -27,6 +27,20 @@ TEST(Request, OptionsHaveTheDefaultsOfTheSchema) {
     EXPECT_FALSE(empty.request_handle);
 }
 
+TEST(Request, WhatItemsInheritIsBounded) {
+    std::string items;
+    for (int i = 0; i < 1000; ++i) {
+        items += "<Items/>";
+    }
+    const auto read = [&items](std::size_t length) {
+        return parse("<Read><ItemList ItemPath=\"" + std::string(length, 'a') + "\">" + items +
+                     "</ItemList></Read>")
+            .read_read();
+    };
+    EXPECT_EQ(read(1000).items.size(), 1000U);
+    EXPECT_THROW(read(100'000), SoapFault);
+}
+
 TEST(Request, ItemsInheritFromTheirList) {
     const ReadRequest read =
         parse(

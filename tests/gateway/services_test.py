@@ -7,6 +7,7 @@ DESCRIPTION is the folder of the published schema, against which every reply is 
 import datetime
 import http.client
 import json
+import os
 import re
 import shutil
 import socket
@@ -16,7 +17,7 @@ import threading
 import time
 import unittest
 
-from gateway_site import XMLDA, Client, Gateway, Item, Schema, envelope
+from gateway_site import XMLDA, Certificate, Client, Gateway, Item, Recorder, Schema, envelope
 from programs import Plant, wait_for
 
 SKIPPED = 77
@@ -47,6 +48,36 @@ def in_background(action):
     return join
 
 
+def watch_as_page(gateway, names):
+    """What a page hears first of each of these items."""
+    connection = gateway.connect()
+    connection.request("GET", "/api/events")
+    reply = connection.getresponse()
+
+    def next_event():
+        event = None
+        while True:
+            line = reply.readline().decode().rstrip("\n")
+            if line.startswith("event: "):
+                event = line.removeprefix("event: ")
+            if line.startswith("data: "):
+                return event, json.loads(line.removeprefix("data: "))
+
+    event, hello = next_event()
+    assert event == "hello", event
+    event, _ = next_event()
+    assert event == "state", event
+    watch = json.dumps({"page": hello["page"], "items": names})
+    status, _ = gateway.send("POST", "/api/watch", watch, {"Content-Type": "application/json"})
+    assert status == 200, status
+    seen = {}
+    while len(seen) < len(names):
+        event, items = next_event()
+        seen.update({item["item"]: item for item in items if event == "items"})
+    connection.close()
+    return seen
+
+
 class Site(unittest.TestCase):
     plant_program = ""
     gateway_program = ""
@@ -64,6 +95,10 @@ class Site(unittest.TestCase):
     def tearDownClass(cls):
         cls.gateway.kill()
         cls.plant.kill()
+
+    def figure(self, name):
+        text = self.gateway.get("/metrics")[1].decode()
+        return float(re.search(rf"^kx_gateway_{name} (\S+)$", text, re.MULTILINE)[1])
 
     def write(self, item, value, attributes='ReturnValuesOnReply="true"', more=""):
         response = self.client.call(f'<Write {attributes}><Options ReturnItemTime="true"/><ItemList>'
@@ -407,10 +442,6 @@ class SubscriptionTest(Site):
         self.write("/boiler/temperature_setpoint", "<Value>188</Value>")
         self.assertEqual(len(self.poll_items(handle, attributes='WaitTime="60000"')), 1)
 
-    def figure(self, name):
-        text = self.gateway.get("/metrics")[1].decode()
-        return float(re.search(rf"^kx_gateway_{name} (\S+)$", text, re.MULTILINE)[1])
-
     def test_load_on_the_server_does_not_grow_with_clients(self):
         for _ in range(30):
             self.subscribe("/boiler/temperature", "/boiler/pressure")
@@ -431,6 +462,8 @@ class WebTest(Site):
         subprocess.run(["xmllint", "--noout", "-"], input=body, check=True)
         behind_proxy = self.gateway.get("/?wsdl", **{"Host": "gateway.example", "X-Forwarded-Proto": "https"})[1]
         self.assertIn(b'location="https://gateway.example/"', behind_proxy)
+        below_a_path = self.gateway.get("/?wsdl", **{"X-Forwarded-Prefix": "/plant"})[1].decode()
+        self.assertIn(f'location="http://127.0.0.1:{self.gateway.port}/plant/"', below_a_path)
 
     def test_metrics(self):
         body = self.gateway.get("/metrics")[1]
@@ -475,32 +508,10 @@ class WebTest(Site):
         self.assertEqual(self.client.read("/boiler/mode")[0].code, "")
 
     def test_events(self):
-        connection = http.client.HTTPConnection("127.0.0.1", self.gateway.port, timeout=120)
-        connection.request("GET", "/api/events")
-        reply = connection.getresponse()
-
-        def next_event():
-            event = None
-            while True:
-                line = reply.readline().decode().rstrip("\n")
-                if line.startswith("event: "):
-                    event = line.removeprefix("event: ")
-                if line.startswith("data: "):
-                    return event, json.loads(line.removeprefix("data: "))
-
-        event, hello = next_event()
-        self.assertEqual(event, "hello")
-        self.assertEqual(next_event()[0], "state")
-        watch = json.dumps({"page": hello["page"], "items": ["/boiler/temperature", "/boiler/mode", "/nothing"]})
-        self.assertEqual(self.gateway.send("POST", "/api/watch", watch, {"Content-Type": "application/json"})[0], 200)
-        seen = {}
-        while len(seen) < 3:
-            event, items = next_event()
-            seen.update({item["item"]: item for item in items if event == "items"})
+        seen = watch_as_page(self.gateway, ["/boiler/temperature", "/boiler/mode", "/nothing"])
         self.assertEqual(seen["/boiler/mode"]["quality"], "good")
         self.assertTrue(seen["/nothing"]["gone"])
         self.assertIsInstance(seen["/boiler/temperature"]["value"], float)
-        connection.close()
 
 
 class AwayTest(Site):
@@ -529,6 +540,27 @@ class AwayTest(Site):
         wait_for(lambda: [item for item in self.poll_items(handle, attributes='WaitTime="60000"')
                           if float(item.text or 0) == 190.25], "the change")
 
+    def test_killed_gateway(self):
+        """Its clients subscribe anew; the server is left with one subscription that nobody polls."""
+        recorder = Recorder(self.plant)
+        self.addCleanup(recorder.close)
+        server = f"http://127.0.0.1:{recorder.port}"
+        gateway = Gateway(self.gateway_program, server, "--sample", "50").wait_until_connected()
+        poll = "<SubscriptionPolledRefresh><ServerSubHandles>{}</ServerSubHandles></SubscriptionPolledRefresh>"
+        handles = []
+        for item in ("/boiler/temperature", "/boiler/pressure", "/boiler/mode", "/maintenance/note"):
+            subscribe = f'<Subscribe><ItemList><Items ItemName="{item}"/></ItemList></Subscribe>'
+            handles.append(Client(gateway, self.schema).call(subscribe).get("ServerSubHandle"))
+            wait_for(lambda: len(recorder.subscriptions) == 1, "the server has one subscription")
+        gateway.kill()
+        self.assertEqual(len(recorder.subscriptions), 1)
+        gateway = Gateway(self.gateway_program, server, port=gateway.port).wait_until_connected()
+        client = Client(gateway, self.schema)
+        for handle in handles:
+            unknown = client.call(poll.format(handle)).find(f"{{{XMLDA}}}InvalidServerSubHandles")
+            self.assertEqual(unknown.text, handle)
+        self.assertEqual(gateway.stop()[0], 0)
+
     def test_hanging_server(self):
         with socket.socket() as silent:
             silent.bind(("127.0.0.1", 0))
@@ -537,6 +569,7 @@ class AwayTest(Site):
             client = Client(gateway, self.schema)
             self.assertEqual(client.read("/boiler/mode")[0].quality, "badCommFailure")
             wait_for(lambda: "does not answer" in gateway.read(), "the gateway says so")
+            self.assertEqual(watch_as_page(gateway, ["/boiler/level"])["/boiler/level"]["quality"], "badCommFailure")
             self.assertEqual(gateway.stop()[0], 0)
 
 
@@ -604,6 +637,157 @@ class BoundsTest(Site):
         wait_for(is_served, "others are served")
 
 
+class FloodTest(Site):
+    """Many large requests at one time."""
+
+    MIB = 1024
+    arguments = ("--max-memory", "48", "--max-request", "8", "--max-clients", "150", "--client-patience", "5")
+
+    def get_memory(self, name):
+        """In KiB; "VmHWM" is the most there was."""
+        with open(f"/proc/{self.gateway.process.pid}/status", encoding="utf-8") as file:
+            return int(re.search(rf"^{name}:\s+(\d+) kB$", file.read(), re.MULTILINE)[1])
+
+    def flood(self, count, body, length):
+        """Sends it on connections of its own at one time, and gives the statuses of the replies; 0 if there was none."""
+        connections = []
+        for _ in range(count):
+            connection = self.gateway.connect()
+            connections.append(connection)
+            try:
+                connection.putrequest("POST", "/")
+                connection.putheader("Content-Type", "text/xml")
+                connection.putheader("Content-Length", str(length))
+                connection.endheaders(body)
+            except OSError:
+                pass  # refused already
+        statuses = []
+        for connection in connections:
+            try:
+                statuses.append(connection.getresponse().status)
+            except (OSError, http.client.HTTPException):
+                statuses.append(0)
+            connection.close()
+        return statuses
+
+    @unittest.skipIf("KX_SANITIZED" in os.environ, "sanitizers take memory of their own")
+    def test_memory_is_bounded(self):
+        before = self.get_memory("VmHWM")
+        half = b"<" * (4 * 1024 * 1024)  # of a body that never becomes complete
+        self.assertEqual(set(self.flood(100, half, 2 * len(half))) - {0}, {503})
+        many = envelope("<Read><ItemList>" + '<Items ItemName="boiler/mode"/>' * 10_000 + "</ItemList></Read>")
+        self.assertIn(200, self.flood(10, many, len(many)))
+        self.assertLess(self.get_memory("VmHWM") - before, 300 * self.MIB)
+        wait_for(lambda: self.gateway.get("/api/status")[0] == 200 and self.figure("message_bytes") < 10_000,
+                 "all is given back")
+        self.assertEqual(self.client.read("/boiler/mode")[0].quality, "good")
+
+    def test_large_replies_are_refused(self):
+        self.write("/maintenance/note", f"<Value>{'x' * 10_000}</Value>")
+        items = '<Items ItemName="/maintenance/note"/>' * 10_000
+        self.assertEqual(self.client.fail(f"<Read><ItemList>{items}</ItemList></Read>"), "da:E_OUTOFMEMORY")
+        self.write("/maintenance/note", "<Value>short</Value>")
+
+
+class TlsTest(Site):
+    """TLS to clients and to the server."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.certificate = Certificate()
+        cls.plant = Plant(cls.plant_program, options=cls.certificate.options)
+        cls.server = f"https://127.0.0.1:{cls.plant.port}"
+        cls.gateway = Gateway(cls.gateway_program, cls.server, "--ca", cls.certificate.file, "--client-patience", "2",
+                              certificate=cls.certificate)
+        cls.gateway.wait_until_connected()
+        cls.client = Client(cls.gateway, cls.schema)
+
+    def test_says_where_it_listens(self):
+        self.assertIn(f"page: https://127.0.0.1:{self.gateway.port}/\n", self.gateway.read())
+        location = f'location="https://127.0.0.1:{self.gateway.port}/"'
+        self.assertIn(location, self.gateway.get("/?wsdl")[1].decode())
+
+    def test_reads_and_writes(self):
+        self.assertEqual(self.client.read("/boiler/temperature")[0].quality, "good")
+        self.assertEqual(float(self.write("/boiler/temperature_setpoint", "<Value>187.5</Value>").text), 187.5)
+
+    def test_large_requests_and_replies(self):
+        items = "".join(f'<Items ItemName="/boiler/temperature" ClientItemHandle="{i}"/>' for i in range(5000))
+        response = self.client.call(f"<Read><ItemList>{items}</ItemList></Read>")
+        handles = [element.get("ClientItemHandle") for element in response.iter(f"{{{XMLDA}}}Items")]
+        self.assertEqual(handles, [str(i) for i in range(5000)])
+
+    def test_many_polls_on_one_connection(self):
+        handle, _ = self.subscribe("/maintenance/note")
+        connection = self.gateway.connect()
+        for turn in range(3):
+            body = envelope(f'<SubscriptionPolledRefresh WaitTime="60000"><ServerSubHandles>{handle}</ServerSubHandles>'
+                            '</SubscriptionPolledRefresh>')
+            connection.request("POST", "/", body, {"Content-Type": "text/xml"})
+            wait_for(lambda: self.figure("clients") == 2, "the poll is held")
+            self.write("/maintenance/note", f"<Value>turn {turn}</Value>")
+            reply = connection.getresponse()
+            self.assertEqual(reply.status, 200)
+            self.assertIn(f"turn {turn}".encode(), reply.read())
+        connection.close()
+
+    def test_client_that_leaves_is_noticed(self):
+        handle, _ = self.subscribe("/instruments/thermometer_1")
+        body = envelope(f'<SubscriptionPolledRefresh WaitTime="600000"><ServerSubHandles>{handle}</ServerSubHandles>'
+                        '</SubscriptionPolledRefresh>')
+        connection = self.gateway.connect()
+        connection.request("POST", "/", body, {"Content-Type": "text/xml"})
+        wait_for(lambda: self.figure("clients") == 2, "the poll is held")
+        connection.close()
+        wait_for(lambda: self.figure("clients") == 1, "the client is gone")
+
+    def test_clients_without_tls_are_disconnected(self):
+        for text in (b"", b"GET / HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n", b"\x16\x03\x01\x02\x00"):
+            with socket.create_connection(("127.0.0.1", self.gateway.port), timeout=120) as connection:
+                connection.sendall(text)
+                while connection.recv(100):
+                    pass
+
+    def test_silent_clients_are_disconnected(self):
+        for text in (b"", b"POST / HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Length: 10\r\n\r\nabc"):
+            with socket.create_connection(("127.0.0.1", self.gateway.port), timeout=120) as plain:
+                with self.gateway.tls.wrap_socket(plain, server_hostname="127.0.0.1") as connection:
+                    connection.sendall(text)
+                    self.assertEqual(connection.recv(100), b"")
+
+    def check_distrust(self, gateway, failure):
+        wait_for(lambda: failure in gateway.read(), failure)
+        self.assertEqual(Client(gateway, self.schema).read("/boiler/mode")[0].quality, "badCommFailure")
+        gateway.kill()
+
+    def test_server_that_is_not_trusted(self):
+        other = Certificate("DNS:elsewhere.example")
+        plant = Plant(self.plant_program, options=other.options)
+        for server, trust, failure in ((self.server, (), "its certificate is not accepted: self-signed certificate"),
+                                       (self.server, ("--ca", other.file), "its certificate is not accepted"),
+                                       (f"https://127.0.0.1:{plant.port}", ("--ca", other.file),
+                                        "its certificate is not accepted: IP address mismatch"),
+                                       (f"https://localhost:{plant.port}", ("--ca", other.file),
+                                        "its certificate is not accepted: hostname mismatch")):
+            self.check_distrust(Gateway(self.gateway_program, server, *trust), failure)
+        gateway = Gateway(self.gateway_program, f"https://127.0.0.1:{plant.port}", "--insecure").wait_until_connected()
+        self.assertEqual(Client(gateway, self.schema).read("/boiler/mode")[0].quality, "good")
+        self.assertEqual(gateway.stop()[0], 0)
+
+    def test_ends_while_clients_are_connected(self):
+        gateway = Gateway(self.gateway_program, self.server, "--insecure", certificate=self.certificate)
+        connections = [gateway.connect() for _ in range(3)]
+        connections[0].connect()  # says nothing
+        connections[1].request("GET", "/api/events")
+        self.assertEqual(connections[1].getresponse().status, 200)
+        connections[2].request("GET", "/api/status")
+        connections[2].getresponse().read()
+        self.assertEqual(gateway.stop()[0], 0)
+        self.assertIn("stopped", gateway.read())
+        for connection in connections:
+            connection.close()
+
+
 class ProgramTest(unittest.TestCase):
     gateway_program = ""
 
@@ -611,7 +795,14 @@ class ProgramTest(unittest.TestCase):
         return subprocess.run([self.gateway_program, *arguments], capture_output=True, text=True, timeout=120, check=False)
 
     def test_arguments(self):
-        for arguments, text in (((), "the URL of the server is missing"), (("https://a",), "must begin with http://"),
+        for arguments, text in (((), "the URL of the server is missing"), (("ftp://a",), "must begin with http:// or https://"),
+                                (("http://a", "--insecure"), "--insecure are for servers with https://, not for 'http://a'"),
+                                (("https://a", "--ca", "/nothing"), "--ca: cannot read the file '/nothing'"),
+                                (("https://a", "--ca", __file__), "cannot be used as certificates of authorities"),
+                                (("https://a", "--ca", __file__, "--insecure"), "exclude each other"),
+                                (("http://a", "--certificate", __file__), "given together"),
+                                (("http://a", "--certificate", __file__, "--private-key", __file__),
+                                 "cannot be used as the certificate"),
                                 (("http://a", "--port", "x"), "'x' is not a whole number"),
                                 (("http://a", "--port", "70000"), "'70000' is not a whole number"),
                                 (("http://a", "--metrics", "a//b"), "'a//b' is not the path of a branch"),

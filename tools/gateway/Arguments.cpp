@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <fstream>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -20,9 +21,10 @@ Examples:
   kx-gateway http://127.0.0.1:8080
   kx-gateway http://plc7:8080 --address 0.0.0.0 --name gateway.example.com
   kx-gateway http://127.0.0.1:8080 --metrics /boiler --metrics /turbine
+  kx-gateway https://plc7:8443 --ca plc7.pem --certificate own.pem --private-key own.key
 
-Whoever reaches the gateway may write what the server lets clients write. Users,
-passwords and TLS are a proxy's matter.
+Whoever reaches the gateway may write what the server lets clients write. Users
+and passwords are a proxy's matter.
 
 Exit status: 0 ended by a signal, 1 failure, 2 wrong arguments.)";
 
@@ -87,6 +89,12 @@ public:
             ->type_name("PATH")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        add_file("--certificate", arguments_.certificate.certificate_file,
+                 "PEM file; together with --private-key: serve HTTPS");
+        add_file("--private-key", arguments_.certificate.private_key_file, "PEM file with the key of it");
+        add_file("--ca", arguments_.trust.authorities_file,
+                 "Trust these certificates of an https server (PEM)\nonly");
+        app_.add_flag("--insecure", arguments_.trust.is_insecure, "Trust any certificate of the server");
         app_.add_flag("--read-only", arguments_.read_only, "Refuse all writes");
         add_number(sample_, "How often the server is asked for changes, in\nmilliseconds (250)");
         add_number(server_patience_, "How long to wait for the server, in seconds (10)");
@@ -111,10 +119,32 @@ public:
             throw ArgumentError(get_message(error));
         }
         take_numbers();
+        check_tls();
         return arguments_;
     }
 
 private:
+    void add_file(const std::string& name, std::string& file, const std::string& description) {
+        app_.add_option(name, file, description)->type_name("FILE")->check([](const std::string& given) {
+            return std::ifstream(given) ? std::string() : "cannot read the file '" + given + "'";
+        });
+    }
+
+    void check_tls() const {
+        if (arguments_.certificate.certificate_file.empty() !=
+            arguments_.certificate.private_key_file.empty()) {
+            throw ArgumentError("--certificate and --private-key are given together or not at all");
+        }
+        const bool has_trust = arguments_.trust.is_insecure || !arguments_.trust.authorities_file.empty();
+        if (has_trust && !arguments_.server.starts_with("https://")) {
+            throw ArgumentError("--ca and --insecure are for servers with https://, not for '" +
+                                arguments_.server + "'");
+        }
+        if (arguments_.trust.is_insecure && !arguments_.trust.authorities_file.empty()) {
+            throw ArgumentError("--ca and --insecure exclude each other");
+        }
+    }
+
     void add_number(NumberOption& option, const std::string& description) {
         app_.add_option(option.name, option.text, description)->type_name("NUMBER");
     }

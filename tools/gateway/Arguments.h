@@ -1,5 +1,7 @@
 #pragma once
 
+#include "gateway/net/tls_context.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +19,8 @@ struct Arguments {
     std::vector<std::string> names;    ///< under which clients know the gateway
     std::vector<std::string> metrics;  ///< branches; all if there are none
     bool read_only = false;
+    CertificateOptions certificate;  ///< both files, or none
+    TrustOptions trust;
     std::chrono::milliseconds sample{250};
     std::chrono::seconds server_patience{10};
     std::size_t largest_request = 16;  ///< MiB

@@ -1,5 +1,6 @@
 #include "gateway/Gateway.h"
 
+#include "gateway/http/MemoryBudget.h"
 #include "gateway/http/ServerAddress.h"
 #include "gateway/items/ItemTable.h"
 #include "gateway/items/item_path.h"
@@ -31,8 +32,8 @@ HttpServerOptions to_server_options(const Arguments& arguments) {
             .port = arguments.port,
             .largest_request = arguments.largest_request * MIB,
             .most_clients = arguments.most_clients,
-            .most_memory = arguments.most_memory * MIB,
-            .patience = arguments.client_patience};
+            .patience = arguments.client_patience,
+            .certificate = arguments.certificate};
 }
 
 std::vector<std::string> to_branches(const std::vector<std::string>& texts) {
@@ -52,7 +53,8 @@ std::vector<std::string> to_branches(const std::vector<std::string>& texts) {
 struct GatewayParts {
     GatewayParts(AsioLoop& given_loop, const Arguments& arguments)
         : loop(given_loop),
-          http_client(loop, parse_server_url(arguments.server)),
+          memory(arguments.most_memory * MIB),
+          http_client(loop, parse_server_url(arguments.server), arguments.trust),
           client([this, patience = arguments.server_patience](std::string document, bool may_repeat) {
               return http_client.post(
                   std::move(document),
@@ -61,12 +63,12 @@ struct GatewayParts {
           sampler(loop, client, table, arguments.sample),
           subscriptions(
               loop, {.most_items = arguments.most_items, .most_of_an_address = arguments.most_subscriptions}),
-          service_parts{loop, client, table, sampler, subscriptions, arguments.read_only},
+          service_parts{loop, client, table, sampler, subscriptions, memory, arguments.read_only},
           services(service_parts),
           page(service_parts, arguments.server),
           metrics(service_parts, to_branches(arguments.metrics), [this] { return get_figures(); }),
           router(services, page, metrics, arguments.names),
-          server(loop, to_server_options(arguments),
+          server(loop, to_server_options(arguments), memory,
                  [this](HttpRequest request, std::shared_ptr<Presence> presence) {
                      return router.serve(std::move(request), std::move(presence));
                  }) {
@@ -98,7 +100,8 @@ struct GatewayParts {
              number(figures.refused_clients)},
             {"refused_requests_total", "counter",
              "Requests that were too large or came when memory was short.", number(figures.refused_requests)},
-            {"message_bytes", "gauge", "Memory of requests and replies under way.", number(figures.memory)},
+            {"message_bytes", "gauge", "Memory of requests and replies under way.",
+             number(memory.get_used())},
             {"subscriptions", "gauge", "Subscriptions of clients.", number(subscriptions.get_size())},
             {"subscribed_items", "gauge", "Items in all subscriptions of clients.",
              number(subscriptions.get_items())},
@@ -131,6 +134,7 @@ struct GatewayParts {
     }
 
     AsioLoop& loop;
+    MemoryBudget memory;
     HttpClient http_client;
     ServerClient client;
     ItemTable table;

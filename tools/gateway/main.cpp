@@ -41,7 +41,8 @@ std::string get_url(const gateway::Arguments& arguments, std::uint16_t port) {
     if (host.find(':') != std::string::npos) {
         host = "[" + host + "]";
     }
-    return "http://" + host + ":" + std::to_string(port) + "/";
+    const std::string scheme = arguments.certificate.certificate_file.empty() ? "http://" : "https://";
+    return scheme + host + ":" + std::to_string(port) + "/";
 }
 
 int run(const gateway::Arguments& arguments) {

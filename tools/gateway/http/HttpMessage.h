@@ -15,8 +15,9 @@ struct HttpRequest {
     std::string host;
     std::string origin;
     std::string content_type;
-    std::string forwarded_protocol;  ///< what a proxy says that the client speaks to it
-    std::string peer;                ///< the client's address, without port
+    bool has_tls = false;          ///< the client speaks TLS, to us or to a proxy that says so
+    std::string forwarded_prefix;  ///< what a proxy has taken from the front of the target
+    std::string peer;              ///< the client's address, without port
     std::string body;
 };
 

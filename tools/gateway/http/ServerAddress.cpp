@@ -7,6 +7,9 @@
 namespace gateway {
 namespace {
 
+constexpr std::uint16_t HTTP_PORT = 80;
+constexpr std::uint16_t HTTPS_PORT = 443;
+
 [[noreturn]] void refuse(const std::string& url, const std::string& reason) {
     throw std::invalid_argument("'" + url + "' is not the URL of a server: " + reason);
 }
@@ -15,18 +18,20 @@ namespace {
 
 std::string ServerAddress::to_host_header() const {
     const std::string name = host.find(':') == std::string::npos ? host : "[" + host + "]";
-    return port == 80 ? name : name + ":" + std::to_string(port);
+    return port == (has_tls ? HTTPS_PORT : HTTP_PORT) ? name : name + ":" + std::to_string(port);
 }
 
 ServerAddress parse_server_url(const std::string& url) {
     std::string_view rest = url;
+    ServerAddress address;
     if (const auto scheme = rest.find("://"); scheme != std::string_view::npos) {
-        if (rest.substr(0, scheme) != "http") {
-            refuse(url, "it must begin with http://");
+        address.has_tls = rest.substr(0, scheme) == "https";
+        if (!address.has_tls && rest.substr(0, scheme) != "http") {
+            refuse(url, "it must begin with http:// or https://");
         }
         rest.remove_prefix(scheme + 3);
     }
-    ServerAddress address;
+    address.port = address.has_tls ? HTTPS_PORT : HTTP_PORT;
     const auto slash = rest.find_first_of("/?#");
     std::string_view authority = rest.substr(0, slash);
     if (slash != std::string_view::npos) {

@@ -3,6 +3,11 @@
 #include <vector>
 
 namespace gateway {
+namespace {
+
+constexpr char STALE[] = "badLastKnownValue";
+
+}  // namespace
 
 ItemWatch::ItemWatch(ItemTable& table, std::shared_ptr<Item> item) : table_(table), item_(std::move(item)) {
     table_.add_watcher(item_);
@@ -44,10 +49,14 @@ void ItemTable::update(Item& item, ItemState state, std::uint64_t read_number) {
 void ItemTable::set_stale() {
     const std::uint64_t read_number = get_read_number();
     for (auto& [path, item] : items_) {
-        if (item->state.kind == ItemState::Kind::VARIABLE) {
-            ItemState state = item->state;
-            state.quality = "badLastKnownValue";
+        const ItemState& known = item->state;
+        if (known.kind == ItemState::Kind::VARIABLE && known.quality != STALE) {
+            ItemState state = known;
+            state.quality = STALE;
             update(*item, std::move(state), read_number);
+        } else if (known.kind == ItemState::Kind::UNKNOWN && item->change == 0) {
+            item->change = change_ + 1;  // watchers are to hear that nothing is known
+            has_news_ = true;
         }
         item->is_subscribed = false;
     }

@@ -55,7 +55,8 @@ public:
     ///                     which the item was read by is ignored
     void update(Item& item, ItemState state, std::uint64_t read_number);
 
-    /// The server is away: the values are the last known ones.
+    /// The server is away: the values are the last known ones. Who watches what was never read hears of that,
+    /// too.
     void set_stale();
 
     /// Tells the watchers if something changed since the last time.

@@ -1,6 +1,8 @@
 #include "gateway/net/HttpClient.h"
 
 #include "gateway/net/AsioLoop.h"
+#include "gateway/net/Stream.h"
+#include "gateway/net/tls_context.h"
 
 #include <deque>
 #include <optional>
@@ -14,13 +16,11 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/ssl/context.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
-#include <boost/beast/http/write.hpp>
 
 namespace gateway {
 namespace {
@@ -44,14 +44,19 @@ struct Request {
 }  // namespace
 
 struct HttpClientParts {
-    HttpClientParts(asio::io_context& given_context, ServerAddress given_address)
-        : context(given_context), address(std::move(given_address)) {}
+    HttpClientParts(asio::io_context& given_context, ServerAddress given_address, const TrustOptions& trust)
+        : context(given_context), address(std::move(given_address)) {
+        if (address.has_tls) {
+            tls = create_client_context(trust);
+        }
+    }
 
     asio::io_context& context;
     const ServerAddress address;
+    std::unique_ptr<asio::ssl::context> tls;  // null without TLS
     std::deque<Request> waiting;
-    std::vector<std::unique_ptr<beast::tcp_stream>> idle;
-    std::set<beast::tcp_stream*> busy;
+    std::vector<std::unique_ptr<Stream>> idle;
+    std::set<Stream*> busy;
     std::size_t workers = 0;
     std::uint64_t requests = 0;
     bool is_closed = false;
@@ -60,9 +65,9 @@ struct HttpClientParts {
 namespace {
 
 /// Whether the server has closed the connection, or sent what nobody asked for.
-bool is_stale(beast::tcp_stream& stream) {
+bool is_stale(Stream& stream) {
     beast::error_code error;
-    auto& socket = stream.socket();
+    auto& socket = stream.get_tcp().socket();
     socket.non_blocking(true, error);
     char byte = 0;
     socket.receive(asio::buffer(&byte, 1), tcp::socket::message_peek, error);
@@ -70,22 +75,28 @@ bool is_stale(beast::tcp_stream& stream) {
 }
 
 /// A connection, an old one if there is a good one, or the reason why there is none.
-asio::awaitable<std::pair<std::unique_ptr<beast::tcp_stream>, std::string>> connect(
-    HttpClientParts& parts, Clock::time_point deadline) {
+asio::awaitable<std::pair<std::unique_ptr<Stream>, std::string>> connect(HttpClientParts& parts,
+                                                                         Clock::time_point deadline) {
     tcp::resolver resolver(parts.context);
     const auto [resolve_error, endpoints] =
         co_await resolver.async_resolve(parts.address.host, std::to_string(parts.address.port), to_tuple);
     if (resolve_error) {
         co_return std::pair(nullptr, "'" + parts.address.host + "': " + resolve_error.message());
     }
-    auto stream = std::make_unique<beast::tcp_stream>(parts.context);
-    stream->expires_at(deadline);
-    const auto [error, endpoint] = co_await stream->async_connect(endpoints, to_tuple);
+    auto stream = std::make_unique<Stream>(parts.context);
+    stream->get_tcp().expires_at(deadline);
+    const auto [error, endpoint] = co_await stream->get_tcp().async_connect(endpoints, to_tuple);
     if (error) {
         co_return std::pair(nullptr, error.message());
     }
     beast::error_code ignored;
-    stream->socket().set_option(tcp::no_delay(true), ignored);
+    stream->get_tcp().socket().set_option(tcp::no_delay(true), ignored);
+    if (parts.tls) {
+        const std::string failure = co_await stream->begin_tls(*parts.tls, parts.address.host);
+        if (!failure.empty()) {
+            co_return std::pair(nullptr, failure);
+        }
+    }
     co_return std::pair(std::move(stream), std::string());
 }
 
@@ -95,26 +106,29 @@ struct Attempt {
     bool is_unanswered = false;  // closed before the first byte of a reply
 };
 
-asio::awaitable<Attempt> exchange(const HttpClientParts& parts, beast::tcp_stream& stream,
-                                  const Request& request) {
+asio::awaitable<Attempt> exchange(const HttpClientParts& parts, Stream& stream, const Request& request) {
     Attempt attempt;
-    http::request<http::string_body> message(http::verb::post, parts.address.target, 11);
-    message.set(http::field::host, parts.address.to_host_header());
-    message.set(http::field::content_type, "text/xml; charset=utf-8");
-    message.set("SOAPAction", "\"\"");
-    message.body() = request.body;
-    message.prepare_payload();
-    stream.expires_at(request.deadline);
-    const auto [write_error, written] = co_await http::async_write(stream, message, to_tuple);
+    std::string message =
+        "POST " + parts.address.target + " HTTP/1.1\r\nHost: " + parts.address.to_host_header() +
+        "\r\nContent-Type: text/xml; charset=utf-8\r\nSOAPAction: \"\"\r\nContent-Length: " +
+        std::to_string(request.body.size()) + "\r\n\r\n" + request.body;
+    const auto patience = request.deadline - Clock::now();
+    const beast::error_code write_error = co_await stream.write(asio::buffer(message), patience);
     if (write_error) {
         attempt.outcome.failure = write_error.message();
         attempt.is_unanswered = true;
         co_return attempt;
     }
+    message = std::string();
+    stream.get_tcp().expires_at(request.deadline);
     beast::flat_buffer buffer;
     http::response_parser<http::string_body> parser;
     parser.body_limit(LARGEST_REPLY);
-    const auto [read_error, count] = co_await http::async_read(stream, buffer, parser, to_tuple);
+    parser.eager(true);
+    beast::error_code read_error;
+    while (!parser.is_done() && !read_error) {
+        read_error = co_await read_part(stream, buffer, parser);
+    }
     if (read_error) {
         attempt.outcome.failure = read_error.message();
         attempt.is_unanswered = !parser.got_some() && read_error != beast::error::timeout;
@@ -129,7 +143,7 @@ asio::awaitable<Attempt> exchange(const HttpClientParts& parts, beast::tcp_strea
 
 asio::awaitable<HttpOutcome> perform(HttpClientParts& parts, const Request& request) {
     for (bool is_first = true;; is_first = false) {
-        std::unique_ptr<beast::tcp_stream> stream;
+        std::unique_ptr<Stream> stream;
         bool is_reused = false;
         while (!stream && is_first && !parts.idle.empty()) {
             stream = std::move(parts.idle.back());
@@ -156,7 +170,7 @@ asio::awaitable<HttpOutcome> perform(HttpClientParts& parts, const Request& requ
             continue;
         }
         if (attempt.keep_alive && !parts.is_closed) {
-            stream->expires_never();
+            stream->get_tcp().expires_never();
             parts.idle.push_back(std::move(stream));
         }
         co_return std::move(attempt.outcome);
@@ -184,8 +198,8 @@ asio::awaitable<void> work(std::shared_ptr<HttpClientParts> parts) {
 
 }  // namespace
 
-HttpClient::HttpClient(AsioLoop& loop, ServerAddress address)
-    : parts_(std::make_shared<HttpClientParts>(loop.get_context(), std::move(address))) {}
+HttpClient::HttpClient(AsioLoop& loop, ServerAddress address, const TrustOptions& trust)
+    : parts_(std::make_shared<HttpClientParts>(loop.get_context(), std::move(address), trust)) {}
 
 HttpClient::~HttpClient() {
     close();
@@ -209,8 +223,8 @@ Completion<HttpOutcome> HttpClient::post(std::string body, Repetition repetition
 void HttpClient::close() {
     parts_->is_closed = true;
     parts_->idle.clear();
-    for (beast::tcp_stream* stream : parts_->busy) {
-        stream->cancel();
+    for (Stream* stream : parts_->busy) {
+        stream->get_tcp().cancel();
     }
 }
 

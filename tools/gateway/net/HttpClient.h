@@ -13,6 +13,7 @@ namespace gateway {
 
 class AsioLoop;
 struct HttpClientParts;
+struct TrustOptions;
 
 /// What became of a request.
 struct HttpOutcome {
@@ -29,7 +30,8 @@ public:
     /// Whether a request may be sent a second time when the server closed the idle connection meanwhile.
     enum class Repetition { ALLOWED, FORBIDDEN };
 
-    HttpClient(AsioLoop& loop, ServerAddress address);
+    /// @throws std::invalid_argument  if what the server is to be trusted by cannot be used
+    HttpClient(AsioLoop& loop, ServerAddress address, const TrustOptions& trust);
     ~HttpClient();
     HttpClient(const HttpClient&) = delete;
     HttpClient& operator=(const HttpClient&) = delete;

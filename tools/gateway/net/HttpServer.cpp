@@ -1,6 +1,7 @@
 #include "gateway/net/HttpServer.h"
 
 #include "gateway/net/AsioLoop.h"
+#include "gateway/net/Stream.h"
 
 #include <algorithm>
 #include <exception>
@@ -22,16 +23,14 @@
 #include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/serializer.hpp>
+#include <boost/beast/http/status.hpp>
 #include <boost/beast/http/string_body.hpp>
-#include <boost/beast/http/write.hpp>
 
 namespace gateway {
 namespace {
@@ -43,33 +42,16 @@ using asio::ip::tcp;
 
 constexpr auto to_tuple = asio::as_tuple(asio::use_awaitable);
 
+constexpr unsigned HTTP_1_0 = 10;
+constexpr unsigned HTTP_1_1 = 11;
+constexpr std::size_t LARGEST_COPY = 16U << 10U;  // of a body that is sent in one piece with its head
+constexpr auto LONGEST_HANDSHAKE = std::chrono::seconds(10);
+constexpr auto LONGEST_GOODBYE = std::chrono::seconds(2);
 constexpr unsigned LARGEST_HEADER = 16U << 10U;
 constexpr std::size_t LARGEST_BUFFER = 64U << 10U;
+constexpr std::size_t FIRST_READ = 1024;
+constexpr char CONTINUE[] = "HTTP/1.1 100 Continue\r\n\r\n";
 constexpr auto SIGN_OF_LIFE = std::chrono::seconds(15);  // between events, so that proxies keep the line open
-
-/// What one connection holds of the memory that all share.
-class MemoryShare {
-public:
-    MemoryShare(std::size_t& used, std::size_t limit) : used_(used), limit_(limit) {}
-    MemoryShare(const MemoryShare&) = delete;
-    MemoryShare& operator=(const MemoryShare&) = delete;
-    ~MemoryShare() { used_ -= held_; }
-
-    /// @return false if there is not enough left; nothing has changed then
-    bool resize(std::size_t bytes) {
-        if (bytes > held_ && used_ + (bytes - held_) > limit_) {
-            return false;
-        }
-        used_ = used_ - held_ + bytes;
-        held_ = bytes;
-        return true;
-    }
-
-private:
-    std::size_t& used_;
-    std::size_t limit_;
-    std::size_t held_ = 0;
-};
 
 /// A reply on its way from a task to the connection that waits for it.
 struct PendingReply {
@@ -99,23 +81,30 @@ Task<> run_handler(const HttpServer::Handler& handler, HttpRequest request,
     pending->ready.cancel();
 }
 
-http::response<http::string_body> to_response(HttpReply&& reply, unsigned version, bool keep_alive) {
-    http::response<http::string_body> response;
-    response.version(version);
-    response.result(reply.status);
+/// The head of a reply: everything before its body.
+std::string create_head(const HttpReply& reply, unsigned version, bool keep_alive) {
+    std::string head = version == HTTP_1_0 ? "HTTP/1.0 " : "HTTP/1.1 ";
+    head += std::to_string(reply.status) + ' ';
+    head += http::obsolete_reason(static_cast<http::status>(reply.status));
+    const auto add = [&head](std::string_view name, std::string_view value) {
+        head.append("\r\n").append(name).append(": ").append(value);
+    };
     if (!reply.content_type.empty()) {
-        response.set(http::field::content_type, reply.content_type);
+        add("Content-Type", reply.content_type);
     }
-    response.set("X-Content-Type-Options", "nosniff");
+    add("X-Content-Type-Options", "nosniff");
     for (const auto& [name, value] : reply.headers) {
-        response.set(name, value);
+        add(name, value);
     }
-    response.keep_alive(keep_alive);
-    response.body() = std::move(reply.body);
+    if (keep_alive && version == HTTP_1_0) {
+        add("Connection", "keep-alive");
+    } else if (!keep_alive && version != HTTP_1_0) {
+        add("Connection", "close");
+    }
     if (!reply.events) {
-        response.prepare_payload();
+        add("Content-Length", std::to_string(reply.body.size()));
     }
-    return response;
+    return head += "\r\n\r\n";
 }
 
 void set_socket_options(tcp::socket& socket) {
@@ -135,16 +124,24 @@ void set_socket_options(tcp::socket& socket) {
 class Connection;
 
 struct HttpServerParts {
-    HttpServerParts(AsioLoop& loop, const HttpServerOptions& given_options, HttpServer::Handler given_handler)
+    HttpServerParts(AsioLoop& loop, const HttpServerOptions& given_options, MemoryBudget& given_memory,
+                    HttpServer::Handler given_handler)
         : context(loop.get_context()),
           options(given_options),
+          memory(given_memory),
           handler(std::move(given_handler)),
-          acceptor(context) {}
+          acceptor(context) {
+        if (!options.certificate.certificate_file.empty()) {
+            tls = create_server_context(options.certificate);
+        }
+    }
 
     asio::io_context& context;
     const HttpServerOptions options;
+    MemoryBudget& memory;
     const HttpServer::Handler handler;
     tcp::acceptor acceptor;
+    std::unique_ptr<asio::ssl::context> tls;  // null without TLS
     HttpServerFigures figures;
     std::unordered_set<Connection*> connections;
     bool is_closing = false;
@@ -153,9 +150,10 @@ struct HttpServerParts {
 /// One client. Serves its requests one after the other.
 class Connection {
 public:
-    Connection(HttpServerParts& parts, tcp::socket socket) : parts_(parts), stream_(std::move(socket)) {
+    Connection(HttpServerParts& parts, tcp::socket socket)
+        : parts_(parts), stream_(std::move(socket)), read_ahead_(parts.context) {
         beast::error_code error;
-        const auto endpoint = stream_.socket().remote_endpoint(error);
+        const auto endpoint = get_tcp().socket().remote_endpoint(error);
         peer_ = error ? std::string() : endpoint.address().to_string();
         parts_.connections.insert(this);
         ++parts_.figures.clients;
@@ -168,17 +166,29 @@ public:
     }
 
     asio::awaitable<void> serve() {
+        if (parts_.tls) {
+            get_tcp().expires_after(
+                std::min<std::chrono::milliseconds>(parts_.options.patience, LONGEST_HANDSHAKE));
+            is_idle_ = true;
+            const beast::error_code error = co_await stream_.accept_tls(*parts_.tls);
+            if (error) {
+                co_return;
+            }
+        }
         while (!parts_.is_closing && co_await serve_one()) {
         }
+        co_await end_read_ahead();
+        get_tcp().expires_after(parts_.is_closing ? std::chrono::milliseconds(100) : LONGEST_GOODBYE);
+        co_await stream_.end_tls();
         beast::error_code ignored;
-        stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+        get_tcp().socket().shutdown(tcp::socket::shutdown_send, ignored);
         co_await discard_input();
     }
 
     /// The server closes.
     void close() {
         if (is_idle_) {
-            stream_.cancel();
+            get_tcp().cancel();
         }
         if (events_) {
             events_->finish();
@@ -193,7 +203,8 @@ private:
         Parser parser;
         parser.header_limit(LARGEST_HEADER);
         parser.body_limit(parts_.options.largest_request);
-        MemoryShare share(parts_.figures.memory, parts_.options.most_memory);
+        parser.eager(true);
+        MemoryBudget::Share share(parts_.memory);
         is_idle_ = true;
         const unsigned refusal = co_await read(parser, share);
         is_idle_ = false;
@@ -202,7 +213,8 @@ private:
         }
         if (refusal != 0) {
             ++parts_.figures.refused_requests;
-            co_await send(to_response(create_refusal(refusal, to_reason(refusal)), 11, false));
+            const HttpReply reply = create_refusal(refusal, to_reason(refusal));
+            co_await send(reply, HTTP_1_1, false);
             co_return false;
         }
         buffer_.shrink_to_fit();
@@ -217,10 +229,11 @@ private:
                 reply = create_refusal(503, to_reason(503));
             }
             const bool stays = keep_alive && !parts_.is_closing;
-            co_return co_await send(to_response(std::move(reply), version, stays)) && stays;
+            const bool is_sent = co_await send(reply, version, stays);
+            co_return is_sent&& stays;
         }
         events_ = reply.events;
-        if (co_await send(to_response(std::move(reply), version, false))) {
+        if (co_await send(reply, version, false)) {
             co_await send_events();
         }
         events_->set_listener(nullptr);
@@ -244,11 +257,14 @@ private:
     static constexpr unsigned DISCONNECTED = 1;
 
     /// @return 0 if the request is complete, the status of the reply that refuses it, or DISCONNECTED
-    asio::awaitable<unsigned> read(Parser& parser, MemoryShare& share) {
-        stream_.expires_after(parts_.options.patience);
+    asio::awaitable<unsigned> read(Parser& parser, MemoryBudget::Share& share) {
+        if (!co_await await_read_ahead()) {
+            co_return DISCONNECTED;
+        }
+        get_tcp().expires_after(parts_.options.patience);
         bool is_continued = false;
         while (!parser.is_done()) {
-            const auto [error, count] = co_await http::async_read_some(stream_, buffer_, parser, to_tuple);
+            const beast::error_code error = co_await read_part(stream_, buffer_, parser);
             if (error == http::error::body_limit) {
                 co_return 413;
             }
@@ -264,34 +280,36 @@ private:
             }
             is_idle_ = false;
             if (parser.is_header_done()) {
-                if (!share.resize(std::max(parser.get().body().capacity(), count))) {
+                if (!share.resize(std::max(parser.get().body().capacity(), buffer_.capacity()))) {
                     co_return 503;
                 }
                 if (!is_continued && !parser.is_done() &&
                     beast::iequals(parser.get()[http::field::expect], "100-continue")) {
                     is_continued = true;
-                    if (!co_await send_text("HTTP/1.1 100 Continue\r\n\r\n")) {
+                    if (!co_await send_bytes(CONTINUE)) {
                         co_return DISCONNECTED;
                     }
                 }
-                stream_.expires_after(parts_.options.patience);
+                get_tcp().expires_after(parts_.options.patience);
             }
         }
         co_return 0;
     }
 
     asio::awaitable<HttpReply> get_reply(http::request<http::string_body>& request) {
+        const std::string_view forwarded = request["X-Forwarded-Proto"];
         HttpRequest plain{.method = request.method_string(),
                           .target = request.target(),
                           .host = request[http::field::host],
                           .origin = request[http::field::origin],
                           .content_type = request[http::field::content_type],
-                          .forwarded_protocol = request["X-Forwarded-Proto"],
+                          .has_tls = forwarded.empty() ? stream_.has_tls() : forwarded == "https",
+                          .forwarded_prefix = request["X-Forwarded-Prefix"],
                           .peer = peer_,
                           .body = std::move(request.body())};
         const auto presence = std::make_shared<Presence>();
         const auto pending = std::make_shared<PendingReply>(parts_.context);
-        stream_.expires_never();
+        get_tcp().expires_never();
         asio::cancellation_signal stop_watching;
         spawn(run_handler(parts_.handler, std::move(plain), presence, pending));
         if (!pending->reply) {
@@ -306,43 +324,79 @@ private:
 
     /// Tells when the client hangs up. One that sends the next request already is not watched any more.
     void watch_presence(const std::shared_ptr<Presence>& presence, asio::cancellation_signal& stop) {
-        stream_.socket().async_wait(
+        if (stream_.has_tls()) {
+            watch_presence_by_reading(presence);
+            return;
+        }
+        get_tcp().socket().async_wait(
             tcp::socket::wait_read,
             asio::bind_cancellation_slot(stop.slot(), [this, presence](const beast::error_code& error) {
                 if (error) {
                     return;
                 }
                 beast::error_code failure;
-                if (stream_.socket().available(failure) == 0) {
+                if (get_tcp().socket().available(failure) == 0) {
                     presence->leave();
                 }
             }));
     }
 
-    asio::awaitable<bool> send(http::response<http::string_body> response) {
-        http::response_serializer<http::string_body> serializer(response);
-        do {
-            stream_.expires_after(parts_.options.patience);
-            const auto [error, count] = co_await http::async_write_some(stream_, serializer, to_tuple);
-            if (error) {
-                co_return false;
-            }
-        } while (!serializer.is_done());
-        co_return true;
+    /// With TLS only reading shows whether what comes is the client's goodbye. What is read otherwise is the
+    /// beginning of the next request. The reading goes on when the reply is there.
+    void watch_presence_by_reading(const std::shared_ptr<Presence>& presence) {
+        watcher_ = presence;
+        if (std::exchange(is_reading_ahead_, true)) {
+            return;
+        }
+        read_ahead_.expires_at(asio::steady_timer::time_point::max());
+        asio::co_spawn(parts_.context, read_ahead(), asio::detached);
     }
 
-    asio::awaitable<bool> send_text(std::string text) {
-        std::size_t sent = 0;
-        while (sent < text.size()) {
-            stream_.expires_after(parts_.options.patience);
-            const auto [error, count] = co_await stream_.async_write_some(
-                asio::buffer(text.data() + sent, text.size() - sent), to_tuple);
-            if (error) {
-                co_return false;
-            }
-            sent += count;
+    asio::awaitable<void> read_ahead() {
+        const auto [error, count] = co_await stream_.read_some(buffer_.prepare(FIRST_READ));
+        buffer_.commit(count);
+        is_reading_ahead_ = false;
+        has_left_ = bool(error);
+        read_ahead_.cancel();
+        if (const auto watcher = watcher_.lock(); watcher && has_left_) {
+            watcher->leave();
         }
-        co_return true;
+    }
+
+    /// @return false if the client has left, or sends nothing for too long
+    asio::awaitable<bool> await_read_ahead() {
+        if (is_reading_ahead_) {
+            read_ahead_.expires_after(parts_.options.patience);
+            co_await read_ahead_.async_wait(to_tuple);
+        }
+        co_return !is_reading_ahead_ && !has_left_;
+    }
+
+    /// Nothing else may use the stream, or end, before.
+    asio::awaitable<void> end_read_ahead() {
+        read_ahead_.expires_at(asio::steady_timer::time_point::max());
+        while (is_reading_ahead_) {
+            get_tcp().cancel();
+            co_await read_ahead_.async_wait(to_tuple);
+        }
+    }
+
+    asio::awaitable<bool> send(const HttpReply& reply, unsigned version, bool keep_alive) {
+        std::string head = create_head(reply, version, keep_alive);
+        if (reply.body.size() <= LARGEST_COPY) {
+            head += reply.body;
+            co_return co_await send_bytes(head);
+        }
+        const bool is_sent = co_await send_bytes(head);
+        if (!is_sent) {
+            co_return false;
+        }
+        co_return co_await send_bytes(reply.body);
+    }
+
+    asio::awaitable<bool> send_bytes(const std::string& bytes) {
+        const beast::error_code error = co_await stream_.write(asio::buffer(bytes), parts_.options.patience);
+        co_return !error;
     }
 
     asio::awaitable<void> send_events() {
@@ -358,7 +412,7 @@ private:
                 if (events_->is_finished()) {
                     break;
                 }
-                stream_.expires_never();
+                get_tcp().expires_never();
                 wake.expires_after(SIGN_OF_LIFE);
                 const auto [error] = co_await wake.async_wait(to_tuple);
                 if (error) {
@@ -366,7 +420,7 @@ private:
                 }
                 text = ":\n\n";
             }
-            if (!co_await send_text(std::move(text))) {
+            if (!co_await send_bytes(text)) {
                 break;
             }
         }
@@ -378,22 +432,28 @@ private:
     /// Reads what is still coming, for a moment: closing with input unread would reset the connection, and
     /// the client might never see the reply.
     asio::awaitable<void> discard_input() {
-        stream_.expires_after(parts_.is_closing ? std::chrono::seconds(0) : std::chrono::seconds(2));
+        get_tcp().expires_after(parts_.is_closing ? std::chrono::seconds(0) : LONGEST_GOODBYE);
         char unread[4096];
         for (int pieces = 0; pieces < 256; ++pieces) {
-            const auto [error, count] = co_await stream_.async_read_some(asio::buffer(unread), to_tuple);
+            const auto [error, count] = co_await get_tcp().async_read_some(asio::buffer(unread), to_tuple);
             if (error) {
                 break;
             }
         }
     }
 
+    beast::tcp_stream& get_tcp() { return stream_.get_tcp(); }
+
     HttpServerParts& parts_;
-    beast::tcp_stream stream_;
+    Stream stream_;
     beast::flat_buffer buffer_{LARGEST_BUFFER};
     std::string peer_;
     bool is_idle_ = false;
     std::shared_ptr<EventSource> events_;
+    asio::steady_timer read_ahead_;  // cancelled when what is read ahead is there
+    bool is_reading_ahead_ = false;
+    bool has_left_ = false;
+    std::weak_ptr<Presence> watcher_;
 };
 
 namespace {
@@ -426,8 +486,9 @@ asio::awaitable<void> accept_connections(std::shared_ptr<HttpServerParts> parts)
 
 }  // namespace
 
-HttpServer::HttpServer(AsioLoop& loop, const HttpServerOptions& options, Handler handler)
-    : parts_(std::make_shared<HttpServerParts>(loop, options, std::move(handler))) {}
+HttpServer::HttpServer(AsioLoop& loop, const HttpServerOptions& options, MemoryBudget& memory,
+                       Handler handler)
+    : parts_(std::make_shared<HttpServerParts>(loop, options, memory, std::move(handler))) {}
 
 HttpServer::~HttpServer() = default;
 

@@ -25,6 +25,7 @@ using Kind = ItemState::Kind;
 constexpr char XML_TYPE[] = "text/xml; charset=utf-8";
 constexpr unsigned HTTP_FAULT = 500;
 constexpr auto LONGEST_HOLD = std::chrono::hours(1);
+constexpr std::size_t BYTES_OF_AN_ELEMENT = 768;  // what an item of a request and its result take
 constexpr char SCAN_RATE[] = "scanRate";
 
 HttpReply create_reply(unsigned status, std::string body) {
@@ -230,6 +231,10 @@ Task<HttpReply> SoapServices::serve(HttpRequest request, std::shared_ptr<Presenc
 Task<std::string> SoapServices::dispatch(const HttpRequest& request,
                                          const std::shared_ptr<Presence>& presence) {
     const Time received = system_clock::now();
+    MemoryBudget::Share memory(parts_.memory);
+    if (!memory.resize(count_elements(request.body) * BYTES_OF_AN_ELEMENT)) {
+        throw SoapFault("E_OUTOFMEMORY", "the gateway is busy with other large requests");
+    }
     auto message = std::make_optional<SoapRequest>(request.body);
     const std::string service = message->get_service();
     // The document is let go before the work begins, which may take long.

@@ -3,6 +3,7 @@
 #include "gateway/async/EventLoop.h"
 #include "gateway/async/Task.h"
 #include "gateway/http/HttpMessage.h"
+#include "gateway/http/MemoryBudget.h"
 #include "gateway/items/ItemTable.h"
 #include "gateway/services/SubscriptionTable.h"
 #include "gateway/soap/SoapReply.h"
@@ -24,6 +25,7 @@ struct ServiceParts {
     ItemTable& table;
     Sampler& sampler;
     SubscriptionTable& subscriptions;
+    MemoryBudget& memory;  ///< for what requests become in memory
     bool is_read_only = false;
 };
 

@@ -1,5 +1,6 @@
 #include "gateway/soap/SoapReply.h"
 
+#include "gateway/soap/SoapFault.h"
 #include "gateway/soap/result_texts.h"
 #include "gateway/soap/times.h"
 #include "gateway/values/published_value.h"
@@ -10,6 +11,7 @@ namespace gateway {
 namespace {
 
 constexpr char DECLARATION[] = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
+constexpr std::size_t LARGEST_REPLY = 32U << 20U;
 constexpr char LOCALE[] = "en-US";
 constexpr char VENDOR_NAMESPACE[] = "urn:telvix:information-model:1.0";
 
@@ -46,6 +48,9 @@ void SoapReply::write_result(bool is_running) {
 }
 
 void SoapReply::write_item(const std::string& element, const RequestedItem& item, const ItemResult& result) {
+    if (writer_.get().size() > LARGEST_REPLY) {
+        throw SoapFault("E_OUTOFMEMORY", "the reply would be too large: ask for fewer items at one time");
+    }
     writer_.start(element);
     if (options_.item_path) {
         writer_.attribute("ItemPath", item.path.value_or(""));

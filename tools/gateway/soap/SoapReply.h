@@ -38,6 +38,7 @@ public:
     void write_result(bool is_running);
 
     /// Writes an item under the given element name, "Items" or "ItemValue".
+    /// @throws SoapFault  if the reply is too large already
     void write_item(const std::string& element, const RequestedItem& item, const ItemResult& result);
 
     /// Notes that a code was used, and gives it as it is written: "da:E_FAIL".

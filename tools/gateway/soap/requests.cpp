@@ -16,8 +16,9 @@ namespace {
 
 using xmlda::XmlElement;
 
-constexpr std::ptrdiff_t MOST_TAGS = 1'000'000;
+constexpr std::size_t MOST_TAGS = 1'000'000;
 constexpr std::ptrdiff_t MOST_ATTRIBUTES = 2'000'000;
+constexpr std::size_t MOST_INHERITED = 32U << 20U;  // bytes that the items of a list have from it, together
 constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
 
 [[noreturn]] void refuse(const std::string& text) {
@@ -137,7 +138,12 @@ std::vector<RequestedItem> read_items(const XmlElement& request) {
     }
     const ListDefaults defaults{
         .path = find(*list, "ItemPath"), .type = get_type(*list, ""), .deadband = get_deadband(*list, 0)};
-    for (const XmlElement& element : list->find_children("Items")) {
+    const auto elements = list->find_children("Items");
+    if ((defaults.path.value_or("").size() + defaults.type.size()) * elements.size() > MOST_INHERITED) {
+        throw SoapFault("E_OUTOFMEMORY", "the ItemPath or the ReqType of the list is too long for its items");
+    }
+    items.reserve(elements.size());
+    for (const XmlElement& element : elements) {
         items.push_back(read_item(element, defaults));
         RequestedItem& item = items.back();
         if (const auto value = element.find_child("Value")) {
@@ -181,7 +187,7 @@ XmlElement find_request(const XmlElement& root) {
 
 /// What a small document may become in memory is limited before it is parsed.
 const std::string& check_size(const std::string& document) {
-    if (std::count(document.begin(), document.end(), '<') > MOST_TAGS ||
+    if (count_elements(document) > MOST_TAGS ||
         std::count(document.begin(), document.end(), '=') > MOST_ATTRIBUTES) {
         throw SoapFault("E_OUTOFMEMORY", "the request has too many elements");
     }
@@ -197,6 +203,10 @@ xmlda::XmlDocument parse(const std::string& document) {
 }
 
 }  // namespace
+
+std::size_t count_elements(const std::string& document) {
+    return static_cast<std::size_t>(std::count(document.begin(), document.end(), '<'));
+}
 
 SoapRequest::SoapRequest(const std::string& document)
     : document_(parse(document)), request_(find_request(document_.get_root())) {}

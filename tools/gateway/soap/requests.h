@@ -92,6 +92,9 @@ struct GetPropertiesRequest {
     PropertyRequest properties;
 };
 
+/// How many elements a document has at most, without parsing it.
+std::size_t count_elements(const std::string& document);
+
 /// A body that was posted.
 class SoapRequest {
 public:

@@ -140,8 +140,6 @@ Task<> Sampler::sample() {
             append(to_read, get_unsubscribed());
         }
     }
-    std::sort(to_read.begin(), to_read.end());
-    to_read.erase(std::unique(to_read.begin(), to_read.end()), to_read.end());
     const Scope scope = is_anew ? Scope::ALL_FACTS : Scope::STATES;
     const bool is_read = co_await read(std::move(to_read), scope);
     if (!is_read) {
@@ -253,6 +251,8 @@ std::vector<std::shared_ptr<Item>> Sampler::take_next_in_turn() {
 }
 
 Task<bool> Sampler::read(std::vector<std::shared_ptr<Item>> items, Scope scope) {
+    std::sort(items.begin(), items.end());  // a client may name an item many times
+    items.erase(std::unique(items.begin(), items.end()), items.end());
     const bool with_facts =
         scope == Scope::ALL_FACTS ||
         std::any_of(items.begin(), items.end(), [](const auto& item) { return item->facts.type.empty(); });

@@ -122,10 +122,10 @@ std::string escape_attribute(std::string_view text) {
 HttpReply describe_service(const HttpRequest& request, const std::string& path) {
     std::string_view schema = get_embedded_file("xmlda.xsd");
     schema.remove_prefix(schema.find("<xs:schema"));
-    const std::string scheme = request.forwarded_protocol == "https" ? "https://" : "http://";
+    const std::string scheme = request.has_tls ? "https://" : "http://";
     std::string text(get_embedded_file("xmlda.wsdl"));
     replace(text, "@SCHEMA@", schema);
-    replace(text, "@ADDRESS@", escape_attribute(scheme + request.host + path));
+    replace(text, "@ADDRESS@", escape_attribute(scheme + request.host + request.forwarded_prefix + path));
     HttpReply reply;
     reply.content_type = "text/xml; charset=utf-8";
     reply.body = std::move(text);

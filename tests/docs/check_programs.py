@@ -14,7 +14,7 @@ import sys
 import pages
 
 SOURCES = sorted((pages.PROJECT / "examples").rglob("*.[ch]*")) + sorted((pages.PROJECT / "tests/docs").glob("*.cpp"))
-KINDS = {"cmake", "console", "xml", "text", "restart", "in the reply to", ""}
+KINDS = {"cmake", "console", "nginx", "xml", "text", "restart", "in the reply to", ""}
 
 # Programs of others, whose options nobody checks here.
 FOREIGN = {"apt", "cmake", "curl", "g++", "openssl"}

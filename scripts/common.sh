@@ -77,6 +77,12 @@ client_packages=(
   npm:npm
   python3-zeep:/usr/lib/python3/dist-packages/zeep
 )
+# Clients whose proxies are made from a description: the step "clients" of scripts/test.
+proxy_packages=(
+  jaxws:wsimport
+  mono-devel:wsdl
+  openjdk-17-jdk-headless:javac
+)
 deploy_packages=(
   libnginx-mod-http-js:/usr/lib/nginx/modules/ngx_http_js_module.so
   nginx-light:/usr/sbin/nginx

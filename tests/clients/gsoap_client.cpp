@@ -1,6 +1,6 @@
 // Drives all eight services with code that gSOAP generates from xmlda.wsdl while this is built; none of it is
 // kept. Prints a line per check.
-//   with_plant PLANT gsoap_client
+//   with_server PLANT gsoap_client
 #include "DataAccessSoap.nsmap"
 #include "soapDataAccessSoapProxy.h"
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Drives all eight services with zeep, from the description beside this file. Prints a line per check.
 
-with_plant PLANT zeep_client.py
+with_server PLANT zeep_client.py
 """
 
 import datetime

@@ -56,6 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
         ShownValue{"BlanksAroundANumber", "<Value i:type='x:int'>\n 42 </Value>", "int", "42", "42"},
         ShownValue{"LargeInteger", "<Value i:type='x:unsignedLong'>18446744073709551615</Value>",
                    "unsignedLong", "18446744073709551615", "18446744073709551615"},
+        ShownValue{"TypeWithAPrefixThatIsNotDeclared", "<Value i:type='xsd:boolean'>true</Value>", "boolean",
+                   "true", "true"},
         ShownValue{"TrueAsNumber", "<Value i:type='x:boolean'>1</Value>", "boolean", "true", "true"},
         ShownValue{"FalseAsWord", "<Value i:type='x:boolean'>false</Value>", "boolean", "false", "false"},
         ShownValue{"OddBoolean", "<Value i:type='x:boolean'>maybe</Value>", "boolean", "maybe", R"("maybe")"},

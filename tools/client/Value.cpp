@@ -15,7 +15,10 @@ std::string get_type(const XmlElement& element, const std::string& otherwise) {
         return otherwise;
     }
     const QualifiedName name = element.resolve(trim(*text));
-    const bool is_known = name.namespace_uri == namespaces::XSD || name.namespace_uri == namespaces::XMLDA;
+    // Some clients write "xsd:double" and declare no such prefix.
+    const bool is_presumed = name.namespace_uri.empty() && trim(*text) == "xsd:" + name.name;
+    const bool is_known =
+        is_presumed || name.namespace_uri == namespaces::XSD || name.namespace_uri == namespaces::XMLDA;
     return is_known ? name.name : trim(*text);
 }
 

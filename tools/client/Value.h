@@ -19,7 +19,7 @@ struct Value {
 
     Kind kind = Kind::SCALAR;
     std::string type;  ///< "double", "ArrayOfDouble"; with its prefix if it is neither of XML Schema nor of
-                       ///< OPC XML-DA; empty if the server named none
+                       ///< OPC XML-DA; empty if the server named none. The prefix "xsd" need not be declared
     std::string text;  ///< without blanks around it, unless the type is "string" or unknown
     std::vector<Value> members;
 

@@ -38,9 +38,9 @@ function toValue(value) {
   return [type, Array.isArray(content) ? content.map(toNumber) : toNumber(content)];
 }
 
-// The package sends the names of types as they are, and declares no prefix for XML Schema: times go without a type.
+// The package sends the names of types as they are, and declares no prefix for XML Schema.
 function toRequest([type, content]) {
-  const attributes = type.endsWith(':dateTime') || type.endsWith(':duration') ? {} : { 'xsi:type': type };
+  const attributes = { 'xsi:type': type };
   return Array.isArray(content)
     ? { attributes, [type[9].toLowerCase() + type.slice(10)]: content }
     : { attributes, $value: content };
@@ -173,6 +173,8 @@ async function checkValues(client) {
     const [written] = await write(client, [['/values/boolean', ['xsd:boolean', truth]]]);
     equal(`Write takes ${JSON.stringify(truth)}`, toValue(written.Value), ['xsd:boolean', 'true']);
   }
+  const [bytes] = await write(client, [['/values/unsignedBytes', ['xsd:base64Binary', 'Acg=']]]);
+  equal('unsigned bytes in arrays come as signed ones', toValue(bytes.Value), ['da:ArrayOfByte', ['1', '-56']]);
   const [durations] = await write(client, [['/values/durations', ['ArrayOfString', ['PT30M', 'PT1H']]]]);
   equal('Write takes durations as texts', getCode(durations), '');
 }

@@ -1,5 +1,7 @@
 #include "load/HostProcess.h"
 
+#include "support/process_state.h"
+
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,13 +10,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 
 namespace kx::benchmarks {
+
+using information_model::opc::testing::count_open_files;
+using information_model::opc::testing::count_threads;
+using information_model::opc::testing::read_process_status;
 
 HostProcess::HostProcess(const Serve& serve) {
     std::array<int, 2> ends{};
@@ -60,11 +64,11 @@ std::chrono::nanoseconds HostProcess::get_cpu_time() const {
 }
 
 std::size_t HostProcess::get_resident_size() const {
-    return read_status("VmRSS:");
+    return read_process_status("VmRSS:", std::to_string(pid_)) * 1024;
 }
 
 std::size_t HostProcess::get_peak_resident_size() const {
-    return read_status("VmHWM:");
+    return read_process_status("VmHWM:", std::to_string(pid_)) * 1024;
 }
 
 void HostProcess::reset_peak_resident_size() const {
@@ -72,29 +76,11 @@ void HostProcess::reset_peak_resident_size() const {
 }
 
 std::size_t HostProcess::get_descriptor_count() const {
-    return count_entries("fd");
+    return count_open_files(std::to_string(pid_));
 }
 
 std::size_t HostProcess::get_thread_count() const {
-    return count_entries("task");
-}
-
-std::size_t HostProcess::count_entries(const std::string& folder) const {
-    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(pid_) + "/" + folder);
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-std::size_t HostProcess::read_status(const std::string& field) const {
-    std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
-    std::string word;
-    while (status >> word) {
-        if (word == field) {
-            std::size_t kilobytes = 0;
-            status >> kilobytes;
-            return kilobytes * 1024;
-        }
-    }
-    throw std::runtime_error("no " + field + " in the status of the host");
+    return count_threads(std::to_string(pid_));
 }
 
 }  // namespace kx::benchmarks

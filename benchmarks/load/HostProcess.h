@@ -41,9 +41,6 @@ public:
     std::size_t get_thread_count() const;
 
 private:
-    std::size_t read_status(const std::string& field) const;
-    std::size_t count_entries(const std::string& folder) const;
-
     pid_t pid_ = -1;
     unsigned short port_ = 0;
 };

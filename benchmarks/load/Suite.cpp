@@ -119,7 +119,7 @@ Section Suite::measure_tls() const {
                      [&](const Case& one) { return is_wanted(section, one.name); })) {
         return section;
     }
-    const TemporaryCertificate certificate;
+    const TlsFiles certificate;
     Stage stage;
     stage.ours = std::make_unique<HostProcess>(serve_tree(VARIABLES, &certificate));
     stage.floor = std::make_unique<HostProcess>(serve_constant_replies(&certificate));

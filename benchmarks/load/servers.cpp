@@ -90,26 +90,25 @@ void grow_and_shrink(InformationModel& model, const std::stop_token& stop) {
     }
 }
 
-Poco::Net::ServerSocket create_socket(const TemporaryCertificate* certificate) {
+Poco::Net::ServerSocket create_socket(const TlsFiles* certificate) {
     const Poco::Net::SocketAddress address("127.0.0.1", 0);
     if (certificate == nullptr) {
         return Poco::Net::ServerSocket(address, 64);
     }
     Poco::Net::initializeSSL();
     const Poco::Net::Context::Ptr context = new Poco::Net::Context(
-        Poco::Net::Context::TLSV1_2_SERVER_USE, certificate->get_key_file(),
-        certificate->get_certificate_file(), "", Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
+        Poco::Net::Context::TLSV1_2_SERVER_USE, certificate->get_private_key(),
+        certificate->get_certificate(), "", Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
     return Poco::Net::SecureServerSocket(address, 64, context);
 }
 
 }  // namespace
 
-Serve serve_tree(std::size_t variables, const TemporaryCertificate* certificate) {
+Serve serve_tree(std::size_t variables, const TlsFiles* certificate) {
     return [variables, certificate](const Listening& listening) {
         Poco::ThreadPool::defaultPool().addCapacity(ADDITIONAL_WORKERS);
-        const std::string certificate_file =
-            certificate == nullptr ? "" : certificate->get_certificate_file();
-        const std::string key_file = certificate == nullptr ? "" : certificate->get_key_file();
+        const std::string certificate_file = certificate == nullptr ? "" : certificate->get_certificate();
+        const std::string key_file = certificate == nullptr ? "" : certificate->get_private_key();
         opc::Server server("127.0.0.1", certificate_file, key_file, create_model(variables));
         listening(server.start());
     };
@@ -136,7 +135,7 @@ Serve serve_growing_tree(std::size_t variables, LockWaits& waits) {
     };
 }
 
-Serve serve_constant_replies(const TemporaryCertificate* certificate) {
+Serve serve_constant_replies(const TlsFiles* certificate) {
     return [certificate](const Listening& listening) {
         Poco::ThreadPool::defaultPool().addCapacity(ADDITIONAL_WORKERS);
         const Poco::Net::ServerSocket socket = create_socket(certificate);

@@ -32,8 +32,6 @@ endfunction()
 function(kx_describe_types target)
   if(KX_DESCRIBE_TYPES)
     target_compile_options(${target} PRIVATE -g)
-    # As what the lists were made from.
-    set_target_properties(${target} PROPERTIES UNITY_BUILD OFF)
   endif()
 endfunction()
 

@@ -17,6 +17,20 @@ if(TARGET xmlda AND TARGET kx_plant)
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
 
+# The documentation: the site, and the examples.
+set(doc_package libkxinformationmodel-doc)
+if(KX_BUILD_DOCS)
+  list(APPEND CPACK_COMPONENTS_ALL doc)
+  add_custom_target(kx_docs ALL
+    COMMAND "${PROJECT_SOURCE_DIR}/docs/site/make_site.py" "${PROJECT_BINARY_DIR}/docs" "${PROJECT_VERSION}"
+    COMMENT "Making the site of the documentation"
+    VERBATIM)
+  install(DIRECTORY "${PROJECT_BINARY_DIR}/docs/html" "${PROJECT_SOURCE_DIR}/examples"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${doc_package}" COMPONENT doc)
+  install(FILES "${PROJECT_SOURCE_DIR}/cmake/debian/doc-base"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc-base" RENAME ${doc_package} COMPONENT doc)
+endif()
+
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
@@ -72,13 +86,23 @@ The client, xmlda, browses, reads, writes and watches the items of any OPC
 XML-DA 1.0 server. To have one to try it on there is also kx-plant, a
 simulated steam plant.")
 
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME ${doc_package})
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOC_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_COMPONENT_DOC_DESCRIPTION "information model with an OPC XML-DA server - documentation
+Guides for those who write hosts or clients and for operators, the reference
+of the headers, and examples. A browser reads them without a network.")
+
 # What only a Debian package has: changelog, copyright, compressed manual pages, examples.
 set(KX_PACKAGE_OF_model ${model_package})
 set(KX_PACKAGE_OF_opc ${opc_package})
 set(KX_PACKAGE_OF_dev libkxinformationmodel-dev)
 set(KX_PACKAGE_OF_tools kx-xmlda-tools)
+set(KX_PACKAGE_OF_doc ${doc_package})
 configure_file("${PROJECT_SOURCE_DIR}/cmake/debian/finish_packages.cmake.in"
   "${PROJECT_BINARY_DIR}/finish_packages.cmake" @ONLY)
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_BINARY_DIR}/finish_packages.cmake")
+set(CPACK_POST_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/debian/drop_scripts.cmake")
 
 include(CPack)

@@ -101,6 +101,7 @@ package_packages=(
 )
 try_packages=(
   iproute2:ip
+  lintian:lintian
   mmdebstrap:mmdebstrap
 )
 bench_packages=(

@@ -182,6 +182,20 @@ bool Connection::poll(const Poco::Timespan& timeout, int mode) {
     return wait_until(to_events(mode), end);
 }
 
+Poco::Net::SocketAddress Connection::address() {
+    if (!address_) {
+        address_ = Poco::Net::StreamSocketImpl::address();
+    }
+    return *address_;
+}
+
+Poco::Net::SocketAddress Connection::peerAddress() {
+    if (!peer_address_) {
+        peer_address_ = Poco::Net::StreamSocketImpl::peerAddress();
+    }
+    return *peer_address_;
+}
+
 bool Connection::await_request(const Poco::Timespan& timeout) {
     set_phase(PHASE::WAITING);
     return !all_->are_ending() && wait_until(POLLIN, Clock::now() + to_duration(timeout));

@@ -6,6 +6,7 @@
 #include <Poco/Net/Context.h>
 #include <Poco/Net/HTTPServerRequest.h>
 #include <Poco/Net/SecureStreamSocketImpl.h>
+#include <Poco/Net/SocketAddress.h>
 #include <Poco/Net/StreamSocketImpl.h>
 
 #include <chrono>
@@ -13,6 +14,7 @@
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace kx::information_model::opc {
 
@@ -51,6 +53,10 @@ public:
 
     /// Waits within a request, as TLS does between the pieces of one; the limits of the request hold as well.
     bool poll(const Poco::Timespan& timeout, int mode) override;
+
+    /// Both are asked of the system once: POCO asks for them with each request.
+    Poco::Net::SocketAddress address() override;
+    Poco::Net::SocketAddress peerAddress() override;
 
     /// Waits until a request begins to come.
     /// @return false if none does, or the server ends
@@ -96,8 +102,10 @@ private:
     bool wait_until(short events, Clock::time_point end);
 
     const std::shared_ptr<OpenConnections> all_;
-    Clock::time_point arrival_start_;  // of the request that is coming
-    std::size_t received_ = 0;         // of it
+    std::optional<Poco::Net::SocketAddress> address_;       // known when asked for
+    std::optional<Poco::Net::SocketAddress> peer_address_;  // the same
+    Clock::time_point arrival_start_;                       // of the request that is coming
+    std::size_t received_ = 0;                              // of it
 
     mutable std::mutex mutex_;      // of the descriptor, between the worker that closes it and other threads
     PHASE phase_ = PHASE::WAITING;  // guarded by `mutex_`; changed by the worker alone
@@ -122,6 +130,9 @@ public:
     int receiveBytes(void* buffer, int length, int flags) override;
 
     bool poll(const Poco::Timespan& timeout, int mode) override;
+
+    Poco::Net::SocketAddress address() override { return connection_->address(); }
+    Poco::Net::SocketAddress peerAddress() override { return connection_->peerAddress(); }
 
     // Says no farewell: the thread that serves the connection does when it closes it.
     void shutdown() override { connection_->shutdown(); }

@@ -121,6 +121,17 @@ TEST_P(Connection, CarriesBytesBothWays) {
     EXPECT_EQ(receive(client_), "");
 }
 
+TEST_P(Connection, KnowsItsAddressesAlsoWhenItsPeerHasLeft) {
+    const Poco::Net::SocketAddress client = client_.address();
+    EXPECT_EQ(connection_.address(), listener_.address());
+    EXPECT_EQ(connection_.peerAddress(), client);
+    client_.setLinger(true, 0);
+    client_.close();
+    connection_.poll(Poco::Timespan(60, 0), Poco::Net::Socket::SELECT_READ);
+    EXPECT_EQ(connection_.address(), listener_.address());
+    EXPECT_EQ(connection_.peerAddress(), client);
+}
+
 TEST_P(Connection, IsNotInherited) {
     EXPECT_EQ(fcntl(connection_.impl()->sockfd(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
 }

@@ -2,6 +2,8 @@
 
 #include "base/PerThread.h"
 
+#include <utility>
+
 namespace kx::information_model::opc {
 
 namespace {
@@ -24,6 +26,16 @@ void ThreadCache::trim() noexcept {
     ThreadCache* const cache = get_caches().find();
     if (cache != nullptr && cache->request_names_ != nullptr && !cache->request_names_->is_worth_keeping()) {
         cache->request_names_.reset();
+    }
+}
+
+std::unique_ptr<ExpatParser> ThreadCache::take_parser() {
+    return parser_ != nullptr ? std::move(parser_) : std::make_unique<ExpatParser>();
+}
+
+void ThreadCache::keep_parser(std::unique_ptr<ExpatParser> parser) noexcept {
+    if (parser->reset()) {
+        parser_ = std::move(parser);
     }
 }
 

@@ -5,6 +5,9 @@
 #include "xml/request/RequestParser.h"
 #include "xml/xml_names.h"
 
+#include <Poco/DOM/Document.h>
+#include <Poco/DOM/Element.h>
+
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -48,6 +51,8 @@ std::size_t measure_kept(const std::vector<std::string>& requests) {
             serve(request);
         }
         kept = get_allocated_size() - before;
+        const ExpatParser* const parser = ThreadCache::get().get_kept_parser();
+        EXPECT_TRUE(parser == nullptr || !parser->get_memory().uses_system());
     }).join();
     return kept;
 }
@@ -121,6 +126,31 @@ TEST(ThreadCache, KeepsTheNamesOfOrdinaryRequests) {
     EXPECT_GT(once, MOST_KEPT / 2);
     EXPECT_LE(once, MOST_KEPT);
     EXPECT_EQ(measure_kept(std::vector<std::string>(100, request)), once);
+}
+
+const ExpatParser* get_parser_after(const std::string& text) {
+    try {
+        parse_request(text);
+    } catch (const std::exception&) {
+    }
+    return ThreadCache::get().get_kept_parser();
+}
+
+TEST(ThreadCache, KeepsAParserUnlessItIsLargeOrRefusedAText) {
+    const ExpatParser* const first = get_parser_after("<r xmlns='urn:a'><e a='1'/></r>");
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(get_parser_after("<r xmlns:p='urn:b'><p:e p:a='1'/>text</r>"), first);
+    EXPECT_EQ(get_parser_after("<r><e></r>"), nullptr);
+    EXPECT_NE(get_parser_after("<r/>"), nullptr);
+    EXPECT_EQ(get_parser_after("<!DOCTYPE r><r/>"), nullptr);
+    EXPECT_EQ(get_parser_after("<r a='" + std::string(1'000'000, 't') + "'/>"), nullptr);
+}
+
+TEST(ThreadCache, KeepsAParserThatRemembersNothing) {
+    get_parser_after("<?xml version='1.0' encoding='ISO-8859-2'?><r xmlns:p='urn:a'/>");
+    EXPECT_THROW(parse_request("<p:r/>"), std::exception);
+    get_parser_after("<r/>");
+    EXPECT_EQ(parse_request("<r>\xC3\xA4</r>")->documentElement()->innerText(), "\xC3\xA4");
 }
 
 }  // namespace

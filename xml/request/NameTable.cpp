@@ -2,6 +2,9 @@
 
 #include <Poco/Exception.h>
 
+#include <cstdint>
+#include <cstring>
+
 namespace kx::information_model::opc {
 
 namespace {
@@ -11,9 +14,9 @@ namespace {
 constexpr std::size_t MAXIMUM_KEPT_NAMES = 44;
 constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{2} * 1024;
 
-// A hash table, in size a prime number. A name may be there twice, as an element's and as an attribute's.
-constexpr unsigned long POOL_SIZE = 347;
-static_assert(POOL_SIZE > 2 * (MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES));
+// A hash table, in size a prime number.
+constexpr unsigned long POOL_SIZE = 179;
+static_assert(POOL_SIZE > MAXIMUM_KEPT_NAMES + NameTable::MAXIMUM_REQUEST_NAMES + 1);
 
 }  // namespace
 
@@ -31,6 +34,17 @@ XmlName split_expat_name(std::string_view expat_name) {
     }
     name.qualified_name += name.local_name;
     return name;
+}
+
+std::size_t NameTable::Hash::operator()(std::string_view name) const noexcept {
+    std::uint64_t end = 0;
+    if (name.size() >= sizeof end) {
+        std::memcpy(&end, name.data() + (name.size() - sizeof end), sizeof end);
+    } else {
+        std::memcpy(&end, name.data(), name.size());
+    }
+    constexpr std::uint64_t ODD_FACTOR = 0x9E3779B97F4A7C15U;
+    return static_cast<std::size_t>(((end ^ name.size()) * ODD_FACTOR) >> 32U);
 }
 
 NameTable::NameTable() : pool_(new Poco::XML::NamePool(POOL_SIZE)) {}

@@ -39,12 +39,15 @@ public:
     /// Whether it is small, and has room for the names of one more request.
     bool is_worth_keeping() const noexcept;
 
-    /// Where a DOM keeps its names; has room for all of the table's.
+    /// Where a DOM keeps the names of attributes that become nodes, and that of all elements.
     Poco::XML::NamePool& get_pool() noexcept { return const_cast<Poco::XML::NamePool&>(*pool_); }
 
 private:
-    struct Hash : std::hash<std::string_view> {
+    /// Of the end of a name: most begin with the same namespace. That a client can choose names which
+    /// collide matters little, since there are not many.
+    struct Hash {
         using is_transparent = void;
+        std::size_t operator()(std::string_view name) const noexcept;
     };
 
     Poco::AutoPtr<Poco::XML::NamePool> pool_;

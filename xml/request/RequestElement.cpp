@@ -12,6 +12,8 @@ namespace kx::information_model::opc {
 
 namespace {
 
+const std::string POOLED_NAME = "e";
+
 /// An attribute that stands in the text, in the document's memory.
 class RequestAttribute final : public Poco::XML::Attr {
 public:
@@ -45,9 +47,9 @@ RequestDocument::RequestDocument(std::shared_ptr<NameTable> names)
 
 RequestDocument::~RequestDocument() = default;
 
-// POCO's pool hashes all that it is given, for each element: it gets no more than it needs.
+// POCO's pool hashes the names that it is given, for each element: it gets one short name for all.
 RequestElement::RequestElement(RequestDocument& document, const XmlName& name)
-    : Element(&document, std::string(), std::string(), name.qualified_name),
+    : Element(&document, std::string(), std::string(), POOLED_NAME),
       name_(name),
       children_(this),
       text_start_(document.get_text().size()) {}

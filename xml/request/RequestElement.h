@@ -55,8 +55,8 @@ protected:
     ~RequestDocument() override;
 };
 
-/// An element of a request, without those of POCO's functions for attributes that are not virtual: they find
-/// nothing before somebody asks for `attributes()`.
+/// An element of a request, without those of POCO's functions that are not virtual: `tagName` is the same for
+/// all, and those for attributes find nothing before somebody asks for `attributes()`.
 class RequestElement final : public Poco::XML::Element {
 public:
     static void* operator new(std::size_t size, std::pmr::memory_resource& memory) {
@@ -86,6 +86,7 @@ public:
     std::optional<std::string_view> find_attribute_text(std::string_view uri,
                                                         std::string_view local_name) const noexcept;
 
+    const std::string& nodeName() const override { return name_.qualified_name; }
     const std::string& namespaceURI() const override { return name_.uri; }
     const std::string& localName() const override { return name_.local_name; }
     std::string prefix() const override { return name_.get_prefix(); }

@@ -1,7 +1,7 @@
 #include "xml/request/RequestParser.h"
 
 #include "xml/ThreadCache.h"
-#include "xml/request/ExpatMemory.h"
+#include "xml/request/ExpatParser.h"
 #include "xml/request/RequestElement.h"
 
 #include <Poco/TextEncoding.h>
@@ -14,8 +14,8 @@
 #include <exception>
 #include <limits>
 #include <memory>
-#include <new>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace kx::information_model::opc {
@@ -58,12 +58,17 @@ unsigned long get_hash_salt() {
     return salt;
 }
 
+// No request in good faith nests deeper.
+constexpr std::size_t USUAL_DEPTH = 8;
+
 /// Makes the document of what expat finds. Lives for one parse.
 class RequestBuilder {
 public:
     explicit RequestBuilder(std::size_t maximum_element_count)
         : document_(new RequestDocument(ThreadCache::get().get_request_names())),
-          remaining_elements_(maximum_element_count) {}
+          remaining_elements_(maximum_element_count) {
+        open_elements_.reserve(USUAL_DEPTH);
+    }
 
     Poco::AutoPtr<Poco::XML::Document> build(std::string_view text);
 
@@ -125,14 +130,12 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(std::string_view text) 
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         throw RequestLimitException("the text is too large");
     }
-    ExpatMemory memory(get_memory_limit(text.size()));
-    const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
-        XML_ParserCreate_MM(nullptr, &ExpatMemory::FUNCTIONS, &NAME_SEPARATOR), &XML_ParserFree);
-    if (parser == nullptr) {
-        throw std::bad_alloc();
-    }
+    std::unique_ptr<ExpatParser> parser = ThreadCache::get().take_parser();
+    ExpatMemory& memory = parser->get_memory();
+    memory.limit(get_memory_limit(text.size()));
+    const ExpatMemory::Use use(memory);
     memory_ = &memory;
-    prepare(parser.get());
+    prepare(parser->get());
     const XML_Status status = XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE);
     if (failure_) {
         std::rethrow_exception(failure_);
@@ -143,6 +146,7 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(std::string_view text) 
         }
         throw Poco::XML::XMLException(XML_ErrorString(XML_GetErrorCode(parser_)));
     }
+    ThreadCache::get().keep_parser(std::move(parser));
     return document_;
 }
 

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "xml/reply/ChildWriter.h"
+
 #include <information_model/Value.h>
 
 #include <Poco/DOM/AutoPtr.h>
 #include <Poco/DOM/Document.h>
 #include <Poco/DOM/Element.h>
+
+#include <string_view>
 
 namespace kx::information_model::opc {
 
@@ -28,5 +32,10 @@ void convert(Poco::AutoPtr<Poco::XML::Document> document, Poco::AutoPtr<Poco::XM
 /// @throws std::invalid_argument  if the type is DECIMAL, ATTACHMENT or unknown
 Poco::AutoPtr<Poco::XML::Element> create_value_element(Poco::AutoPtr<Poco::XML::Document> document,
                                                        const Value& value);
+
+/// Writes the same element straight into its parent. Nothing is written if the value has no form.
+/// @param xsi_type  instead of the name of the value's type, unless empty
+/// @throws BadValueTypeException, std::invalid_argument  as `create_value_element`
+void write_value_element(ChildWriter& writer, const Value& value, std::string_view xsi_type = {});
 
 }  // namespace kx::information_model::opc

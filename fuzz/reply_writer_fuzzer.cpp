@@ -4,6 +4,7 @@
 #include "InputReader.h"
 #include "require.h"
 #include "support/xml_characters.h"
+#include "xml/reply/ChildWriter.h"
 #include "xml/reply/reply_dom.h"
 
 #include <Poco/DOM/AutoPtr.h>
@@ -123,6 +124,8 @@ private:
                 add_to_closed(element, content);
                 break;
             case 3:
+                add_written_child(element, plain_element, content);
+                break;
             case 4:
                 add_child(element, plain_element, content, depth);
                 break;
@@ -186,6 +189,36 @@ private:
             element.appendChild(create_child(plain_element, depth));
             content.children = true;
         }
+    }
+
+    /// A child that is written in place, and perhaps one in it.
+    void add_written_child(Element& element, Element& plain_element, Content& content) {
+        attempt(!content.text, [&] { const ChildWriter writer(element); });
+        if (content.text) {
+            return;
+        }
+        content.children = true;
+        ChildWriter writer(element);
+        const std::string& name = take_name(input_);
+        const std::string attribute = input_.take_text();
+        const std::string text = input_.take_text();
+        auto plain_child = append_plain_element(plain_element, name);
+        writer.begin(name);
+        writer.set_attribute("a", attribute);
+        writer.set_attribute("b", text);
+        plain_child->setAttribute("a", to_plain_text(attribute));
+        plain_child->setAttribute("b", to_plain_text(text));
+        if (input_.take_byte() % 2 == 0) {
+            writer.append_text(text);
+            append_plain_text(*plain_child, text);
+        } else {
+            writer.begin("inner");
+            writer.append_text_element(name, text);
+            writer.end("inner");
+            append_plain_text(*append_plain_element(*append_plain_element(*plain_child, "inner"), name),
+                              text);
+        }
+        writer.end(name);
     }
 
     Poco::AutoPtr<Element> create_child(Element& plain_parent, std::size_t depth) {

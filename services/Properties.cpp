@@ -1,6 +1,6 @@
 #include "services/Properties.h"
 
-#include "xml/reply/reply_dom.h"
+#include "codec/value_writer.h"
 #include "xml/request/request_dom.h"
 #include "xml/xml_names.h"
 
@@ -42,30 +42,28 @@ bool Properties::is_selected(const std::string& name) const {
 template <class ItemKind>
 void Properties::insert_selected(Poco::XML::Element& parent, const std::string& element_name,
                                  const ItemKind& item, std::span<const Property<ItemKind>> properties) const {
+    ChildWriter writer(parent);
     for (const Property<ItemKind>& property : properties) {
         if (!is_selected(property.name) || !property.is_present(item)) {
             continue;
         }
-        auto element = create_element(get_document(), element_name);
-        set_attribute(*element, reply_names::NAME, property.name);
-        set_attribute(*element, reply_names::DESCRIPTION, property.name);
+        writer.begin(element_name);
+        writer.set_attribute(reply_names::DESCRIPTION, property.name);
+        writer.set_attribute(reply_names::NAME, property.name);
         if (return_property_values_) {
-            element->appendChild(create_property_value(property, item));
+            write_property_value(writer, property, item);
         }
-        parent.appendChild(element);
+        writer.end(element_name);
     }
 }
 
 template <class ItemKind>
-Poco::AutoPtr<Poco::XML::Element> Properties::create_property_value(const Property<ItemKind>& property,
-                                                                    const ItemKind& item) const {
+void Properties::write_property_value(ChildWriter& writer, const Property<ItemKind>& property,
+                                      const ItemKind& item) {
     const PropertyValue value = property.get_value(item);
     const auto* borrowed = std::get_if<const Value*>(&value);
-    auto element = create_value(borrowed == nullptr ? std::get<Value>(value) : **borrowed);
-    if (!property.type_name.empty()) {
-        set_attribute(*element, reply_names::XSI_TYPE, property.type_name);
-    }
-    return element;
+    write_value_element(writer, borrowed == nullptr ? std::get<Value>(value) : **borrowed,
+                        property.type_name);
 }
 
 }  // namespace kx::information_model::opc

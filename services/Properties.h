@@ -2,6 +2,7 @@
 
 #include "server/message/AMessage.h"
 #include "services/property_catalogue.h"
+#include "xml/reply/ChildWriter.h"
 
 #include <information_model/Domain.h>
 #include <information_model/Path.h>
@@ -50,8 +51,8 @@ private:
                          std::span<const Property<ItemKind>> properties) const;
 
     template <class ItemKind>
-    Poco::AutoPtr<Poco::XML::Element> create_property_value(const Property<ItemKind>& property,
-                                                            const ItemKind& item) const;
+    static void write_property_value(ChildWriter& writer, const Property<ItemKind>& property,
+                                     const ItemKind& item);
 
     bool return_all_properties_;
     bool return_property_values_;

@@ -45,14 +45,14 @@ Poco::AutoPtr<Poco::XML::Element> Read::process() {
 
 void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Domain& item,
                   const RequestItem& request_item) const {
-    parent->appendChild(
-        create_item_value(*this, get_document(), reply_names::ITEMS, item, get_form(request_item)));
+    ChildWriter writer(*parent);
+    write_item_value(writer, reply_names::ITEMS, item, get_form(request_item));
 }
 
 void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Variable& item,
                   const RequestItem& request_item) const {
-    parent->appendChild(
-        create_item_value(*this, get_document(), reply_names::ITEMS, item, get_form(request_item)));
+    ChildWriter writer(*parent);
+    write_item_value(writer, reply_names::ITEMS, item, get_form(request_item));
 }
 
 ItemValueForm Read::get_form(const RequestItem& request_item) const {

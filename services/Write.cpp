@@ -147,7 +147,7 @@ Write::~Write() = default;
 Value Write::get_value(const Poco::XML::Node* node) const {
     // Unlike other attributes this one needs its namespace: a plain "type" is somebody else's.
     const auto type = find_attribute_text(*node, xml_namespaces::XSI, "type");
-    const ValueReader read = type ? find_value_reader(std::string(*type)) : nullptr;
+    const ValueReader read = type ? find_value_reader(*type) : nullptr;
     if (read == nullptr) {
         throw std::invalid_argument("Unsupported type.");
     }
@@ -176,10 +176,11 @@ Poco::AutoPtr<Poco::XML::Element> Write::process() {
 
 void Write::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& variable,
                    const RequestItem& item) const {
-    list->appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, variable,
-                                        {.client_item_handle = get_if_not_empty(std::get<std::string>(item)),
-                                         .has_timestamp = options_.return_item_time,
-                                         .has_value = return_values_on_reply_}));
+    ChildWriter writer(*list);
+    write_item_value(writer, reply_names::ITEMS, variable,
+                     {.client_item_handle = get_if_not_empty(std::get<std::string>(item)),
+                      .has_timestamp = options_.return_item_time,
+                      .has_value = return_values_on_reply_});
 }
 
 }  // namespace kx::information_model::opc

@@ -1,6 +1,6 @@
 #include "services/item_value.h"
 
-#include "xml/reply/reply_dom.h"
+#include "codec/value_writer.h"
 #include "xml/xml_names.h"
 
 #include <information_model/TimePoint.h>
@@ -10,25 +10,24 @@
 
 namespace kx::information_model::opc {
 
-Poco::AutoPtr<Poco::XML::Element> create_item_value(const AMessage& message, Poco::XML::Document& document,
-                                                    const std::string& name, const Item& item,
-                                                    const ItemValueForm& form) {
+void write_item_value(ChildWriter& writer, std::string_view name, const Item& item,
+                      const ItemValueForm& form) {
     const auto* const variable =
         item.get_item_type() == ITEM_TYPE::VARIABLE ? static_cast<const Variable*>(&item) : nullptr;
-    auto element = create_element(document, name);
-    set_attribute(*element, reply_names::ITEM_NAME, item.get_path().as_string());
+    writer.begin(name);
     if (form.client_item_handle != nullptr) {
-        set_attribute(*element, reply_names::CLIENT_ITEM_HANDLE, *form.client_item_handle);
+        writer.set_attribute(reply_names::CLIENT_ITEM_HANDLE, *form.client_item_handle);
     }
+    writer.set_attribute(reply_names::ITEM_NAME, item.get_path().as_string());
     if (form.has_timestamp) {
         const TimePoint time =
             variable == nullptr ? std::chrono::system_clock::now() : variable->get_timestamp();
-        set_attribute(*element, reply_names::TIMESTAMP, to_iso8601_string(time));
+        writer.set_attribute(reply_names::TIMESTAMP, to_iso8601_string(time));
     }
     if (form.has_value && variable != nullptr) {
-        element->appendChild(message.create_value(variable->get_value()));
+        write_value_element(writer, variable->get_value());
     }
-    return element;
+    writer.end(name);
 }
 
 }  // namespace kx::information_model::opc

@@ -1,15 +1,12 @@
 #pragma once
 
-#include "server/message/AMessage.h"
+#include "xml/reply/ChildWriter.h"
 
 #include <information_model/Item.h>
 
-#include <Poco/DOM/AutoPtr.h>
-#include <Poco/DOM/Document.h>
-#include <Poco/DOM/Element.h>
-
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kx::information_model::opc {
 
@@ -20,20 +17,17 @@ struct ItemValueForm {
     bool has_value = true;  ///< of a variable: a domain has none
 };
 
-/// Creates the element that reports an item to a client, in the form that all services share: attributes
+/// Writes the element that reports an item to a client, in the form that all services share: attributes
 /// "ItemName" (the item's own absolute path, whatever the client wrote), "ClientItemHandle" and "Timestamp",
 /// and a child "Value". The timestamp of a domain, which has none of its own, is the current time.
 ///
 /// Requires: tree lock held.
-/// @param message   makes the value
-/// @param document  the reply's
-/// @param name      name of the element
-/// @param item      a domain or a variable
-/// @return the new element, not yet attached
-/// @throws std::invalid_argument, BadValueTypeException  as `AMessage::create_value`
-Poco::AutoPtr<Poco::XML::Element> create_item_value(const AMessage& message, Poco::XML::Document& document,
-                                                    const std::string& name, const Item& item,
-                                                    const ItemValueForm& form);
+/// @param writer  of the element's parent
+/// @param name    name of the element
+/// @param item    a domain or a variable
+/// @throws std::invalid_argument, BadValueTypeException  as `write_value_element`
+void write_item_value(ChildWriter& writer, std::string_view name, const Item& item,
+                      const ItemValueForm& form);
 
 /// Null for an empty handle: Read and Write leave those out.
 inline const std::string* get_if_not_empty(const std::string& handle) {

@@ -76,11 +76,12 @@ void Subscribe::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& v
 }
 
 void Subscribe::append_item(Poco::XML::Element& list, const Item& found, const SubscriptionItem& item) const {
-    auto items = create_element(get_document(), reply_names::ITEMS);
-    items->appendChild(create_item_value(*this, get_document(), reply_names::ITEM_VALUE, found,
-                                         {.client_item_handle = get_if_present(item.client_item_handle),
-                                          .has_timestamp = options_.return_item_time}));
-    list.appendChild(items);
+    ChildWriter writer(list);
+    writer.begin(reply_names::ITEMS);
+    write_item_value(writer, reply_names::ITEM_VALUE, found,
+                     {.client_item_handle = get_if_present(item.client_item_handle),
+                      .has_timestamp = options_.return_item_time});
+    writer.end(reply_names::ITEMS);
 }
 
 }  // namespace kx::information_model::opc

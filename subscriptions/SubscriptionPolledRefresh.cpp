@@ -170,9 +170,10 @@ void SubscriptionPolledRefresh::to_xml(Poco::AutoPtr<Poco::XML::Element> list, c
 
 void SubscriptionPolledRefresh::append_item(Poco::XML::Element& list, const Item& found,
                                             const SubscriptionItem& item) const {
-    list.appendChild(create_item_value(*this, get_document(), reply_names::ITEMS, found,
-                                       {.client_item_handle = get_if_present(item.client_item_handle),
-                                        .has_timestamp = options_.return_item_time}));
+    ChildWriter writer(list);
+    write_item_value(writer, reply_names::ITEMS, found,
+                     {.client_item_handle = get_if_present(item.client_item_handle),
+                      .has_timestamp = options_.return_item_time});
 }
 
 }  // namespace kx::information_model::opc

@@ -14,6 +14,7 @@
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kx::information_model::opc {
@@ -27,6 +28,15 @@ std::string write(const Value& value) {
     return to_text(*create_value_element(document, value));
 }
 
+std::string write_into_parent(const Value& value, std::string_view xsi_type = {}) {
+    const auto document = create_reply_document();
+    auto parent = create_element(*document, "P");
+    ChildWriter writer(*parent);
+    write_value_element(writer, value, xsi_type);
+    const std::string text = to_text(*parent);
+    return text.substr(3, text.size() - 7);  // without <P> and </P>
+}
+
 struct ValueRow {
     Value value;
     std::string content;  // of the element "Value"
@@ -37,7 +47,9 @@ class WrittenValue : public ::testing::TestWithParam<ValueRow> {};
 TEST_P(WrittenValue, HasItsText) {
     const auto& [value, content] = GetParam();
     const std::string start = "<Value xsi:type=\"" + get_xsi_type_name(value.get_type_info()) + "\"";
-    EXPECT_EQ(write(value), content.empty() ? start + "/>" : start + ">" + content + "</Value>");
+    const std::string expected = content.empty() ? start + "/>" : start + ">" + content + "</Value>";
+    EXPECT_EQ(write(value), expected);
+    EXPECT_EQ(write_into_parent(value), expected);
 }
 
 template <class T>
@@ -124,6 +136,10 @@ protected:
             EXPECT_STREQ(error.what(), "Bad value type.");
         }
         EXPECT_THROW(create_value_element(document_, value), BadValueTypeException);
+        auto parent = create_element(*document_, "P");
+        ChildWriter writer(*parent);
+        EXPECT_THROW(write_value_element(writer, value), BadValueTypeException);
+        EXPECT_EQ(to_text(*parent), "<P/>");
     }
 
     Poco::AutoPtr<Poco::XML::Document> document_ = create_reply_document();
@@ -182,7 +198,13 @@ TYPED_TEST(Convert, RefusesNull) {
     }
 }
 
-std::string get_failure(VALUE_TYPE type, bool is_array) {
+TEST(WriteValueElement, NamesTheTypeThatItIsGiven) {
+    EXPECT_EQ(write_into_parent(Value("xsd:int"), "xsd:QName"),
+              R"(<Value xsi:type="xsd:QName">xsd:int</Value>)");
+}
+
+template <class Write>
+std::string get_failure(Write write, VALUE_TYPE type, bool is_array) {
     try {
         return write(Value(1, ValueTypeInfo(type, is_array)));
     } catch (const std::invalid_argument& error) {
@@ -190,14 +212,23 @@ std::string get_failure(VALUE_TYPE type, bool is_array) {
     }
 }
 
-TEST(CreateValueElement, RefusesTypesWithoutForm) {
+template <class Write>
+void expect_refusal_of_types_without_form(Write write) {
     for (const bool is_array : {false, true}) {
-        EXPECT_EQ(get_failure(VALUE_TYPE::DECIMAL, is_array), "Decimal type not implemented.");
-        EXPECT_EQ(get_failure(VALUE_TYPE::ATTACHMENT, is_array), "Attachment type not implemented.");
+        EXPECT_EQ(get_failure(write, VALUE_TYPE::DECIMAL, is_array), "Decimal type not implemented.");
+        EXPECT_EQ(get_failure(write, VALUE_TYPE::ATTACHMENT, is_array), "Attachment type not implemented.");
         for (const unsigned number : {0U, 20U, 255U, 0xFFFFFFFFU}) {
-            EXPECT_EQ(get_failure(static_cast<VALUE_TYPE>(number), is_array), "Unknown value type.");
+            EXPECT_EQ(get_failure(write, static_cast<VALUE_TYPE>(number), is_array), "Unknown value type.");
         }
     }
+}
+
+TEST(CreateValueElement, RefusesTypesWithoutForm) {
+    expect_refusal_of_types_without_form([](const Value& value) { return write(value); });
+}
+
+TEST(WriteValueElement, RefusesTypesWithoutForm) {
+    expect_refusal_of_types_without_form([](const Value& value) { return write_into_parent(value); });
 }
 
 TEST(CreateValueElement, TellsSignedFromUnsignedBytes) {

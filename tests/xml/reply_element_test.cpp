@@ -3,6 +3,7 @@
 #include "server/message/envelope.h"
 #include "support/allocation_count.h"
 #include "support/reply_text.h"
+#include "xml/reply/ChildWriter.h"
 #include "xml/reply/reply_dom.h"
 
 #include <Poco/DOM/Comment.h>
@@ -142,6 +143,70 @@ TEST_F(Replies, HaveOneRoot) {
     EXPECT_EQ(to_text(document), R"(<?xml version="1.0" encoding="utf-8"?><List/>)");
 }
 
+class WrittenChildren : public Replies {};
+
+TEST_F(WrittenChildren, StandBetweenThoseThatAreAppended) {
+    list->appendChild(create_item(1));
+    {
+        ChildWriter writer(*list);
+        writer.begin("a");
+        writer.set_attribute("x", "<\t\x01");
+        writer.set_attribute("y", "");
+        writer.begin("b");
+        writer.append_text("");
+        writer.append_text("<\t\x01");
+        writer.append_text("more");
+        writer.end("b");
+        writer.append_text_element("c", "1");
+        writer.append_text_element("d", "");
+        writer.end("a");
+        writer.begin("e");
+        writer.end("e");
+    }
+    append_text_element(*list, "f", "2");
+    EXPECT_EQ(to_text(*list),
+              "<List><Item number=\"1\"><Value type=\"t\">text</Value></Item>"
+              "<a x=\"&lt;&#x9;\xEF\xBF\xBD\" y=\"\"><b>&lt;\t\xEF\xBF\xBDmore</b><c>1</c><d/></a><e/>"
+              "<f>2</f></List>");
+}
+
+TEST_F(WrittenChildren, MayBeOfAnySize) {
+    std::string expected = "<List>";
+    ChildWriter writer(*list);
+    for (std::size_t size = 1; size < 2'000; ++size) {
+        const std::string text(size, 'x');
+        writer.begin("a");
+        writer.set_attribute("b", text);
+        writer.append_text(text);
+        writer.end("a");
+        expected.append("<a b=\"").append(text).append("\">").append(text).append("</a>");
+    }
+    EXPECT_TRUE(to_text(*list) == expected + "</List>");
+}
+
+TEST_F(WrittenChildren, NeedAnOpenParentOfOursWithoutText) {
+    const Poco::AutoPtr<Poco::XML::Document> plain = new Poco::XML::Document;
+    const Poco::AutoPtr<Poco::XML::Element> plain_element = plain->createElement("plain");
+    EXPECT_THROW(ChildWriter{const_cast<Poco::XML::Element&>(*plain_element)}, std::bad_cast);
+    auto item = create_item(1);
+    list->appendChild(item);
+    EXPECT_THROW(ChildWriter{*item}, std::logic_error);
+    auto text = create_element(*document, "text");
+    append_text(*text, "text");
+    EXPECT_THROW(ChildWriter{*text}, std::logic_error);
+}
+
+TEST_F(WrittenChildren, SpoilTheParentUnlessTheyEnd) {
+    {
+        ChildWriter writer(*list);
+        writer.begin("a");
+        writer.append_text_element("b", std::string(1'000, 'x'));
+    }
+    auto root = create_element(*document, "root");
+    EXPECT_THROW(root->appendChild(list), std::logic_error);
+    EXPECT_EQ(to_text(*root), "<root/>");
+}
+
 class ReplyLimit : public Replies {
 protected:
     ReplyLimit() { static_cast<ReplyDocument&>(*document).limit(100'000); }
@@ -150,6 +215,19 @@ protected:
 TEST_F(ReplyLimit, HoldsForAttributes) {
     set_attribute(*list, "a", std::string(90'000, 'x'));
     EXPECT_THROW(set_attribute(*list, "b", std::string(20'000, 'x')), ReplyLimitException);
+}
+
+TEST_F(ReplyLimit, HoldsForWrittenChildren) {
+    ChildWriter writer(*list);
+    writer.begin("a");
+    writer.append_text(std::string(90'000, 'x'));
+    EXPECT_THROW(writer.append_text(std::string(20'000, '<')), ReplyLimitException);
+    const auto write_many = [&] {
+        for (int number = 0; number < 20'000; ++number) {
+            writer.append_text("y");
+        }
+    };
+    EXPECT_THROW(write_many(), ReplyLimitException);
 }
 
 TEST_F(ReplyLimit, HoldsForText) {

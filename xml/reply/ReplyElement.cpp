@@ -164,8 +164,7 @@ void ReplyElement::append_text(std::string_view text) {
 }
 
 void ReplyElement::append_text_child(std::string_view name, std::string_view text) {
-    ReplyContent& content = get_content();
-    require(!content.has_text, "An element of a reply has either text or children.");
+    ReplyContent& content = get_content_for_children();
     std::string& output = content.text.get_end();
     const std::size_t start = output.size();
     output.append(1, '<').append(name);
@@ -180,8 +179,8 @@ void ReplyElement::append_text_child(std::string_view name, std::string_view tex
 }
 
 Poco::XML::Node* ReplyElement::appendChild(Poco::XML::Node* child) {
-    ReplyContent& content = get_content();
-    require(child != this && !content.has_text, "An element of a reply has either text or children.");
+    ReplyContent& content = get_content_for_children();
+    require(child != this, "An element of a reply is no child of itself.");
     as_open_element(child, ownerDocument()).write(content.text);
     return child;
 }
@@ -190,6 +189,7 @@ void ReplyElement::write(Rope& output) {
     ReplyContent& content = get_content();
     require(!Element::hasAttributes() && firstChild() == nullptr,
             "An element of a reply gets its attributes by set_attribute.");
+    require(!content.is_broken, "An element of a reply holds a child that has not ended.");
     const std::string& name = tagName();
     std::string& start = output.get_end();
     start.append(1, '<').append(name).append(content.attributes);
@@ -219,6 +219,12 @@ Poco::XML::Node* ReplyElement::copyNode(bool /*deep*/, Poco::XML::Document* /*do
     throw std::logic_error("An element of a reply cannot be copied.");
 }
 
+ReplyContent& ReplyElement::get_content_for_children() const {
+    ReplyContent& content = get_content();
+    require(!content.has_text, "An element of a reply has either text or children.");
+    return content;
+}
+
 ReplyContent& ReplyElement::get_content() const {
     require(is_open(), "An element of a reply is complete when it is appended.");
     return *content_;
@@ -234,6 +240,7 @@ void ReplyElement::close() noexcept {
     content_->sizes.clear();
     content_->text.clear();
     content_->has_text = false;
+    content_->is_broken = false;
     spare.push_back(std::move(content_));
 }
 

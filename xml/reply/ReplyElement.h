@@ -33,6 +33,7 @@ inline constexpr std::size_t MAXIMUM_REPLY_SIZE = std::size_t{256} * 1024 * 1024
 
 /// The markup of an element that is not complete.
 class ReplyContent {
+    friend class ChildWriter;
     friend class ReplyElement;
 
     // Has room for what elements usually have.
@@ -50,11 +51,13 @@ class ReplyContent {
     std::vector<Attribute> sizes;  // of each of them
     Rope text;                     // or children
     bool has_text = false;
+    bool is_broken = false;  // a child has begun and not ended
 };
 
 /// What the elements of a reply share: the count of the bytes that they will take, and memory that one
 /// element leaves to the next.
 class ReplyMemory {
+    friend class ChildWriter;
     friend class ReplyDocument;
     friend class ReplyElement;
 
@@ -168,9 +171,11 @@ protected:
     Poco::XML::Node* copyNode(bool deep, Poco::XML::Document* document) const override;
 
 private:
+    friend class ChildWriter;
     friend class ReplyDocument;
 
     ReplyContent& get_content() const;
+    ReplyContent& get_content_for_children() const;
     void close() noexcept;
 
     ReplyMemory& shared_;

@@ -1,0 +1,107 @@
+#include "xml/reply/ChildWriter.h"
+
+#include "xml/reply/markup.h"
+
+#include <cstring>
+#include <typeinfo>
+
+namespace kx::information_model::opc {
+
+namespace {
+
+ReplyElement& as_parent(Poco::XML::Element& element) {
+    if (typeid(element) != typeid(ReplyElement)) {
+        throw std::bad_cast();
+    }
+    return static_cast<ReplyElement&>(element);
+}
+
+}  // namespace
+
+ChildWriter::ChildWriter(Poco::XML::Element& parent)
+    : shared_(as_parent(parent).shared_), content_(as_parent(parent).get_content_for_children()) {}
+
+ChildWriter::~ChildWriter() {
+    if (open_elements_ > 0) {
+        content_.is_broken = true;
+    }
+}
+
+void ChildWriter::begin(std::string_view name) {
+    end_start_tag();
+    ++open_elements_;
+    put('<');
+    put(name);
+    is_start_tag_open_ = true;
+}
+
+void ChildWriter::set_attribute(std::string_view name, std::string_view value) {
+    put(' ');
+    put(name);
+    put("=\"");
+    put(escape_attribute(value, shared_.buffer_));
+    put('"');
+}
+
+void ChildWriter::append_text(std::string_view text) {
+    if (!text.empty()) {
+        end_start_tag();
+        put(escape_text(text, shared_.buffer_));
+    }
+}
+
+void ChildWriter::append_text_element(std::string_view name, std::string_view text) {
+    begin(name);
+    append_text(text);
+    end(name);
+}
+
+void ChildWriter::end(std::string_view name) {
+    if (is_start_tag_open_) {
+        put("/>");
+        is_start_tag_open_ = false;
+    } else {
+        put("</");
+        put(name);
+        put('>');
+    }
+    --open_elements_;
+    if (open_elements_ == 0) {
+        flush();
+    }
+}
+
+void ChildWriter::end_start_tag() {
+    if (is_start_tag_open_) {
+        put('>');
+        is_start_tag_open_ = false;
+    }
+}
+
+void ChildWriter::put(char character) {
+    if (size_ == BUFFER_SIZE) {
+        flush();
+    }
+    buffer_[size_++] = character;
+}
+
+void ChildWriter::put(std::string_view text) {
+    if (text.size() > BUFFER_SIZE - size_) {
+        flush();
+        if (text.size() > BUFFER_SIZE) {
+            shared_.count(text.size());
+            content_.text.append(text);
+            return;
+        }
+    }
+    std::memcpy(buffer_.data() + size_, text.data(), text.size());
+    size_ += text.size();
+}
+
+void ChildWriter::flush() {
+    shared_.count(size_);
+    content_.text.append({buffer_.data(), size_});
+    size_ = 0;
+}
+
+}  // namespace kx::information_model::opc

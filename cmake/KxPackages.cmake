@@ -16,6 +16,9 @@ set(CPACK_COMPONENTS_ALL model opc dev)
 if(TARGET xmlda AND TARGET kx_plant)
   list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
+if(TARGET kx_gateway)
+  list(APPEND CPACK_COMPONENTS_ALL gateway)
+endif()
 
 # The documentation: the site, and the examples.
 set(doc_package libkxinformationmodel-doc)
@@ -94,12 +97,25 @@ set(CPACK_COMPONENT_DOC_DESCRIPTION "information model with an OPC XML-DA server
 Guides for those who write hosts or clients and for operators, the reference
 of the headers, and examples. A browser reads them without a network.")
 
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME kx-gateway)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
+  "${PROJECT_SOURCE_DIR}/cmake/debian/kx-gateway/postinst"
+  "${PROJECT_SOURCE_DIR}/cmake/debian/kx-gateway/prerm"
+  "${PROJECT_SOURCE_DIR}/cmake/debian/kx-gateway/postrm")
+set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "page and published schema in front of an OPC XML-DA server
+Stands in front of one server: browsers find a page with values, trends and
+writes, programs the eight services as the published OPC XML-DA 1.0 schema has
+them, and Prometheus numbers. A unit for systemd is there, and not enabled.")
+
 # What only a Debian package has: changelog, copyright, compressed manual pages, examples.
 set(KX_PACKAGE_OF_model ${model_package})
 set(KX_PACKAGE_OF_opc ${opc_package})
 set(KX_PACKAGE_OF_dev libkxinformationmodel-dev)
 set(KX_PACKAGE_OF_tools kx-xmlda-tools)
 set(KX_PACKAGE_OF_doc ${doc_package})
+set(KX_PACKAGE_OF_gateway kx-gateway)
 configure_file("${PROJECT_SOURCE_DIR}/cmake/debian/finish_packages.cmake.in"
   "${PROJECT_BINARY_DIR}/finish_packages.cmake" @ONLY)
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_BINARY_DIR}/finish_packages.cmake")

@@ -63,62 +63,31 @@ class Certificates:
         return text.strip().removeprefix("subject=")
 
 
-class Site:
-    """Two plants and nginx. `close()` ends all of them. The plants of a secure site speak HTTPS, and nginx asks them for
-    certificates of the given authority."""
+class ProxiedSite:
+    """nginx in a directory of its own, and what stands behind it. `close()` ends all of it."""
 
-    def __init__(self, plant_program, sources, nginx, module, is_secure=False, servers_authority="clients-ca"):
+    def __init__(self, settings):
         self.directory = tempfile.mkdtemp(prefix="kx-deploy-")
         atexit.register(shutil.rmtree, self.directory, ignore_errors=True)
-        self.plant_program = plant_program
-        self.settings = os.path.join(self.directory, "kx-xmlda")
+        self.settings = os.path.join(self.directory, settings)
         os.mkdir(self.settings)
         self.certificates = Certificates(self.settings)
-        self.is_secure = is_secure
-        shutil.copy(self.certificates.path(f"{servers_authority}.pem"), self.certificates.path("servers-ca.pem"))
-        self.plants = [self.start_plant() for _ in range(2)]
-        shutil.copy(os.path.join(sources, "nginx", "kx-xmlda", "gate.js"), self.settings)
-        self.write_users()
-        with open(os.path.join(sources, "nginx", "kx-xmlda.conf"), encoding="utf-8") as file:
-            self.deployed = file.read()
-        self.start_nginx(nginx, module)
+        self.plants = []
+        self.nginx = None
+        self.port = 0
 
-    def start_plant(self, port=0):
-        options = ["--certificate", self.certificates.path("server.pem"),
-                   "--private-key", self.certificates.path("server.key")] if self.is_secure else []
-        return Plant(self.plant_program, port, options)
-
-    def write_users(self):
-        lines = [f'"user {name}" {group};\n' for name, group in USERS.items() if group]
-        lines += [f'"certificate {self.certificates.subject(name)}" {group};\n'
-                  for name, group in HOLDERS.items() if group]
-        self.write(os.path.join(self.settings, "groups.conf"), "".join(lines))
-        password = run("openssl", "passwd", "-6", PASSWORD).strip()
-        self.write(os.path.join(self.settings, "passwords"), "".join(f"{name}:{password}\n" for name in USERS))
+    def adapt(self, port):
+        """The configuration as it is deployed, but for ports and paths."""
+        raise NotImplementedError
 
     def write(self, path, text):
         with open(path, "w", encoding="utf-8") as file:
             file.write(text)
 
-    def adapt(self, port):
-        """The configuration as it is deployed, but for ports and paths."""
-        text = self.deployed
-        if self.is_secure:  # what is commented out there
-            text = text.replace("proxy_pass http://kx_servers;", "").replace("#     proxy_", "proxy_")
-        replacements = [("listen 443 ssl;", f"listen 127.0.0.1:{port} ssl;"), ("listen [::]:443 ssl;", ""),
-                        ("127.0.0.1:8081", f"127.0.0.1:{self.plants[0].port}"),
-                        ("127.0.0.1:8082", f"127.0.0.1:{self.plants[1].port}"),
-                        ("/etc/nginx/kx-xmlda/", self.settings + "/"), ("/var/log/nginx/", self.directory + "/")]
-        for old, new in replacements:
-            if old not in text:
-                raise AssertionError(f"the configuration has no '{old}'")
-            text = text.replace(old, new)
-        return text
-
     def start_nginx(self, nginx, module):
         self.write(os.path.join(self.directory, "nginx.conf"), f"""
             {"user root;" if os.geteuid() == 0 else ""}
-            load_module {module};
+            {f"load_module {module};" if module else ""}
             daemon off;
             worker_processes 2;
             pid {self.directory}/nginx.pid;
@@ -163,13 +132,6 @@ class Site:
             ticks += int(fields[11]) + int(fields[12])
         return ticks / os.sysconf("SC_CLK_TCK")
 
-    def read_log(self):
-        with open(os.path.join(self.directory, "kx-xmlda.log"), encoding="utf-8") as file:
-            return file.read()
-
-    def revive(self, index):
-        self.plants[index] = self.start_plant(self.plants[index].port)
-
     def close(self):
         if self.nginx.poll() is None:
             self.nginx.send_signal(signal.SIGTERM)
@@ -191,6 +153,58 @@ class Site:
 
     def client(self, user=None, certificate=None, password=PASSWORD, source="127.0.0.1"):
         return Client(self, user, certificate, password, source)
+
+
+class Site(ProxiedSite):
+    """Two plants and nginx. `close()` ends all of them. The plants of a secure site speak HTTPS, and nginx asks them for
+    certificates of the given authority."""
+
+    def __init__(self, plant_program, sources, nginx, module, is_secure=False, servers_authority="clients-ca"):
+        super().__init__("kx-xmlda")
+        self.plant_program = plant_program
+        self.is_secure = is_secure
+        shutil.copy(self.certificates.path(f"{servers_authority}.pem"), self.certificates.path("servers-ca.pem"))
+        self.plants = [self.start_plant() for _ in range(2)]
+        shutil.copy(os.path.join(sources, "nginx", "kx-xmlda", "gate.js"), self.settings)
+        self.write_users()
+        with open(os.path.join(sources, "nginx", "kx-xmlda.conf"), encoding="utf-8") as file:
+            self.deployed = file.read()
+        self.start_nginx(nginx, module)
+
+    def start_plant(self, port=0):
+        options = ["--certificate", self.certificates.path("server.pem"),
+                   "--private-key", self.certificates.path("server.key")] if self.is_secure else []
+        return Plant(self.plant_program, port, options)
+
+    def write_users(self):
+        lines = [f'"user {name}" {group};\n' for name, group in USERS.items() if group]
+        lines += [f'"certificate {self.certificates.subject(name)}" {group};\n'
+                  for name, group in HOLDERS.items() if group]
+        self.write(os.path.join(self.settings, "groups.conf"), "".join(lines))
+        password = run("openssl", "passwd", "-6", PASSWORD).strip()
+        self.write(os.path.join(self.settings, "passwords"), "".join(f"{name}:{password}\n" for name in USERS))
+
+    def adapt(self, port):
+        """The configuration as it is deployed, but for ports and paths."""
+        text = self.deployed
+        if self.is_secure:  # what is commented out there
+            text = text.replace("proxy_pass http://kx_servers;", "").replace("#     proxy_", "proxy_")
+        replacements = [("listen 443 ssl;", f"listen 127.0.0.1:{port} ssl;"), ("listen [::]:443 ssl;", ""),
+                        ("127.0.0.1:8081", f"127.0.0.1:{self.plants[0].port}"),
+                        ("127.0.0.1:8082", f"127.0.0.1:{self.plants[1].port}"),
+                        ("/etc/nginx/kx-xmlda/", self.settings + "/"), ("/var/log/nginx/", self.directory + "/")]
+        for old, new in replacements:
+            if old not in text:
+                raise AssertionError(f"the configuration has no '{old}'")
+            text = text.replace(old, new)
+        return text
+
+    def read_log(self):
+        with open(os.path.join(self.directory, "kx-xmlda.log"), encoding="utf-8") as file:
+            return file.read()
+
+    def revive(self, index):
+        self.plants[index] = self.start_plant(self.plants[index].port)
 
 
 class Client:

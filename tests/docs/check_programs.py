@@ -17,7 +17,7 @@ SOURCES = sorted((pages.PROJECT / "examples").rglob("*.[ch]*")) + sorted((pages.
 KINDS = {"cmake", "console", "nginx", "xml", "text", "restart", "in the reply to", ""}
 
 # Programs of others, whose options nobody checks here.
-FOREIGN = {"apt", "cmake", "curl", "g++", "openssl"}
+FOREIGN = {"apt", "cmake", "curl", "g++", "openssl", "podman"}
 
 
 def stands_in(block, source):

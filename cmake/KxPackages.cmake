@@ -85,8 +85,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
   "${model_package} (>= ${PROJECT_VERSION}), ${opc_package} (>= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "command-line client for OPC XML-DA servers
-The client, xmlda, browses, reads, writes and watches the items of any OPC
-XML-DA 1.0 server. To have one to try it on there is also kx-plant, a
+The client, xmlda, browses, reads, writes, watches and records the items of
+any OPC XML-DA 1.0 server. To have one to try it on there is also kx-plant, a
 simulated steam plant.")
 
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME ${doc_package})

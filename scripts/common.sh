@@ -41,6 +41,7 @@ test_packages=(
 tool_packages=(
   libcli11-dev:/usr/include/CLI/CLI.hpp
   libcurl4-openssl-dev:curl-config
+  libsqlite3-dev:/usr/include/sqlite3.h
   libxml2-dev:/usr/include/libxml2/libxml/parser.h
 )
 gateway_packages=(
@@ -53,6 +54,14 @@ gateway_test_packages=(
   libxml2-utils:xmllint
   prometheus:promtool
   python3-zeep:/usr/lib/python3/dist-packages/zeep
+)
+# What the recipes of the documentation are followed with. Tests are skipped without.
+recipe_packages=(
+  gnuplot-nox:gnuplot
+  mosquitto:/usr/sbin/mosquitto
+  mosquitto-clients:mosquitto_pub
+  prometheus:prometheus
+  sqlite3:sqlite3
 )
 # A browser that looks at the page of the gateway. Its test is skipped without.
 browser_packages=(
@@ -182,7 +191,7 @@ run_apt_get() {
 }
 
 # What the packages above bring as services of the system. The tests run these programs themselves.
-services=(nginx prometheus)
+services=(mosquitto nginx prometheus)
 
 # What Debian's packages ask whether they may start a service: 101 is no.
 policy_file=/usr/sbin/policy-rc.d

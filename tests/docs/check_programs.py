@@ -14,10 +14,11 @@ import sys
 import pages
 
 SOURCES = sorted((pages.PROJECT / "examples").rglob("*.[ch]*")) + sorted((pages.PROJECT / "tests/docs").glob("*.cpp"))
-KINDS = {"cmake", "console", "nginx", "xml", "text", "restart", "in the reply to", ""}
+KINDS = {"bash", "cmake", "console", "gnuplot", "nginx", "toml", "xml", "yaml", "text", "restart", "in the reply to", ""}
 
 # Programs of others, whose options nobody checks here.
-FOREIGN = {"apt", "cmake", "curl", "g++", "openssl", "podman"}
+FOREIGN = {"apt", "cmake", "curl", "g++", "gnuplot", "mosquitto", "mosquitto_sub", "openssl", "podman", "prometheus",
+           "promtool", "sqlite3"}
 
 
 def stands_in(block, source):

@@ -165,16 +165,16 @@ def mask(output):
     return "\n".join(lines)
 
 
-def run_console(step, url, xmlda, report):
-    """Runs the lines that begin with "$ " on a terminal; what follows each is what that shows."""
+def run_console(step, url, xmlda, report, folder):
+    """Runs the lines that begin with "$ " on a terminal, in a folder; what follows each is what that shows."""
     for entry in re.split(r"^\$ ", step.text, flags=re.MULTILINE)[1:]:
         command, _, expected = entry.partition("\n")
-        shown = run_documented(command, url, xmlda)
+        shown = run_documented(f"cd '{folder}'; {command.removeprefix('scripts/')}", url, xmlda)
         report.equal(mask(shown), mask(expected), f"{step}: {command}")
 
 
 def run_documented(command, url, xmlda):
-    shell = f'xmlda() {{ "{xmlda}" "$@"; }}\n{command.removeprefix("scripts/")}\n'
+    shell = f'xmlda() {{ "{xmlda}" "$@"; }}\n{command}\n'
     output = terminal.run(shell.replace(DOCUMENTED_URL, url))
     return terminal.without_colors(terminal.show(output)).replace(url, DOCUMENTED_URL)
 
@@ -233,10 +233,12 @@ def main():
             conversation.take(step)
         conversation.end()
         if any(step.kind == "console" for step in steps):
-            with Program([machine, "0"] if page.name == "getting-started.md" else plant_command) as host:
+            plays_machine = page.name == "getting-started.md"
+            with Program([machine, "0"] if plays_machine else plant_command) as host, \
+                    tempfile.TemporaryDirectory() as folder:
                 for step in steps:
                     if step.kind == "console":
-                        run_console(step, host.url, xmlda, report)
+                        run_console(step, host.url, xmlda, report, folder)
     with Program(plant_command) as host:
         check_types(host.url, report)
     check_tls(plant, xmlda, report)

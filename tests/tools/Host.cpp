@@ -52,6 +52,16 @@ void Host::set(const std::string& path, const Value& value) {
     get_variable(path).set_timestamp(FIXED_TIME);
 }
 
+void Host::add(const std::string& name, const Value& value) {
+    const std::unique_lock lock(server_.get_tree());
+    get_texts().add_variable(name, value).set_timestamp(FIXED_TIME);
+}
+
+void Host::remove(const std::string& name) {
+    const std::unique_lock lock(server_.get_tree());
+    get_texts().remove(name);
+}
+
 void Host::set_quality(const std::string& path, symbol_list::QUALITY quality) {
     const std::unique_lock lock(server_.get_tree());
     get_variable(path).set_quality(quality);
@@ -60,6 +70,10 @@ void Host::set_quality(const std::string& path, symbol_list::QUALITY quality) {
 Value Host::get(const std::string& path) {
     const std::shared_lock<const Tree> lock(server_.get_tree());
     return get_variable(path).get_value();
+}
+
+Domain& Host::get_texts() {
+    return static_cast<Domain&>(static_cast<Item&>(server_.get_root()).get_item(Path("texts"), false));
 }
 
 Variable& Host::get_variable(const std::string& path) {

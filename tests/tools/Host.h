@@ -23,6 +23,12 @@ public:
     /// Sets a variable's value, and its timestamp to that of all others.
     void set(const std::string& path, const kx::information_model::Value& value);
 
+    /// Adds a variable below "/texts".
+    void add(const std::string& name, const kx::information_model::Value& value);
+
+    /// Removes it.
+    void remove(const std::string& name);
+
     /// Sets a variable's quality.
     void set_quality(const std::string& path, kx::information_model::symbol_list::QUALITY quality);
 
@@ -30,6 +36,7 @@ public:
     kx::information_model::Value get(const std::string& path);
 
 private:
+    kx::information_model::Domain& get_texts();
     kx::information_model::Variable& get_variable(const std::string& path);
 
     kx::information_model::opc::testing::TestServer server_;

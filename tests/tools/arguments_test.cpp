@@ -90,6 +90,48 @@ TEST(CommandLine, WatchTakesTimes) {
     EXPECT_EQ(arguments.patience, 0ms);
 }
 
+TEST(CommandLine, WatchTakesAFormat) {
+    EXPECT_EQ(parse({"watch", "u", "a"}).arguments.format, Format::TEXT);
+    EXPECT_EQ(parse({"watch", "u", "a", "--json"}).arguments.format, Format::JSON);
+    EXPECT_EQ(parse({"watch", "u", "a", "--format=csv"}).arguments.format, Format::CSV);
+    const Arguments arguments =
+        parse({"watch", "u", "a", "--format", "influx", "--measurement", "m", "--rediscover", "5m"})
+            .arguments;
+    EXPECT_EQ(arguments.format, Format::INFLUX);
+    EXPECT_EQ(arguments.measurement, "m");
+    EXPECT_EQ(arguments.rediscovery, 5min);
+    EXPECT_NE(refuse({"watch", "u", "a", "--format", "csv", "--json"}), "(taken)");
+    EXPECT_NE(refuse({"watch", "u", "a", "--format", "xml"}), "(taken)");
+    EXPECT_NE(refuse({"watch", "u", "a", "--measurement", ""}), "(taken)");
+}
+
+TEST(CommandLine, RecordAndReplayNeedADatabase) {
+    const Arguments record =
+        parse({"record", "u", "a", "--database", "f", "--retain", "30d", "-r", "--quiet"}).arguments;
+    EXPECT_EQ(record.command, Command::RECORD);
+    EXPECT_EQ(record.database, "f");
+    EXPECT_EQ(record.retention, 30 * 24h);
+    EXPECT_TRUE(record.is_quiet);
+    EXPECT_EQ(parse({"replay", "--database", "f"}).arguments.items, std::vector<ItemAddress>{});
+    EXPECT_EQ(refuse({"record", "u", "a"}), "--database is required (xmlda record --help tells more)");
+    EXPECT_EQ(refuse({"replay", "a"}), "--database is required (xmlda replay --help tells more)");
+    EXPECT_EQ(refuse({"record", "u", "--database", "f"}),
+              "PATH is required (xmlda record --help tells more)");
+}
+
+TEST(CommandLine, ReplayTakesASpan) {
+    const Arguments span = parse({"replay", "--database", "f", "[a]", "b", "--from", "1970-01-01T00:00:01.5Z",
+                                  "--to", "1970-01-01T01:00+01:00"})
+                               .arguments;
+    EXPECT_EQ(span.items, (std::vector<ItemAddress>{{"[a]", ""}, {"b", ""}}));
+    EXPECT_EQ(span.from, 1'500'000'000);
+    EXPECT_EQ(span.to, 0);
+    EXPECT_EQ(parse({"replay", "--database", "f", "--last", "1h"}).arguments.last, 1h);
+    EXPECT_EQ(refuse({"replay", "--database", "f", "--from", "soon"}),
+              "'soon' is not a time (2026-11-21T10:11:12)");
+    EXPECT_NE(refuse({"replay", "--database", "f", "--from", "2026-11-21", "--last", "1h"}), "(taken)");
+}
+
 TEST(CommandLine, UsersHaveAPassword) {
     const HttpSettings http = parse({"status", "u", "--user", "me:a:b"}).arguments.http;
 
@@ -106,7 +148,8 @@ TEST(CommandLine, HelpAndVersionAreTexts) {
 
 TEST(CommandLine, RefusesWhatItDoesNotKnow) {
     EXPECT_EQ(refuse({}),
-              "a command is needed: status, browse, read, get, write or watch (xmlda --help tells more)");
+              "a command is needed: status, browse, read, get, write, watch, record or replay (xmlda --help "
+              "tells more)");
     EXPECT_EQ(refuse({"frobnicate"}), "unknown command 'frobnicate' (xmlda --help tells more)");
     EXPECT_EQ(refuse({"brows", "--frobnicate"}),
               "unknown command 'brows', did you mean 'browse'? (xmlda --help tells more)");
@@ -125,7 +168,7 @@ TEST(CommandLine, RefusesWhatItDoesNotKnow) {
               "--names excludes --json (xmlda browse --help tells more)");
     EXPECT_EQ(refuse({"write", "u", "a"}), "'a' is not of the form PATH=VALUE");
     EXPECT_EQ(refuse({"watch", "u", "a", "--for", "soon"}),
-              "'soon' is not a duration (10, 2.5, 500ms, 5m, 1h)");
+              "'soon' is not a duration (10, 2.5, 500ms, 5m, 1h, 30d)");
 }
 
 TEST(CommandLine, HelpComesInSeveralWays) {
@@ -183,13 +226,14 @@ TEST(ParseDuration, TakesUnits) {
     EXPECT_EQ(parse_duration("10"), 10s);
     EXPECT_EQ(parse_duration("0.25s"), 250ms);
     EXPECT_EQ(parse_duration("1h"), 1h);
+    EXPECT_EQ(parse_duration("30d"), 720h);
     EXPECT_EQ(parse_duration("0"), 0ms);
 }
 
 TEST(ParseDuration, RefusesAnythingElse) {
-    for (const char* const text : {"", "s", "-1", "1d", "nan", "inf", "9999999h", "1 s"}) {
+    for (const char* const text : {"", "s", "-1", "1y", "nan", "inf", "9999999h", "1 s"}) {
         EXPECT_EQ(get_refusal([text] { parse_duration(text); }),
-                  "'" + std::string(text) + "' is not a duration (10, 2.5, 500ms, 5m, 1h)");
+                  "'" + std::string(text) + "' is not a duration (10, 2.5, 500ms, 5m, 1h, 30d)");
     }
 }
 
@@ -236,13 +280,15 @@ TEST(Completions, KnowCommandsAndOptions) {
     EXPECT_EQ(complete({"read", "--js"}), std::vector<std::string>{"--json\tPrint JSON, for scripts"});
     EXPECT_EQ(complete({"--vers"}), std::vector<std::string>{"--version\tShow the version"});
     EXPECT_EQ(complete({"nonsense", "--"}), std::vector<std::string>{});
-    EXPECT_EQ(complete({}).size(), 6U);
+    EXPECT_EQ(complete({}).size(), 8U);
 }
 
 TEST(Completions, KnowTheValuesOfOptions) {
     EXPECT_EQ(complete({"read", "--color", "a"}), (std::vector<std::string>{"auto", "always"}));
     EXPECT_EQ(complete({"write", "--type", "ArrayOfB"}),
               (std::vector<std::string>{"ArrayOfBoolean", "ArrayOfByte"}));
+    EXPECT_EQ(complete({"watch", "--format", ""}),
+              (std::vector<std::string>{"text", "json", "csv", "influx"}));
     EXPECT_EQ(complete({"read", "--timeout", ""}), std::vector<std::string>{});
     EXPECT_EQ(complete_command_line({"read", "--ca", ""}).kind, Completion::Kind::FILES);
 }
@@ -260,8 +306,11 @@ TEST(Completions, AskForAUrlThenForItems) {
 }
 
 TEST(Completions, EndWhereNoItemMayStand) {
-    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
-             {"status", "http://plant", ""}, {"get", "http://plant", "a", ""}, {"read", "--help", "u", ""}}) {
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"status", "http://plant", ""},
+                                               {"replay", "--database", "f", ""},
+                                               {"get", "http://plant", "a", ""},
+                                               {"read", "--help", "u", ""}}) {
         const Completion completion = complete_command_line(words);
         EXPECT_EQ(completion.kind, Completion::Kind::WORDS);
         EXPECT_EQ(completion.words, std::vector<std::string>{});

@@ -2,6 +2,8 @@
 #include "xmlda/print/Table.h"
 #include "xmlda/print/Tree.h"
 #include "xmlda/print/clock_text.h"
+#include "xmlda/print/csv_row.h"
+#include "xmlda/print/influx_line.h"
 #include "xmlda/text/printable.h"
 #include "xmlda/text/width.h"
 
@@ -213,12 +215,153 @@ TEST_F(Times, AreFullInUtc) {
     EXPECT_EQ(to_utc("2026-01-02T00:04:05+01:00"), "2026-01-01T23:04:05Z");
 }
 
+TEST_F(Times, AreCountedInNanoseconds) {
+    EXPECT_EQ(to_nanoseconds("1970-01-01T00:00:01.5Z"), 1'500'000'000);
+    EXPECT_EQ(to_nanoseconds("2026-01-02T03:04:05.123456789Z"), 1'767'323'045'123'456'789);
+    EXPECT_EQ(to_nanoseconds("1969-12-31T23:59:59.25Z"), -750'000'000);
+    EXPECT_EQ(to_nanoseconds("1601-01-01T00:00:00Z"), std::nullopt);
+    EXPECT_EQ(to_nanoseconds("9999-01-01T00:00:00Z"), std::nullopt);
+    EXPECT_EQ(to_nanoseconds("2026-01-02T03:04:05"), std::nullopt);
+}
+
+TEST_F(Times, AreMadeOfNanoseconds) {
+    for (const char* const text : {"1970-01-01T00:00:00Z", "2026-01-02T03:04:05.120Z",
+                                   "2026-01-02T03:04:05.123400Z", "1969-12-31T23:59:59.000000001Z"}) {
+        EXPECT_EQ(from_nanoseconds(to_nanoseconds(text).value()), text);
+    }
+}
+
+TEST_F(Times, AreTypedByPeople) {
+    EXPECT_EQ(parse_time("2026-01-02T03:04:05.5Z"), to_nanoseconds("2026-01-02T03:04:05.5Z"));
+    EXPECT_EQ(parse_time("2026-01-02 03:04:05+01:00"), to_nanoseconds("2026-01-02T02:04:05Z"));
+    EXPECT_EQ(parse_time("2026-01-02T03:04"), to_nanoseconds("2026-01-02T01:04:00Z"));
+    EXPECT_EQ(parse_time("2026-01-02"), to_nanoseconds("2026-01-01T22:00:00Z"));
+    for (const char* const text : {"", "soon", "03:04", "2026-01-02T", "2026-01-02 x", "9999-01-01"}) {
+        EXPECT_EQ(parse_time(text), std::nullopt) << text;
+    }
+}
+
 TEST_F(Times, ThatAreNoneComeBackAsTheyAre) {
     for (const char* const text :
          {"", "soon", "2026-01-02", "2026-01-02T03:04:05", "2026-01-02T03:04:05X", "2026-01-02T03:04:05+1"}) {
         EXPECT_EQ(to_local_time(text), text);
         EXPECT_EQ(to_utc(text), text);
     }
+}
+
+/// An item with a good value.
+ShownItem create_item(const std::string& type, const std::string& text) {
+    ShownItem item;
+    item.reply.timestamp = "1970-01-01T00:00:02Z";
+    item.reply.value = Value{.type = type, .text = text, .members = {}};
+    item.facts.quality = Quality();
+    return item;
+}
+
+std::string get_influx_lines(const ShownItem& item, const ItemAddress& address = {"/a", ""},
+                             const std::string& measurement = "xmlda") {
+    std::ostringstream stream;
+    write_influx_lines(stream, measurement, address, item);
+    return stream.str();
+}
+
+/// The fields of a line about a good value.
+std::string get_influx_field(const std::string& type, const std::string& text) {
+    const std::string line = get_influx_lines(create_item(type, text));
+    const std::string head = "xmlda,item=/a ";
+    const std::string tail = "quality=\"good\" 2000000000\n";
+    EXPECT_TRUE(line.starts_with(head) && line.ends_with(tail)) << line;
+    const std::string fields = line.substr(head.size(), line.size() - head.size() - tail.size());
+    return fields.empty() ? fields : fields.substr(0, fields.size() - 1);
+}
+
+TEST(InfluxLines, HoldNumbersWithAllDigits) {
+    EXPECT_EQ(get_influx_field("double", "178.685956"), "value=178.685956");
+    EXPECT_EQ(get_influx_field("double", "-1.5e-300"), "value=-1.5e-300");
+    EXPECT_EQ(get_influx_field("float", "+2.50"), "value=2.50");
+    EXPECT_EQ(get_influx_field("decimal", ".5"), "value=0.5");
+    EXPECT_EQ(get_influx_field("decimal", "-3."), "value=-3");
+    EXPECT_EQ(get_influx_field("double", "1.e3"), "value=1000");
+}
+
+TEST(InfluxLines, MarkIntegersAndBooleans) {
+    EXPECT_EQ(get_influx_field("int", "-42"), "value_integer=-42i");
+    EXPECT_EQ(get_influx_field("unsignedByte", "+007"), "value_integer=7i");
+    EXPECT_EQ(get_influx_field("unsignedLong", "9223372036854775807"), "value_integer=9223372036854775807i");
+    EXPECT_EQ(get_influx_field("unsignedLong", "18446744073709551615"),
+              "value_text=\"18446744073709551615\"");
+    EXPECT_EQ(get_influx_field("boolean", "1"), "value_boolean=true");
+    EXPECT_EQ(get_influx_field("boolean", "false"), "value_boolean=false");
+}
+
+TEST(InfluxLines, LeaveOutWhatIsNoFiniteNumber) {
+    for (const char* const text : {"INF", "-INF", "NaN", "inf", "nan", "1e999", "", "x"}) {
+        EXPECT_EQ(get_influx_field("double", text), "") << text;
+    }
+    ShownItem item = create_item("double", "NaN");
+    item.facts.quality.reset();
+    EXPECT_EQ(get_influx_lines(item), "");
+    item.reply.value.reset();
+    item.reply.result = Result{"E_FAIL", "broken"};
+    EXPECT_EQ(get_influx_lines(item), "xmlda,item=/a result=\"E_FAIL\" 2000000000\n");
+}
+
+TEST(InfluxLines, EscapeTexts) {
+    EXPECT_EQ(get_influx_field("string", "a, b=c"), "value_text=\"a, b=c\"");
+    EXPECT_EQ(get_influx_field("string", "say \"a\\b\""), R"(value_text="say \"a\\b\"")");
+    EXPECT_EQ(get_influx_field("string", "two\nlines\t\r"), R"(value_text="two\nlines\t\r")");
+    EXPECT_EQ(get_influx_field("string", ""), "value_text=\"\"");
+    EXPECT_EQ(get_influx_field("duration", "P1D"), "value_text=\"P1D\"");
+}
+
+TEST(InfluxLines, EscapeNames) {
+    ShownItem item = create_item("int", "1");
+    item.facts.unit = "kg m=2";
+    EXPECT_EQ(get_influx_lines(item, {"/a, b=\"c\"\\d\ne\\", "p q"}, "my, plant=1"),
+              R"(my\,\ plant=1,item=/a\,\ b\="c"\d\ne,item_path=p\ q,unit=kg\ m\=2 )"
+              "value_integer=1i,quality=\"good\" 2000000000\n");
+}
+
+TEST(InfluxLines, HoldSymbolsAndQualities) {
+    ShownItem item = create_item("int", "1");
+    item.facts.symbols = {"off", "a \"b\""};
+    item.facts.quality = Quality{.field = "good", .limit = "high", .vendor = "0"};
+    item.reply.timestamp.reset();
+    EXPECT_EQ(get_influx_lines(item),
+              R"(xmlda,item=/a value_integer=1i,symbol="a \"b\"",quality="good, limit high")"
+              "\n");
+}
+
+TEST(InfluxLines, AreOneForEachMember) {
+    ShownItem item = create_item("ArrayOfDouble", "");
+    item.reply.value->kind = Value::Kind::LIST;
+    EXPECT_EQ(get_influx_lines(item), "");
+    item.reply.value->members = {Value{.type = "double", .text = "1.5", .members = {}},
+                                 Value{.type = "double", .text = "NaN", .members = {}}};
+    EXPECT_EQ(get_influx_lines(item),
+              "xmlda,index=0,item=/a value=1.5,quality=\"good\" 2000000000\n"
+              "xmlda,index=1,item=/a quality=\"good\" 2000000000\n");
+}
+
+std::string get_csv_row(const ShownItem& item, const std::string& name = "/a") {
+    std::ostringstream stream;
+    write_csv_row(stream, name, item, false);
+    return stream.str();
+}
+
+TEST(CsvRows, QuoteWhatWouldBeMisread) {
+    EXPECT_EQ(get_csv_row(create_item("double", "1.5")), "/a,1970-01-01T00:00:02Z,1.5,double,,good,\r\n");
+    EXPECT_EQ(get_csv_row(create_item("string", "a \"b\", c\nd"), "x,y"),
+              "\"x,y\",1970-01-01T00:00:02Z,\"a \"\"b\"\", c\nd\",string,,good,\r\n");
+    EXPECT_EQ(get_csv_row(create_item("boolean", "1")), "/a,1970-01-01T00:00:02Z,true,boolean,,good,\r\n");
+}
+
+TEST(CsvRows, HoldArraysAsJsonAndNothingForNothing) {
+    ShownItem item = create_item("ArrayOfString", "");
+    item.reply.value->kind = Value::Kind::LIST;
+    item.reply.value->members = {Value{.type = "string", .text = "b", .members = {}}};
+    EXPECT_EQ(get_csv_row(item), "/a,1970-01-01T00:00:02Z,\"[\"\"b\"\"]\",ArrayOfString,,good,\r\n");
+    EXPECT_EQ(get_csv_row(ShownItem{}), "/a,,,,,,\r\n");
 }
 
 }  // namespace

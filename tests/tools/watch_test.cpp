@@ -58,6 +58,68 @@ TEST(Watch, PrintsJsonLines) {
     EXPECT_EQ(outcome.status, 0);
 }
 
+TEST(Watch, PrintsCsvAndInflux) {
+    const Host host;
+    const Outcome csv = ChildProcess(get_command(host.get_url(), {"--format", "csv", "--count", "2",
+                                                                  "/texts/note", "/boiler/temperature"}))
+                            .wait();
+    const Outcome influx =
+        ChildProcess(get_command(host.get_url(), {"--format", "influx", "--measurement", "p", "--count", "3",
+                                                  "/boiler/kind", "/boiler/temperature", "/boiler/zones"}))
+            .wait();
+
+    EXPECT_EQ(csv.output,
+              "item,time,value,type,unit,quality,result\r\n"
+              "/texts/note," +
+                  HOST_TIME + ",\"two\nlines\",string,,good,\r\n/boiler/temperature," + HOST_TIME +
+                  ",21.500000,double,degC,good,\r\n");
+    EXPECT_EQ(influx.output,
+              "p,item=/boiler/kind value_integer=1i,symbol=\"historyAvailable\",quality=\"good\" "
+              "1767323045000000000\n"
+              "p,item=/boiler/temperature,unit=degC value=21.500000,quality=\"good\" 1767323045000000000\n"
+              "p,index=0,item=/boiler/zones value=1.500000,quality=\"good\" 1767323045000000000\n"
+              "p,index=1,item=/boiler/zones value=2.500000,quality=\"good\" 1767323045000000000\n");
+    EXPECT_EQ(csv.errors + influx.errors, "");
+}
+
+TEST(Watch, FindsWhatIsAddedLaterAndForgetsWhatIsGone) {
+    Host host;
+    ChildProcess watch(get_command(
+        host.get_url(), {"--format", "csv", "--rediscover", "50ms", "/texts/n*", "/texts/nobody", "-r"}));
+    watch.wait_for_output("/texts/note");
+    host.add("news", Value(7));
+    watch.wait_for_output("/texts/news");
+    host.remove("note");
+    watch.wait_for_errors("items: 0 new, 1 gone, 2 in all");
+    host.set("texts/news", Value(8));
+    watch.wait_for_output("/texts/news," + HOST_TIME + ",8,");
+    host.remove("news");
+    watch.wait_for_errors("items: 0 new, 1 gone, 1 in all");
+    host.add("note", Value("back"));
+    watch.wait_for_output("back");
+    watch.send_signal(SIGINT);
+    const Outcome outcome = watch.wait();
+
+    EXPECT_EQ(outcome.output,
+              "item,time,value,type,unit,quality,result\r\n"
+              "/texts/note," +
+                  HOST_TIME + ",\"two\nlines\",string,,good,\r\n/texts/news," + HOST_TIME +
+                  ",7,int,,good,\r\n/texts/news," + HOST_TIME + ",8,int,,good,\r\n/texts/note," + HOST_TIME +
+                  ",back,string,,good,\r\n");
+    EXPECT_THAT(outcome.errors, HasSubstr("xmlda: items: 1 new, 0 gone, 3 in all\n"));
+}
+
+TEST(Watch, LooksForItemsOnceIfToldSo) {
+    Host host;
+    ChildProcess watch(get_command(host.get_url(), {"--rediscover", "0", "/texts/n*", "--count", "2"}));
+    watch.wait_for_output("/texts/note");
+    host.add("news", Value(7));
+    host.set("texts/note", Value("x"));
+
+    EXPECT_EQ(watch.wait().output,
+              HOST_TIME + "  /texts/note  \"two\\nlines\"\n" + HOST_TIME + "  /texts/note  x\n");
+}
+
 TEST(Watch, EndsAfterSomeChangesOrSomeTime) {
     const Host host;
     const Outcome counted =

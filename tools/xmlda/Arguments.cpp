@@ -2,6 +2,7 @@
 
 #include "client/type_names.h"
 #include "xmlda/Failure.h"
+#include "xmlda/print/clock_text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -22,7 +23,10 @@ constexpr char CONNECTION[] = "Connection";   // the group of options in the hel
 constexpr char PASSWORD_VARIABLE[] = "XMLDA_PASSWORD";
 constexpr char URL_VARIABLE[] = "XMLDA_URL";
 
-constexpr char DESCRIPTION[] = "Looks into OPC XML-DA 1.0 servers: browses, reads, writes and watches items.";
+const std::vector<std::string> FORMATS = {"text", "json", "csv", "influx"};
+
+constexpr char DESCRIPTION[] =
+    "Looks into OPC XML-DA 1.0 servers: browses, reads, writes, watches and records items.";
 
 constexpr char FOOTER[] = R"(Run 'xmlda COMMAND --help' or 'man xmlda' for more.
 The variable XMLDA_URL may hold the URL.
@@ -33,6 +37,8 @@ Examples:
   xmlda read http://127.0.0.1:8080 '/boiler/*'
   xmlda write http://127.0.0.1:8080 /boiler/temperature_setpoint=190
   xmlda watch http://127.0.0.1:8080 /boiler/temperature --for 10
+  xmlda record http://127.0.0.1:8080 -r /boiler --database plant.db
+  xmlda replay --database plant.db /boiler/temperature --last 1h
 
 Exit status: 0 done, 1 other failure, 2 wrong arguments, 3 unknown host, 4 no
 connection, 5 TLS failure, 6 time-out, 7 fault, 8 "Bad request", 9 other HTTP
@@ -194,6 +200,7 @@ struct RawArguments {
     std::string color;
     std::string user;
     std::string type;
+    std::string format;
     unsigned int largest_reply = 64;  // MiB
 };
 
@@ -212,6 +219,8 @@ public:
         add_get();
         add_write();
         add_watch();
+        add_record();
+        add_replay();
     }
 
     CommandLine parse(const std::vector<std::string>& words) {
@@ -245,6 +254,9 @@ public:
         }
         if (app == &app_) {
             return create_completion(list_commands());
+        }
+        if (app->get_name() == "replay") {
+            return {};
         }
         const bool has_url = position.arguments > 0 || std::getenv(URL_VARIABLE) != nullptr;
         return has_url ? complete_item(words) : create_completion({"http://", "https://"});
@@ -283,6 +295,9 @@ private:
         if (option.check_lname("color")) {
             return create_completion({"auto", "always", "never"});
         }
+        if (option.check_lname("format")) {
+            return create_completion(FORMATS);
+        }
         return option.check_lname("type") ? create_completion(list_writable_types()) : Completion();
     }
 
@@ -292,7 +307,7 @@ private:
         words.emplace_back(is_write ? "item=value" : "item");
         try {
             CommandLine line = parse(words);
-            if (!line.text) {
+            if (!line.text && line.arguments.command != Command::REPLAY) {
                 return {.kind = Completion::Kind::ITEMS, .words = {}, .arguments = std::move(line.arguments)};
             }
         } catch (const Failure&) {
@@ -346,7 +361,7 @@ private:
             return "unexpected argument '" + without_mark(app_.remaining(true).front()) + "'";
         }
         return app_.get_subcommands().empty() && error.get_name() == "RequiredError"
-                   ? "a command is needed: status, browse, read, get, write or watch"
+                   ? "a command is needed: status, browse, read, get, write, watch, record or replay"
                    : error.what();
     }
 
@@ -422,6 +437,9 @@ private:
         app.group("Commands");
         app.footer("");
         app.callback([this, command] { arguments_.command = command; });
+        if (command == Command::REPLAY) {
+            return app;
+        }
         app.add_option("URL", raw_.url,
                        "http://HOST:PORT/PATH or https://...;\nwithout it that of the variable XMLDA_URL")
             ->type_name("URL");
@@ -508,18 +526,98 @@ private:
         CLI::App& app = add_command("watch", "Show the changes of items until Ctrl-C", Command::WATCH);
         add_items(app, "Item names as the server gives them; \"*\" and \"?\"\nstand for parts of names");
         add_choice(app);
+        add_polling(app);
+        app.add_option("--count", arguments_.count, "End after N changes, first values included")
+            ->type_name("N")
+            ->check(without_description(CLI::Range(1U, 1'000'000'000U)));
+        auto* const format = add_format(app);
+        add_quality(app);
+        add_item_path(app);
+        format->excludes(add_common(app));
+    }
+
+    void add_polling(CLI::App& app) {
         add_duration(app, "--interval", arguments_.interval, "Time between two polls (1)");
         app.add_option_function<std::string>(
                "--for", [this](const std::string& text) { arguments_.duration = parse_duration(text); },
                "End after this time")
             ->type_name("SECONDS");
-        app.add_option("--count", arguments_.count, "End after N changes, first values included")
-            ->type_name("N")
-            ->check(without_description(CLI::Range(1U, 1'000'000'000U)));
         add_duration(app, "--retry", arguments_.patience, "Time to get a lost connection back (60)");
-        add_quality(app);
+        add_duration(app, "--rediscover", arguments_.rediscovery,
+                     "With -r or patterns, look for other items after\nthis time (60), 0 for never");
+    }
+
+    void add_record() {
+        CLI::App& app = add_command("record", "Record the changes of items until Ctrl-C", Command::RECORD);
+        add_items(app, "Item names as the server gives them; \"*\" and \"?\"\nstand for parts of names");
+        add_choice(app);
+        add_database(app);
+        app.add_option_function<std::string>(
+               "--retain", [this](const std::string& text) { arguments_.retention = parse_duration(text); },
+               "Keep changes for this time: 30d, 12h (for ever)")
+            ->type_name("TIME");
+        app.add_flag("--quiet", arguments_.is_quiet, "Do not say what was recorded");
+        add_polling(app);
+        app.add_flag("--no-quality", arguments_.without_quality,
+                     "Do not ask for units and qualities: one request less");
         add_item_path(app);
-        add_common(app);
+        add_connection(app);
+    }
+
+    void add_replay() {
+        CLI::App& app = add_command("replay", "Print what was recorded", Command::REPLAY);
+        add_items(app, "Item names; \"*\" and \"?\" stand for parts of names;\nwithout one, all items");
+        app.add_flag("-r,--recursive", arguments_.recursive, "Of branches, take all items below");
+        add_database(app);
+        auto* const from =
+            add_time(app, "--from", arguments_.from,
+                     "Begin here: 2026-11-21, 2026-11-21T10:11:12,\nlocal unless \"Z\" or a zone follows");
+        auto* const to = add_time(app, "--to", arguments_.to, "End in front of this time");
+        app.add_option_function<std::string>(
+               "--last", [this](const std::string& text) { arguments_.last = parse_duration(text); },
+               "Only this time up to now: 90, 5m, 1h, 7d")
+            ->type_name("TIME")
+            ->excludes(from)
+            ->excludes(to);
+        auto* const format = add_format(app);
+        add_utc(app);
+        add_item_path(app);
+        format->excludes(add_output(app));
+    }
+
+    CLI::Option* add_time(CLI::App& app, const std::string& name, std::optional<std::int64_t>& target,
+                          const std::string& description) {
+        return app
+            .add_option_function<std::string>(
+                name,
+                [&target](const std::string& text) {
+                    target = parse_time(text);
+                    if (!target) {
+                        throw create_usage_failure("'" + text + "' is not a time (2026-11-21T10:11:12)");
+                    }
+                },
+                description)
+            ->type_name("TIME");
+    }
+
+    void add_database(CLI::App& app) {
+        app.add_option("--database", arguments_.database, "File with the record")
+            ->type_name("FILE")
+            ->required();
+    }
+
+    /// How changes are printed.
+    CLI::Option* add_format(CLI::App& app) {
+        app.add_option("--measurement", arguments_.measurement,
+                       "With --format influx: the measurement (xmlda)")
+            ->type_name("NAME")
+            ->check([](const std::string& name) { return std::string(name.empty() ? "is empty" : ""); }, "");
+        return app
+            .add_option(
+                "--format", raw_.format,
+                "text, json, csv or influx (text); influx is the\nline protocol of InfluxDB and Telegraf")
+            ->type_name("FORMAT")
+            ->check(without_description(CLI::IsMember(FORMATS)));
     }
 
     CLI::Option* add_items(CLI::App& app, const std::string& description) {
@@ -541,15 +639,26 @@ private:
 
     /// @return the flag "--json"
     CLI::Option* add_common(CLI::App& app) {
+        auto* const json = add_output(app);
+        add_connection(app);
+        return json;
+    }
+
+    /// @return the flag "--json"
+    CLI::Option* add_output(CLI::App& app) {
         app.set_help_flag("-h,--help", "Show this help");
         auto* const json = app.add_flag("--json", arguments_.json, "Print JSON, for scripts");
-        app.add_flag("--show-xml", arguments_.show_xml, "Show requests and replies on standard error");
         app.add_option("--color", raw_.color, "auto, always or never (auto)")
             ->type_name("WHEN")
             ->check(without_description(CLI::IsMember({"auto", "always", "never"})));
+        return json;
+    }
+
+    void add_connection(CLI::App& app) {
+        app.set_help_flag("-h,--help", "Show this help");
+        app.add_flag("--show-xml", arguments_.show_xml, "Show requests and replies on standard error");
         add_limits(app);
         add_identity(app);
-        return json;
     }
 
     void add_limits(CLI::App& app) {
@@ -595,6 +704,7 @@ private:
         if (!raw_.color.empty() && raw_.color != "auto") {
             arguments_.has_colors = raw_.color == "always";
         }
+        finish_format();
         finish_url();
         for (const std::string& text : raw_.items) {
             add_item(without_mark(text));
@@ -603,8 +713,9 @@ private:
             const auto items = read_items(raw_.items_file);
             arguments_.items.insert(arguments_.items.end(), items.begin(), items.end());
         }
-        const bool needs_items =
-            arguments_.command != Command::STATUS && arguments_.command != Command::BROWSE;
+        const bool needs_items = arguments_.command != Command::STATUS &&
+                                 arguments_.command != Command::BROWSE &&
+                                 arguments_.command != Command::REPLAY;
         if (needs_items && arguments_.items.empty() && arguments_.assignments.empty()) {
             throw create_failure(arguments_.command == Command::WRITE ? "PATH=VALUE is required"
                                                                       : "PATH is required");
@@ -614,8 +725,21 @@ private:
         }
     }
 
+    void finish_format() {
+        static const std::map<std::string, Format> formats = {
+            {"text", Format::TEXT}, {"json", Format::JSON}, {"csv", Format::CSV}, {"influx", Format::INFLUX}};
+        if (!raw_.format.empty()) {
+            arguments_.format = formats.at(raw_.format);
+        } else if (arguments_.json) {
+            arguments_.format = Format::JSON;
+        }
+    }
+
     /// With a URL in the environment only what looks like one is one.
     void finish_url() {
+        if (arguments_.command == Command::REPLAY) {
+            return;
+        }
         const char* const url = std::getenv(URL_VARIABLE);
         arguments_.url = without_mark(raw_.url);
         if (url != nullptr && *url != '\0' && arguments_.url.find("://") == std::string::npos) {
@@ -673,15 +797,16 @@ Completion complete_command_line(const std::vector<std::string>& words) {
 }
 
 std::chrono::milliseconds parse_duration(const std::string& text) {
-    static const std::map<std::string, double> units = {
-        {"ms", 1.0}, {"", 1000.0}, {"s", 1000.0}, {"m", 60'000.0}, {"h", 3'600'000.0}};
-    constexpr double LONGEST = 366.0 * 24 * 3'600'000;  // ms
+    static const std::map<std::string, double> units = {{"ms", 1.0},        {"", 1000.0},
+                                                        {"s", 1000.0},      {"m", 60'000.0},
+                                                        {"h", 3'600'000.0}, {"d", 24 * 3'600'000.0}};
+    constexpr double LONGEST = 3660.0 * 24 * 3'600'000;  // ms
 
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const auto unit = units.find(std::string(end, text.data() + text.size()));
     if (error != std::errc() || unit == units.end() || !(number >= 0 && number * unit->second <= LONGEST)) {
-        throw create_usage_failure("'" + text + "' is not a duration (10, 2.5, 500ms, 5m, 1h)");
+        throw create_usage_failure("'" + text + "' is not a duration (10, 2.5, 500ms, 5m, 1h, 30d)");
     }
     return std::chrono::milliseconds(std::llround(number * unit->second));
 }

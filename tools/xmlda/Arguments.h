@@ -5,13 +5,17 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace xmlda {
 
-enum class Command { STATUS, BROWSE, READ, GET, WRITE, WATCH };
+enum class Command { STATUS, BROWSE, READ, GET, WRITE, WATCH, RECORD, REPLAY };
+
+/// How changes are printed.
+enum class Format { TEXT, JSON, CSV, INFLUX };
 
 /// A value that a person wants to be written.
 struct Assignment {
@@ -50,6 +54,16 @@ struct Arguments {
     std::optional<std::chrono::milliseconds> duration;  ///< of watch: how long
     std::optional<std::size_t> count;                   ///< of watch: how many changes
     std::chrono::milliseconds patience{60'000};  ///< of watch: how long to try to get a lost connection back
+    std::chrono::milliseconds rediscovery{60'000};  ///< of watch: how often to look for items, 0 for once
+    Format format = Format::TEXT;                   ///< of watch
+    std::string measurement = "xmlda";              ///< of watch, with `INFLUX`
+
+    std::string database;                                ///< of record and replay: the file
+    std::optional<std::chrono::milliseconds> retention;  ///< of record: how long changes are kept
+    bool is_quiet = false;                               ///< of record
+    std::optional<std::int64_t> from;                    ///< of replay: nanoseconds since 1970
+    std::optional<std::int64_t> to;                 ///< of replay: the first moment that is no longer meant
+    std::optional<std::chrono::milliseconds> last;  ///< of replay: up to now
 };
 
 /// What to do: run the command, or print a text and end.
@@ -77,8 +91,8 @@ struct Completion {
 /// @param words  those behind the program's name; the last one is being typed and may be empty
 Completion complete_command_line(const std::vector<std::string>& words);
 
-/// Reads "10", "2.5", "500ms", "10s", "5m" or "1h"; a number alone counts seconds.
-/// @throws Failure  USAGE: anything else, a negative time, and more than a year
+/// Reads "10", "2.5", "500ms", "10s", "5m", "1h" or "30d"; a number alone counts seconds.
+/// @throws Failure  USAGE: anything else, a negative time, and more than ten years
 std::chrono::milliseconds parse_duration(const std::string& text);
 
 /// Splits "ITEM=VALUE" at the first "=" that has no backslash in front of it; "\=" in the item's name stands

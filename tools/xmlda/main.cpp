@@ -32,12 +32,17 @@ void run_command(Client& client, const Arguments& arguments, Console& console) {
             return run_write(client, arguments, console);
         case Command::WATCH:
             return run_watch(client, arguments, console);
+        case Command::RECORD:
+            return run_record(client, arguments, console);
+        case Command::REPLAY:
+            return;  // needs no server
     }
 }
 
-/// Says once what a server says that is not running as it should. Status and watch do so themselves.
+/// Says once what a server says that is not running as it should. Status, watch and record do so themselves.
 void report_states(Client& client, const Arguments& arguments, Console& console) {
-    if (arguments.command == Command::STATUS || arguments.command == Command::WATCH) {
+    if (arguments.command == Command::STATUS || arguments.command == Command::WATCH ||
+        arguments.command == Command::RECORD) {
         return;
     }
     client.on_header([&console, is_said = false](const ReplyHeader& header) mutable {
@@ -75,6 +80,9 @@ void run(int argc, char** argv, Console& console) {
     const CommandLine command_line = parse_command_line(argc, argv);
     if (command_line.text) {
         console.get_output() << *command_line.text;
+    } else if (command_line.arguments.command == Command::REPLAY) {
+        console.set_colors(command_line.arguments.has_colors.value_or(console.has_colors()));
+        run_replay(command_line.arguments, console);
     } else {
         const Arguments& arguments = command_line.arguments;
         Client client(parse_endpoint(arguments.url), arguments.http,
@@ -92,6 +100,7 @@ int main(int argc, char** argv) {
     std::setlocale(LC_CTYPE, "");  // for the widths of characters; numbers stay as they are
     std::signal(SIGPIPE,
                 SIG_IGN);  // a server or a reader of our output that goes away is an error like others
+    std::signal(SIGXFSZ, SIG_IGN);  // and so is a file that may grow no further
     Console console(std::cout, std::cerr);
     try {
         run(argc, argv, console);

@@ -23,6 +23,16 @@ void LiveTable::show_change(std::size_t index, const ShownItem& item) {
     ++changes_;
 }
 
+void LiveTable::take_items(const std::vector<std::optional<std::size_t>>& origins) {
+    std::vector<Row> rows(origins.size());
+    for (std::size_t i = 0; i < origins.size(); ++i) {
+        if (origins[i]) {
+            rows[i] = std::move(rows_[*origins[i]]);
+        }
+    }
+    rows_ = std::move(rows);
+}
+
 void LiveTable::end_reply() {
     draw();
     for (Row& row : rows_) {

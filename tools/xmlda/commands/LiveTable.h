@@ -15,6 +15,7 @@ public:
     LiveTable(const Arguments& arguments, Console& console);
 
     void show_change(std::size_t index, const ShownItem& item) override;
+    void take_items(const std::vector<std::optional<std::size_t>>& origins) override;
     void end_reply() override;
     void make_way() override;
     void come_back() override;

@@ -8,6 +8,8 @@
 #include "xmlda/print/item_output.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 namespace xmlda {
 namespace {
@@ -43,6 +45,11 @@ bool is_same(const ShownItem& left, const ShownItem& right) {
            left.reply.result == right.reply.result;
 }
 
+Arguments with_items(Arguments arguments, std::vector<ItemAddress> items) {
+    arguments.items = std::move(items);
+    return arguments;
+}
+
 std::string to_seconds(milliseconds time) {
     return std::to_string(std::chrono::ceil<std::chrono::seconds>(time).count()) + " s";
 }
@@ -51,11 +58,12 @@ std::string to_seconds(milliseconds time) {
 
 Watch::Watch(Client& client, const Arguments& arguments, Console& console)
     : client_(client),
-      arguments_(arguments),
+      wanted_(arguments),
+      arguments_(with_items(arguments, select_items(client, arguments, console))),
       console_(console),
-      matcher_(arguments.items),
-      view_(create_watch_view(arguments, console)),
-      latest_(arguments.items.size()) {
+      matcher_(arguments_.items),
+      view_(create_watch_view(arguments_, console)),
+      latest_(arguments_.items.size()) {
     client_.get_transport().set_interruption(&interruption_);
     client_.on_header([this](const ReplyHeader& header) { take_header(header); });
 }
@@ -82,14 +90,22 @@ void Watch::watch() {
         end_.emplace(*arguments_.duration);
     }
     Deadline next_poll(arguments_.interval);
+    std::optional<Deadline> next_look;
+    if (has_choice(wanted_) && arguments_.rediscovery > milliseconds(0)) {
+        next_look.emplace(arguments_.rediscovery);
+    }
     call_server();
     while (!is_over()) {
-        if (interruption_.wait(Deadline(get_pause(next_poll)))) {
+        if (interruption_.wait(Deadline(get_pause(next_poll, next_look)))) {
             throw Interrupted();
         }
-        if (next_poll.has_passed()) {
+        if (next_look && next_look->has_passed()) {
+            try_patiently(&Watch::rediscover);
+            next_look.emplace(arguments_.rediscovery);
+        }
+        if (!is_over() && next_poll.has_passed()) {
             next_poll = Deadline(arguments_.interval);
-            call_server_patiently();
+            try_patiently(&Watch::call_server);
         }
     }
 }
@@ -99,11 +115,18 @@ bool Watch::is_over() const {
     return has_enough || is_hopeless_ || (end_ && end_->has_passed());
 }
 
-milliseconds Watch::get_pause(const Deadline& next_poll) const {
-    return end_ ? std::min(next_poll.get_remaining(), end_->get_remaining()) : next_poll.get_remaining();
+milliseconds Watch::get_pause(const Deadline& next_poll, const std::optional<Deadline>& next_look) const {
+    milliseconds pause = next_poll.get_remaining();
+    for (const auto& deadline : {end_, next_look}) {
+        pause = deadline ? std::min(pause, deadline->get_remaining()) : pause;
+    }
+    return pause;
 }
 
 void Watch::call_server() {
+    if (arguments_.items.empty()) {
+        return;  // all that a pattern had are gone
+    }
     if (subscription_.empty()) {
         subscribe();
     } else {
@@ -114,9 +137,59 @@ void Watch::call_server() {
     }
 }
 
-void Watch::call_server_patiently() {
+void Watch::rediscover() {
+    std::vector<ItemAddress> found = select_items_again(client_, wanted_, console_);
+    const auto origins = find_origins(found);
+    const auto added = static_cast<std::size_t>(std::count(origins.begin(), origins.end(), std::nullopt));
+    const std::size_t kept = found.size() - added;
+    const std::size_t removed = arguments_.items.size() - kept;
+    if (added == 0 && removed == 0) {
+        return;
+    }
+    say("items: " + std::to_string(added) + " new, " + std::to_string(removed) + " gone, " +
+        std::to_string(found.size()) + " in all");
+    take_items(std::move(found));
+    call_server();
+}
+
+std::vector<std::optional<std::size_t>> Watch::find_origins(const std::vector<ItemAddress>& items) const {
+    std::map<std::pair<std::string, std::string>, std::vector<std::size_t>> present;
+    for (std::size_t i = arguments_.items.size(); i > 0; --i) {
+        const ItemAddress& item = arguments_.items[i - 1];
+        present[{item.name, item.path}].push_back(i - 1);
+    }
+    std::vector<std::optional<std::size_t>> origins;
+    for (const ItemAddress& item : items) {
+        const auto found = present.find({item.name, item.path});
+        if (found == present.end() || found->second.empty()) {
+            origins.emplace_back();
+        } else {
+            origins.emplace_back(found->second.back());
+            found->second.pop_back();
+        }
+    }
+    return origins;
+}
+
+void Watch::take_items(std::vector<ItemAddress> items) {
+    cancel_at_server();
+    const auto origins = find_origins(items);
+    std::vector<std::optional<ShownItem>> latest(items.size());
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        if (origins[i]) {
+            latest[i] = std::move(latest_[*origins[i]]);
+        }
+    }
+    latest_ = std::move(latest);
+    branches_.clear();
+    arguments_.items = std::move(items);
+    matcher_ = ItemMatcher(arguments_.items);
+    view_->take_items(origins);
+}
+
+void Watch::try_patiently(void (Watch::*call)()) {
     try {
-        call_server();
+        (this->*call)();
     } catch (const Failure& failure) {
         if (!may_pass(failure)) {
             throw;
@@ -176,6 +249,13 @@ void Watch::cancel() {
     }
     client_.get_transport().set_interruption(nullptr);
     client_.on_header(nullptr);
+    cancel_at_server();
+}
+
+void Watch::cancel_at_server() {
+    if (subscription_.empty()) {
+        return;
+    }
     const std::string subscription = std::move(subscription_);
     subscription_.clear();
     try {
@@ -271,9 +351,11 @@ void Watch::bear(const Failure& failure) {
 }
 
 void run_watch(Client& client, const Arguments& arguments, Console& console) {
-    Arguments selected = arguments;
-    selected.items = select_items(client, arguments, console);
-    Watch(client, selected, console).run();
+    Watch(client, arguments, console).run();
+}
+
+void run_record(Client& client, const Arguments& arguments, Console& console) {
+    Watch(client, arguments, console).run();
 }
 
 }  // namespace xmlda

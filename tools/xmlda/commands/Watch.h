@@ -19,9 +19,10 @@ namespace xmlda {
 
 /// Watches items: subscribes, polls, and shows what changed. A subscription that the server has lost is made
 /// anew; a connection that broke is tried again with each poll until the patience of the arguments is used
-/// up. Lives for one command.
+/// up. Items that are added to the server later are found. Lives for one command.
 class Watch {
 public:
+    /// @param arguments  with patterns and branches as they were given
     Watch(Client& client, const Arguments& arguments, Console& console);
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -34,15 +35,23 @@ public:
 private:
     void watch();
     bool is_over() const;
-    std::chrono::milliseconds get_pause(const Deadline& next_poll) const;
+    std::chrono::milliseconds get_pause(const Deadline& next_poll,
+                                        const std::optional<Deadline>& next_look) const;
 
     /// Subscribes if there is no subscription, else polls it.
     void call_server();
-    void call_server_patiently();
+    /// Looks for items that patterns and branches have by now, and subscribes anew if there are others.
+    void rediscover();
+    /// @return for each of `items` the index that it has among the present ones; nothing if it is new
+    std::vector<std::optional<std::size_t>> find_origins(const std::vector<ItemAddress>& items) const;
+    void take_items(std::vector<ItemAddress> items);
+    void try_patiently(void (Watch::*call)());
     void subscribe();
     void poll();
     void renew();
     void cancel();
+    /// Cancels the subscription as well as can be, and forgets it.
+    void cancel_at_server();
 
     void take(const std::vector<ItemReply>& items);
     /// Says which items the server knows nothing of.
@@ -56,9 +65,10 @@ private:
     void bear(const Failure& failure);
 
     Client& client_;
-    const Arguments& arguments_;
+    const Arguments wanted_;  // as they were given
+    Arguments arguments_;     // with the items that were found
     Console& console_;
-    const ItemMatcher matcher_;
+    ItemMatcher matcher_;
     const std::unique_ptr<WatchView> view_;
     const Interruption interruption_;
     std::optional<Deadline> end_;

@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace xmlda {
 
@@ -18,6 +20,10 @@ public:
     /// @param index  of the item in the arguments
     virtual void show_change(std::size_t index, const ShownItem& item) = 0;
 
+    /// The items of the arguments are others from now on.
+    /// @param origins  for each of them the index that it had; nothing if it is new
+    virtual void take_items(const std::vector<std::optional<std::size_t>>& origins) = 0;
+
     /// Everything that one reply brought has been shown.
     virtual void end_reply() = 0;
 
@@ -29,8 +35,11 @@ public:
     virtual void end_interrupted() {}
 };
 
-/// The view that suits: a table that is drawn over on a terminal, else a line for each change, with JSON if
-/// the arguments ask for it. Arguments and console outlive it.
+/// The view that suits: the format that the arguments ask for, else a table that is drawn over on a terminal,
+/// else a line for each change; of record one that records. Arguments and console outlive it.
 std::unique_ptr<WatchView> create_watch_view(const Arguments& arguments, Console& console);
+
+/// Changes as the arguments ask for, one behind the other.
+std::unique_ptr<WatchView> create_lines(const Arguments& arguments, Console& console);
 
 }  // namespace xmlda

@@ -19,6 +19,9 @@ void run_write(Client& client, const Arguments& arguments, Console& console);
 /// Ends on Ctrl-C, after the time or the number of changes that the arguments give, or when a lost connection
 /// does not come back; the subscription is cancelled in each case.
 void run_watch(Client& client, const Arguments& arguments, Console& console);
+/// Ends as `run_watch` does, and when the database cannot be written.
+void run_record(Client& client, const Arguments& arguments, Console& console);
+void run_replay(const Arguments& arguments, Console& console);
 /// @}
 
 /// Prints what a shell may put in place of `word`, one a line: names of items, with "/" behind those of

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
+#include <utility>
 
 #include <fnmatch.h>
 
@@ -117,11 +119,7 @@ std::vector<ItemAddress> find_matching(Client& client, Console& console, const I
         client, console, [&](const std::string& name) { return matches_pattern(pattern.name, name); },
         [&](const std::string& name) { return may_match_below(pattern.name, name); });
     walk.go({"", pattern.path});
-    auto found = walk.get_found();
-    if (found.empty()) {
-        throw Failure(ExitStatus::MISSING_ITEM, "'" + pattern.name + "': no item matches");
-    }
-    return found;
+    return walk.get_found();
 }
 
 /// All items below a branch; what is no branch stands for itself.
@@ -134,6 +132,33 @@ std::vector<ItemAddress> find_below(Client& client, Console& console, const Item
     }
     auto found = walk.get_found();
     return found.empty() ? std::vector{address} : found;
+}
+
+/// Items that several patterns and branches have stand once in the result.
+/// @param on_no_match  called with a pattern that no item matches
+template <class Action>
+std::vector<ItemAddress> select(Client& client, const Arguments& arguments, Console& console,
+                                Action on_no_match) {
+    std::vector<ItemAddress> items;
+    std::set<std::pair<std::string, std::string>> known;
+    for (const ItemAddress& item : arguments.items) {
+        const bool is_chosen = is_pattern(item.name) || arguments.recursive;
+        std::vector<ItemAddress> found = {item};
+        if (is_pattern(item.name)) {
+            found = find_matching(client, console, item);
+            if (found.empty()) {
+                on_no_match(item);
+            }
+        } else if (arguments.recursive) {
+            found = find_below(client, console, item);
+        }
+        for (ItemAddress& address : found) {
+            if (known.emplace(address.name, address.path).second || !is_chosen) {
+                items.push_back(std::move(address));
+            }
+        }
+    }
+    return items;
 }
 
 }  // namespace
@@ -159,19 +184,18 @@ bool may_match_below(const std::string& pattern, const std::string& name) {
 }
 
 std::vector<ItemAddress> select_items(Client& client, const Arguments& arguments, Console& console) {
-    std::vector<ItemAddress> items;
-    for (const ItemAddress& item : arguments.items) {
-        if (is_pattern(item.name)) {
-            const auto found = find_matching(client, console, item);
-            items.insert(items.end(), found.begin(), found.end());
-        } else if (arguments.recursive) {
-            const auto found = find_below(client, console, item);
-            items.insert(items.end(), found.begin(), found.end());
-        } else {
-            items.push_back(item);
-        }
-    }
-    return items;
+    return select(client, arguments, console, [](const ItemAddress& pattern) {
+        throw Failure(ExitStatus::MISSING_ITEM, "'" + pattern.name + "': no item matches");
+    });
+}
+
+std::vector<ItemAddress> select_items_again(Client& client, const Arguments& arguments, Console& console) {
+    return select(client, arguments, console, [](const ItemAddress& /*pattern*/) {});
+}
+
+bool has_choice(const Arguments& arguments) {
+    return arguments.recursive || std::any_of(arguments.items.begin(), arguments.items.end(),
+                                              [](const ItemAddress& item) { return is_pattern(item.name); });
 }
 
 std::string explain_missing(Client& client, Console& console, const ItemAddress& address) {

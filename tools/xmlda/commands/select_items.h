@@ -13,6 +13,12 @@ namespace xmlda {
 /// @throws Failure  MISSING_ITEM: nothing matches a pattern; what `Client::call` throws
 std::vector<ItemAddress> select_items(Client& client, const Arguments& arguments, Console& console);
 
+/// The same later on: a pattern may have lost all its items.
+std::vector<ItemAddress> select_items_again(Client& client, const Arguments& arguments, Console& console);
+
+/// Whether the arguments leave it to the server which items there are.
+bool has_choice(const Arguments& arguments);
+
 /// Why an item is missing from a reply: the server may have a branch of this name.
 std::string explain_missing(Client& client, Console& console, const ItemAddress& address);
 

@@ -73,6 +73,7 @@ void write_details(JsonWriter& json, const ShownItem& item) {
     }
     json.member("unit", item.facts.unit);
     json.member("timestamp", reply.timestamp.value_or(""));
+    json.member("recorded", item.recorded);
     if (const auto quality = item.get_quality()) {
         write_quality(json, *quality);
     }

@@ -17,6 +17,7 @@ namespace xmlda {
 struct ShownItem {
     ItemReply reply;
     ItemFacts facts;
+    std::string recorded = {};  ///< when it was recorded; empty unless it comes from a record
 
     /// The value's quality: the reply's, else that among the properties.
     std::optional<Quality> get_quality() const { return reply.quality ? reply.quality : facts.quality; }

@@ -5,7 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <Poco/TemporaryFile.h>
+
 #include <csignal>
+#include <fstream>
 #include <ostream>
 #include <regex>
 
@@ -283,12 +286,145 @@ TEST(PlantFailures, AddressOfAnotherHostGivesOneLine) {
     EXPECT_EQ(outcome.errors, "kx-plant: 192.0.2.1 is not an address of this machine\n");
 }
 
+/// A file that goes with the test.
+class FaultFile {
+public:
+    explicit FaultFile(const std::string& lines) { std::ofstream(file_.path()) << lines; }
+
+    std::string get_path() const { return file_.path(); }
+
+private:
+    Poco::TemporaryFile file_;
+};
+
+std::string print_faults(const std::string& faults) {
+    const Outcome outcome = ChildProcess(create_plant_command({"--faults", faults, "--print-faults"})).wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
+    return outcome.output;
+}
+
+/// Reads what the plant prints up to this line.
+void wait_for_line(Plant& plant, const std::string& line) {
+    while (plant.get_process().read_line().value() != line) {
+    }
+}
+
+TEST(PlantFaults, AreTheSameInEachRun) {
+    const std::string faults = print_faults("7");
+
+    EXPECT_EQ(print_faults("7"), faults);
+    EXPECT_NE(print_faults("8"), faults);
+    EXPECT_EQ(print_faults(FaultFile(faults).get_path()), faults);
+    for (const char* kind : {" sensor /", " jump /", " freeze\n", " drop\n", "\nrepeat 600\n"}) {
+        EXPECT_THAT(faults, HasSubstr(kind));
+    }
+    EXPECT_TRUE(faults.starts_with("8 8 sensor /boiler/level\n23 9 drop\n44 9 freeze\n"))
+        << faults;  // on every machine
+}
+
+TEST(PlantFaults, LetSensorsFailAndValuesJump) {
+    const FaultFile file(
+        "# two sensors\n"
+        "0.25 600 sensor /boiler/temperature\n\n"
+        "0.25 600 jump /instruments/thermometer_1/reading +100.5\n"
+        "0.5 0.5 sensor /maintenance/note\n"
+        "repeat 1000\n");
+    Plant plant({"--faults", file.get_path()});
+    wait_for_line(plant, "fault begins: sensor /boiler/temperature");
+    wait_for_line(plant, "fault begins: sensor /maintenance/note");
+    const std::string properties =
+        "<GetProperties ReturnAllProperties=\"true\" ReturnPropertyValues=\"true\">"
+        "<ItemIDs ItemName=\"/boiler/temperature\"/></GetProperties>";
+    EXPECT_THAT(plant.call(properties).body, HasSubstr("badSensorFailure"));
+    const std::string before = mask_times(plant.call(create_read("/boiler/temperature")).body);
+    wait_for_line(plant, "fault ends: sensor /maintenance/note");
+
+    EXPECT_EQ(mask_times(plant.call(create_read("/boiler/temperature")).body), before);
+    EXPECT_THAT(plant.call(create_read("/instruments/thermometer_1/reading")).body,
+                HasSubstr(">204.710000<"));
+}
+
+TEST(PlantFaults, PassAndComeAgain) {
+    const FaultFile file("0.5 0.5 jump /instruments/thermometer_1/reading 100\nrepeat 1.5\n");
+    Plant plant({"--faults", file.get_path()});
+    const std::string item = "/instruments/thermometer_1/reading";
+    for (int i = 0; i < 2; ++i) {
+        wait_for_line(plant, "fault begins: jump " + item + " 100");
+        wait_for_line(plant, "fault ends: jump " + item + " 100");
+    }
+    while (plant.call(create_read(item)).body.find(">104.210000<") == std::string::npos) {
+    }
+    while (plant.call(create_read(item)).body.find(">204.210000<") == std::string::npos) {
+    }
+}
+
+TEST(PlantFaults, LetTimeStandStill) {
+    const FaultFile file("0.5 600 freeze\n1 0.5 sensor /boiler/temperature\n");
+    Plant plant({"--faults", file.get_path()});
+    const std::string read =
+        "<Read><Options ReturnItemTime=\"true\"/><ItemList>"
+        "<Items ItemName=\"/turbine/counters/revolutions\"/></ItemList></Read>";
+    const auto get_item = [&] {
+        const std::string body = plant.call(read).body;
+        return body.substr(0, body.find("<ReadResult"));
+    };
+    wait_for_line(plant, "fault begins: sensor /boiler/temperature");
+    const std::string before = get_item();
+    wait_for_line(plant, "fault ends: sensor /boiler/temperature");
+
+    EXPECT_THAT(before, HasSubstr("Timestamp="));
+    EXPECT_EQ(get_item(), before);
+}
+
+TEST(PlantFaults, DropConnectionsAndTakeThemAgain) {
+    const FaultFile file("1 1 drop\nrepeat 600\n");
+    Plant plant({"--faults", file.get_path()});
+    const auto answers = [&plant] {
+        try {
+            return plant.call("<GetStatus/>").status == 200;
+        } catch (const std::exception&) {
+            return false;
+        }
+    };
+    EXPECT_TRUE(answers());
+    while (answers()) {  // the test's own time limit ends these
+    }
+    wait_for_line(plant, "fault ends: drop");
+    while (!answers()) {
+    }
+    plant.get_process().send_signal(SIGTERM);
+    EXPECT_EQ(plant.get_process().wait().status, 0);
+}
+
+TEST(PlantFaults, ThatAreNoneAreRefusedWithOneLine) {
+    const auto refuse = [](const std::string& lines) {
+        const FaultFile file(lines);
+        const Outcome outcome = ChildProcess(create_plant_command({"--faults", file.get_path()})).wait();
+        EXPECT_EQ(outcome.status, 2);
+        const std::string& errors = outcome.errors;
+        return std::regex_replace(errors, std::regex("^kx-plant: |/[^ :']*tmp[^ :']*"), "");
+    };
+    EXPECT_EQ(refuse("\n1 2 flood\n"), ":2: 'flood' is none of sensor, jump, freeze and drop\n");
+    EXPECT_EQ(refuse("1 2"), ":1: a fault is BEGIN LENGTH and sensor, jump, freeze or drop\n");
+    EXPECT_EQ(refuse("1 -2 drop"), ":1: '-2' is not a time in seconds, up to a week\n");
+    EXPECT_EQ(refuse("1 2 jump /a x"), ":1: 'x' is not a number\n");
+    EXPECT_EQ(refuse("1 2 jump /a"), ":1: behind \"jump\" stand an item and a number\n");
+    EXPECT_EQ(refuse("1 2 drop it"), ":1: nothing stands behind \"drop\"\n");
+    EXPECT_EQ(refuse("repeat"), ":1: \"repeat\" takes one number of seconds\n");
+    EXPECT_EQ(refuse("# none"), " holds no faults\n");
+    EXPECT_EQ(refuse("1 9 drop\nrepeat 5"), ": 'drop' lasts beyond the repetition\n");
+    EXPECT_EQ(refuse("1 9 sensor /a\n5 9 sensor /a"), ": two faults of '/a' at one time\n");
+    EXPECT_EQ(refuse("1 9 sensor /a"), "the plant has no variable '/a' that could fail\n");
+    EXPECT_EQ(refuse("1 9 jump /boiler/mode 1"), "'/boiler/mode' cannot jump: it is not a number\n");
+}
+
 TEST(PlantHelp, NamesEveryOption) {
     for (const char* help : {"-h", "--help"}) {
         const Outcome outcome = ChildProcess(create_plant_command({help})).wait();
         EXPECT_EQ(outcome.status, 0);
         for (const char* option : {"--address", "--port", "--certificate", "--private-key", "--bulk",
-                                   "--threads", "--help", "--version"}) {
+                                   "--threads", "--faults", "--print-faults", "--help", "--version"}) {
             EXPECT_THAT(outcome.output, HasSubstr(option));
         }
     }

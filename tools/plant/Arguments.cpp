@@ -15,12 +15,15 @@ constexpr unsigned int MAXIMUM_PORT = 65535;
 constexpr unsigned int MAXIMUM_BULK_VARIABLES = 10'000'000;
 constexpr unsigned int MINIMUM_THREADS = 2;  // of the pool
 constexpr unsigned int MAXIMUM_THREADS = 1000;
+constexpr unsigned int MAXIMUM_SEED = 1'000'000'000;
 
 constexpr char DESCRIPTION[] = "A simulated steam plant, served to OPC XML-DA clients until Ctrl-C ends it.";
 
 constexpr char FOOTER[] = R"(Once clients can connect it prints "listening on" and the URL, what to try, and
 a line for each value that a client writes. It ends with status 0 on SIGINT and
-SIGTERM, 1 if it cannot listen, 2 if the arguments are wrong.)";
+SIGTERM, 1 if it cannot listen, 2 if the arguments are wrong. Lines of a file of
+faults, with times in seconds: "BEGIN LENGTH sensor ITEM", "BEGIN LENGTH jump
+ITEM BY", "BEGIN LENGTH freeze", "BEGIN LENGTH drop", and "repeat PERIOD".)";
 
 unsigned int parse_number(const std::string& option, const std::string& text, unsigned int minimum,
                           unsigned int maximum) {
@@ -52,6 +55,11 @@ public:
                    arguments_.bulk_variables);
         add_number("--threads", "Worker threads that answer requests, 2 to\n1000 (16)", MINIMUM_THREADS,
                    MAXIMUM_THREADS, arguments_.threads);
+        add_option("--faults", "N|FILE",
+                   "Let sensors fail, values jump, time stand still\nand connections drop: as made up from "
+                   "the\nnumber N, or as FILE says",
+                   [this](const std::string& text) { arguments_.faults = read_faults(text); });
+        app_.add_flag("--print-faults", prints_faults_, "Print these faults as such a file, and end");
     }
 
     CommandLine parse(int argc, const char* const* argv) {
@@ -68,7 +76,15 @@ public:
         if (arguments_.certificate_file.empty() != arguments_.private_key_file.empty()) {
             throw ArgumentError("--certificate and --private-key are given together or not at all");
         }
-        return {.arguments = arguments_, .text = std::nullopt};
+        if (!prints_faults_) {
+            return {.arguments = arguments_, .text = std::nullopt};
+        }
+        if (!arguments_.faults) {
+            throw ArgumentError("--print-faults needs --faults");
+        }
+        std::ostringstream stream;
+        arguments_.faults->print(stream);
+        return {.arguments = {}, .text = stream.str()};
     }
 
 private:
@@ -110,7 +126,19 @@ private:
         });
     }
 
+    static FaultSchedule read_faults(const std::string& text) {
+        if (text.find_first_not_of("0123456789") == std::string::npos) {
+            return FaultSchedule(parse_number("--faults", text, 0, MAXIMUM_SEED));
+        }
+        std::ifstream file(text);
+        if (file.peek() == std::ifstream::traits_type::eof()) {
+            throw ArgumentError("--faults: cannot read the file '" + text + "'");
+        }
+        return {file, text};
+    }
+
     Arguments arguments_;
+    bool prints_faults_ = false;
     CLI::App app_{DESCRIPTION, "kx-plant"};
 };
 

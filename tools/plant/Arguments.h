@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FaultSchedule.h"
+
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -14,6 +16,7 @@ struct Arguments {
     std::string private_key_file;
     unsigned int bulk_variables = 0;
     int threads = 16;  ///< worker threads that answer requests
+    std::optional<FaultSchedule> faults;
 };
 
 /// What to do: serve, or print a text and end.

@@ -60,12 +60,35 @@ std::unique_ptr<opc::Server> create_server(const plant::Arguments& arguments,
                                          arguments.private_key_file, model);
 }
 
+/// Waits for one of the signals.
+/// @param only_briefly  at most until a fault may have begun or ended
+/// @return whether one came
+bool wait_for_signal(const sigset_t& signals, bool only_briefly) {
+    constexpr timespec BRIEFLY = {.tv_sec = 0, .tv_nsec = 50'000'000};
+    int signal_number = 0;
+    return only_briefly ? sigtimedwait(&signals, nullptr, &BRIEFLY) > 0
+                        : sigwait(&signals, &signal_number) == 0;
+}
+
+/// Ends the server, or makes a new one at the same place, as the plant's faults want it.
+void follow(const plant::Plant& plant, std::unique_ptr<opc::Server>& server,
+            const plant::Arguments& arguments, const std::shared_ptr<InformationModel>& model) {
+    if (!plant.is_served() && server) {
+        server->stop(std::chrono::milliseconds(0));
+        server.reset();
+    } else if (plant.is_served() && !server) {
+        server = std::make_unique<opc::Server>(arguments.address, arguments.port, arguments.certificate_file,
+                                               arguments.private_key_file, model);
+        server->start();
+    }
+}
+
 int run(const plant::Arguments& arguments) {
     const sigset_t stop_signals = block_stop_signals();
     std::signal(SIGPIPE, SIG_IGN);  // a client or a reader of our output that goes away must not end us
 
     auto model = std::make_shared<InformationModel>("plant");
-    plant::Plant plant(*model, arguments.bulk_variables);
+    plant::Plant plant(*model, arguments.bulk_variables, arguments.faults);
     auto client_writes = std::make_unique<plant::ClientWrites>(model->get_root());
     std::unique_ptr<opc::Server> server = create_server(arguments, model);
     auto simulation = std::make_unique<plant::Simulation>(plant);
@@ -73,9 +96,14 @@ int run(const plant::Arguments& arguments) {
     plant::print_line("listening on " + get_url(*server));
     plant::print_line("to try: " + create_example(get_url(*server), arguments));
 
-    int signal_number = 0;
-    sigwait(&stop_signals, &signal_number);
-    server->stop(FAREWELL);
+    plant::Arguments same_place = arguments;
+    same_place.port = server->get_port();
+    while (!wait_for_signal(stop_signals, plant.has_faults())) {
+        follow(plant, server, same_place, model);
+    }
+    if (server) {
+        server->stop(FAREWELL);
+    }
     simulation.reset();
     server.reset();
     client_writes.reset();

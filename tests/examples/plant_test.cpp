@@ -378,7 +378,7 @@ TEST(PlantFaults, LetTimeStandStill) {
 }
 
 TEST(PlantFaults, DropConnectionsAndTakeThemAgain) {
-    const FaultFile file("1 1 drop\nrepeat 600\n");
+    const FaultFile file("1 1 drop\nrepeat 4\n");
     Plant plant({"--faults", file.get_path()});
     const auto answers = [&plant] {
         try {
@@ -387,7 +387,8 @@ TEST(PlantFaults, DropConnectionsAndTakeThemAgain) {
             return false;
         }
     };
-    EXPECT_TRUE(answers());
+    while (!answers()) {
+    }
     while (answers()) {  // the test's own time limit ends these
     }
     wait_for_line(plant, "fault ends: drop");
@@ -413,6 +414,7 @@ TEST(PlantFaults, ThatAreNoneAreRefusedWithOneLine) {
     EXPECT_EQ(refuse("1 2 drop it"), ":1: nothing stands behind \"drop\"\n");
     EXPECT_EQ(refuse("repeat"), ":1: \"repeat\" takes one number of seconds\n");
     EXPECT_EQ(refuse("# none"), " holds no faults\n");
+    EXPECT_EQ(refuse("0 0 drop"), ": the faults last no time\n");
     EXPECT_EQ(refuse("1 9 drop\nrepeat 5"), ": 'drop' lasts beyond the repetition\n");
     EXPECT_EQ(refuse("1 9 sensor /a\n5 9 sensor /a"), ": two faults of '/a' at one time\n");
     EXPECT_EQ(refuse("1 9 sensor /a"), "the plant has no variable '/a' that could fail\n");

@@ -68,6 +68,7 @@ class Recorder:
 
     def __init__(self, plant):
         self.subscriptions = set()
+        self.items = 0  # of the last subscription
         recorder = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -100,6 +101,7 @@ class Recorder:
             self.subscriptions.discard(re.search(rb'ServerSubHandle="(.*?)"', request)[1])
         elif b"<Subscribe" in request:
             self.subscriptions.add(re.search(rb'ServerSubHandle="(.*?)"', reply)[1])
+            self.items = request.count(b'ItemName="')
 
     def close(self):
         self.server.shutdown()

@@ -551,7 +551,8 @@ class AwayTest(Site):
         for item in ("/boiler/temperature", "/boiler/pressure", "/boiler/mode", "/maintenance/note"):
             subscribe = f'<Subscribe><ItemList><Items ItemName="{item}"/></ItemList></Subscribe>'
             handles.append(Client(gateway, self.schema).call(subscribe).get("ServerSubHandle"))
-            wait_for(lambda: len(recorder.subscriptions) == 1, "the server has one subscription")
+            wait_for(lambda: recorder.items == len(handles) and len(recorder.subscriptions) == 1,
+                     "the server has one subscription, with all items")
         gateway.kill()
         self.assertEqual(len(recorder.subscriptions), 1)
         gateway = Gateway(self.gateway_program, server, port=gateway.port).wait_until_connected()
@@ -688,6 +689,19 @@ class FloodTest(Site):
         self.assertEqual(self.client.fail(f"<Read><ItemList>{items}</ItemList></Read>"), "da:E_OUTOFMEMORY")
         self.write("/maintenance/note", "<Value>short</Value>")
 
+    def test_many_properties_are_refused(self):
+        items = '<ItemIDs ItemName="/boiler/mode"/>' * 1000
+        names = "<PropertyNames>x</PropertyNames>" * 1000
+        self.assertEqual(self.client.fail(f"<GetProperties>{items}{names}</GetProperties>"), "da:E_OUTOFMEMORY")
+        names = f"<PropertyNames>{'x' * 4000}</PropertyNames>" * 1900
+        self.assertEqual(self.client.fail(f'<Browse ItemName="/boiler">{names}</Browse>'), "da:E_OUTOFMEMORY")
+
+    def test_large_polls_are_refused(self):
+        handle, _ = self.subscribe("/boiler/mode")
+        poll = (f'<SubscriptionPolledRefresh WaitTime="600000"><ServerSubHandles>{handle}</ServerSubHandles>'
+                f"<a>{'x' * 1_200_000}</a></SubscriptionPolledRefresh>")
+        self.assertEqual(self.client.fail(poll), "da:E_OUTOFMEMORY")
+
 
 class TlsTest(Site):
     """TLS to clients and to the server."""
@@ -739,6 +753,21 @@ class TlsTest(Site):
         connection.request("POST", "/", body, {"Content-Type": "text/xml"})
         wait_for(lambda: self.figure("clients") == 2, "the poll is held")
         connection.close()
+        wait_for(lambda: self.figure("clients") == 1, "the client is gone")
+
+    def test_requests_that_do_not_wait_for_replies(self):
+        count = 1500
+        with socket.create_connection(("127.0.0.1", self.gateway.port), timeout=120) as plain:
+            with self.gateway.tls.wrap_socket(plain, server_hostname="127.0.0.1") as connection:
+                connection.sendall(b"GET /api/browse?item=/ HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n" * count)
+                received, replies = b"x", 0
+                rest = b""
+                while replies < count and received:
+                    received = connection.recv(1 << 16)
+                    text = rest + received
+                    replies += text.count(b"HTTP/1.1 200 OK")
+                    rest = text[-len(b"HTTP/1.1 200 OK") + 1:]
+        self.assertEqual(replies, count)
         wait_for(lambda: self.figure("clients") == 1, "the client is gone")
 
     def test_clients_without_tls_are_disconnected(self):

@@ -136,13 +136,14 @@ def test_prometheus(plant, gateway):
 
         temperature = 'xmlda_item_value{item="/boiler/temperature"}'
         wait_for(lambda: list_plants(temperature) == ["north", "south"], "both plants have a temperature")
-        wait_for(lambda: list_plants("max by (plant, item) (xmlda_item_value)").count("north") > 20, "all items")
+        wait_for(lambda: (list_plants("max by (plant, item) (xmlda_item_value)") or []).count("north") > 20, "all items")
         wait_for(lambda: has_alert("BadQuality", plant="south", quality="badSensorFailure",
                                    item="/instruments/thermometer_3/reading"), "a bad quality raises an alert")
-        assert not has_alert("ServerAway")
+        # A scrape that a busy machine delays raises the alert for a while.
+        wait_for(lambda: not has_alert("ServerAway"), "no gateway is lost")
         gateways[1].kill()
-        wait_for(lambda: has_alert("ServerAway", plant="south"), "a lost gateway raises an alert")
-        assert not has_alert("ServerAway", plant="north")
+        wait_for(lambda: has_alert("ServerAway", plant="south") and not has_alert("ServerAway", plant="north"),
+                 "a lost gateway raises an alert, the other none")
 
 
 def test_mqtt(plant, xmlda):

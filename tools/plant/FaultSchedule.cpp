@@ -200,6 +200,9 @@ void FaultSchedule::check(const std::string& name) const {
     if (faults_.empty()) {
         throw ArgumentError(name + " holds no faults");
     }
+    if (period_ == std::chrono::milliseconds(0)) {
+        throw ArgumentError(name + ": the faults last no time");
+    }
     for (std::size_t i = 0; i < faults_.size(); ++i) {
         const Fault& fault = faults_[i];
         if (fault.get_end() > period_) {

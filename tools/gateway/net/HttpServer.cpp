@@ -175,7 +175,11 @@ public:
                 co_return;
             }
         }
-        while (!parts_.is_closing && co_await serve_one()) {
+        try {
+            while (!parts_.is_closing && co_await serve_one()) {
+            }
+        } catch (const std::exception&) {
+            // Out of memory. The connection ends, but not before what still reads from it.
         }
         co_await end_read_ahead();
         get_tcp().expires_after(parts_.is_closing ? std::chrono::milliseconds(100) : LONGEST_GOODBYE);
@@ -345,7 +349,8 @@ private:
     /// beginning of the next request. The reading goes on when the reply is there.
     void watch_presence_by_reading(const std::shared_ptr<Presence>& presence) {
         watcher_ = presence;
-        if (std::exchange(is_reading_ahead_, true)) {
+        // What has come of the next request is enough: the buffer is bounded.
+        if (buffer_.size() > 0 || std::exchange(is_reading_ahead_, true)) {
             return;
         }
         read_ahead_.expires_at(asio::steady_timer::time_point::max());
@@ -374,9 +379,9 @@ private:
 
     /// Nothing else may use the stream, or end, before.
     asio::awaitable<void> end_read_ahead() {
-        read_ahead_.expires_at(asio::steady_timer::time_point::max());
         while (is_reading_ahead_) {
             get_tcp().cancel();
+            read_ahead_.expires_after(std::chrono::milliseconds(100));  // TLS may have begun another read
             co_await read_ahead_.async_wait(to_tuple);
         }
     }

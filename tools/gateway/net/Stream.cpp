@@ -43,11 +43,16 @@ asio::awaitable<std::string> Stream::begin_tls(asio::ssl::context& context, std:
     SSL* const session = tls_->stream.native_handle();
     beast::error_code no_address;
     asio::ip::make_address(host, no_address);
+    bool is_set = false;
     if (no_address) {
-        ::SSL_set_tlsext_host_name(session, host.c_str());
-        ::SSL_set1_host(session, host.c_str());
+        is_set = ::SSL_set_tlsext_host_name(session, host.c_str()) == 1 &&
+                 ::SSL_set1_host(session, host.c_str()) == 1;
     } else {
-        ::X509_VERIFY_PARAM_set1_ip_asc(::SSL_get0_param(session), host.c_str());
+        const std::string address = host.substr(0, host.find('%'));  // certificates know no scopes
+        is_set = ::X509_VERIFY_PARAM_set1_ip_asc(::SSL_get0_param(session), address.c_str()) == 1;
+    }
+    if (!is_set) {
+        co_return "no TLS: '" + host + "' is not a name that a certificate could be for";
     }
     const auto [error] = co_await tls_->stream.async_handshake(asio::ssl::stream_base::client, to_tuple);
     const long verdict = ::SSL_get_verify_result(session);

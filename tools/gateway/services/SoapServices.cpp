@@ -25,7 +25,10 @@ using Kind = ItemState::Kind;
 constexpr char XML_TYPE[] = "text/xml; charset=utf-8";
 constexpr unsigned HTTP_FAULT = 500;
 constexpr auto LONGEST_HOLD = std::chrono::hours(1);
-constexpr std::size_t BYTES_OF_AN_ELEMENT = 768;  // what an item of a request and its result take
+constexpr std::size_t BYTES_OF_AN_ELEMENT = 768;   // what an item of a request and its result take
+constexpr std::size_t PROPERTIES_OF_AN_ITEM = 25;  // more than any has
+constexpr std::size_t LARGEST_COUNT_OF_PROPERTIES = 500'000;
+constexpr std::size_t LARGEST_POLL = 1U << 20U;
 constexpr char SCAN_RATE[] = "scanRate";
 
 HttpReply create_reply(unsigned status, std::string body) {
@@ -122,6 +125,7 @@ public:
     void write(const std::vector<xmlda::Property>& found) {
         if (request_.all) {
             for (const xmlda::Property& property : found) {
+                reply_.check_size();
                 write_one(property);
             }
             if (is_variable(found)) {
@@ -130,6 +134,7 @@ public:
             return;
         }
         for (const std::string& name : request_.names) {
+            reply_.check_size();
             const xmlda::Property* const property = find_property(found, name);
             if (property != nullptr) {
                 write_one(*property);
@@ -261,7 +266,13 @@ Task<std::string> SoapServices::dispatch(const HttpRequest& request,
         co_return co_await subscribe(release(message->read_subscribe()), request.peer, received);
     }
     if (service == "SubscriptionPolledRefresh") {
-        co_return co_await refresh(release(message->read_refresh()), presence, received);
+        // A poll may be held for hours, and keeps its memory as long.
+        if (request.body.size() > LARGEST_POLL) {
+            throw SoapFault("E_OUTOFMEMORY", "the poll is too large");
+        }
+        RefreshRequest poll = release(message->read_refresh());
+        static_cast<void>(memory.resize(poll.handles.size() * BYTES_OF_AN_ELEMENT));  // less than before
+        co_return co_await refresh(std::move(poll), presence, received);
     }
     if (service == "SubscriptionCancel") {
         co_return cancel(message->read_cancel(), received);
@@ -353,6 +364,11 @@ Task<std::string> SoapServices::get_properties(GetPropertiesRequest request, Tim
         if (path) {
             paths.push_back(*path);
         }
+    }
+    const std::size_t count_of_each =
+        request.properties.all ? PROPERTIES_OF_AN_ITEM : request.properties.names.size();
+    if (request.items.size() * count_of_each > LARGEST_COUNT_OF_PROPERTIES) {
+        throw SoapFault("E_OUTOFMEMORY", "too many properties: ask for fewer items at one time");
     }
     std::vector<std::optional<xmlda::ItemProperties>> found;
     try {

@@ -47,10 +47,14 @@ void SoapReply::write_result(bool is_running) {
     writer_.attribute("ServerState", is_running ? "running" : "commFault").end();
 }
 
-void SoapReply::write_item(const std::string& element, const RequestedItem& item, const ItemResult& result) {
+void SoapReply::check_size() const {
     if (writer_.get().size() > LARGEST_REPLY) {
         throw SoapFault("E_OUTOFMEMORY", "the reply would be too large: ask for fewer items at one time");
     }
+}
+
+void SoapReply::write_item(const std::string& element, const RequestedItem& item, const ItemResult& result) {
+    check_size();
     writer_.start(element);
     if (options_.item_path) {
         writer_.attribute("ItemPath", item.path.value_or(""));

@@ -41,6 +41,9 @@ public:
     /// @throws SoapFault  if the reply is too large already
     void write_item(const std::string& element, const RequestedItem& item, const ItemResult& result);
 
+    /// @throws SoapFault  if the reply is too large already
+    void check_size() const;
+
     /// Notes that a code was used, and gives it as it is written: "da:E_FAIL".
     std::string use_code(const std::string& code);
 

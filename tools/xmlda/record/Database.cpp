@@ -43,7 +43,7 @@ Failure create_failure(const std::string& message) {
 class Database::Mark {
 public:
     explicit Mark(const std::string& file)
-        : descriptor_(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)) {
+        : descriptor_(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640)) {
         if (descriptor_ < 0) {
             throw create_failure("cannot open '" + file + "': " + std::strerror(errno));
         }

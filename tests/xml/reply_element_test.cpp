@@ -151,7 +151,7 @@ TEST_F(WrittenChildren, StandBetweenThoseThatAreAppended) {
         ChildWriter writer(*list);
         writer.begin("a");
         writer.set_attribute("x", "<\t\x01");
-        writer.set_attribute("y", "");
+        writer.set_attribute("y", {});
         writer.begin("b");
         writer.append_text("");
         writer.append_text("<\t\x01");
@@ -228,6 +228,18 @@ TEST_F(ReplyLimit, HoldsForWrittenChildren) {
         }
     };
     EXPECT_THROW(write_many(), ReplyLimitException);
+}
+
+TEST_F(ReplyLimit, SpoilsTheParentOfAChildWhoseEndDoesNotFit) {
+    auto root = create_element(*document, "root");
+    {
+        ChildWriter writer(*list);
+        writer.begin("a");
+        writer.append_text(std::string(99'800, 'x'));
+        writer.append_text(std::string(300, 'y'));  // still in the writer
+        EXPECT_THROW(writer.end("a"), ReplyLimitException);
+    }
+    EXPECT_THROW(root->appendChild(list), std::logic_error);
 }
 
 TEST_F(ReplyLimit, HoldsForText) {

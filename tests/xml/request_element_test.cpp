@@ -103,6 +103,18 @@ TEST(NameTable, IsGivenBackWithItsDocument) {
     EXPECT_TRUE(table.expired());
 }
 
+// Each would be compared with all others, whenever it occurs.
+TEST(NameTable, RefusesManyNamesThatEndAlike) {
+    NameTable table;
+    const auto add_many = [&] {
+        for (int number = 100; number < 200; ++number) {
+            table.get("urn:" + std::to_string(number) + "alike\tlocal");
+        }
+    };
+    EXPECT_THROW(add_many(), Poco::PoolOverflowException);
+    EXPECT_EQ(table.get("urn:100alike\tlocal").local_name, "local");
+}
+
 TEST(NameTable, RefusesEndlessNames) {
     NameTable table;
     const auto add_thousand = [&] {

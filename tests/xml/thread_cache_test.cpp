@@ -69,9 +69,8 @@ std::string create_document(const std::string& attributes, const std::vector<std
 std::vector<std::string> create_names(std::size_t count, std::size_t size) {
     std::vector<std::string> names;
     for (std::size_t number = 0; number < count; ++number) {
-        std::string name = "n" + std::to_string(number);
-        name.resize(size, '_');
-        names.push_back(name);
+        const std::string digits = std::to_string(number);
+        names.push_back("n" + std::string(size - 1 - digits.size(), '_') + digits);
     }
     return names;
 }

@@ -2,7 +2,6 @@
 
 #include "xml/reply/markup.h"
 
-#include <cstring>
 #include <typeinfo>
 
 namespace kx::information_model::opc {
@@ -65,10 +64,10 @@ void ChildWriter::end(std::string_view name) {
         put(name);
         put('>');
     }
-    --open_elements_;
-    if (open_elements_ == 0) {
-        flush();
+    if (open_elements_ == 1) {
+        flush();  // before it counts as ended: this may throw
     }
+    --open_elements_;
 }
 
 void ChildWriter::end_start_tag() {
@@ -94,8 +93,7 @@ void ChildWriter::put(std::string_view text) {
             return;
         }
     }
-    std::memcpy(buffer_.data() + size_, text.data(), text.size());
-    size_ += text.size();
+    size_ += text.copy(buffer_.data() + size_, text.size());
 }
 
 void ChildWriter::flush() {

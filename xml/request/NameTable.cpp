@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 namespace kx::information_model::opc {
 
@@ -13,6 +14,10 @@ namespace {
 // times that: `ThreadCache` says how much it may be.
 constexpr std::size_t MAXIMUM_KEPT_NAMES = 44;
 constexpr std::size_t MAXIMUM_KEPT_SIZE = std::size_t{2} * 1024;
+
+// Names of a client in good faith collide by twos and threes. A look-up compares with all that do, and each
+// may be a kilobyte long.
+constexpr std::size_t MAXIMUM_COLLISIONS = 24;
 
 // A hash table, in size a prime number.
 constexpr unsigned long POOL_SIZE = 179;
@@ -54,11 +59,13 @@ const XmlName& NameTable::get(std::string_view expat_name) {
     if (known != names_.end()) {
         return known->second;
     }
-    if (names_.size() == MAXIMUM_KEPT_NAMES + MAXIMUM_REQUEST_NAMES) {
+    std::string key(expat_name);
+    if (names_.size() == MAXIMUM_KEPT_NAMES + MAXIMUM_REQUEST_NAMES ||
+        names_.bucket_size(names_.bucket(key)) >= MAXIMUM_COLLISIONS) {
         throw Poco::PoolOverflowException("names of a request");
     }
     size_ += expat_name.size();
-    return names_.try_emplace(std::string(expat_name), split_expat_name(expat_name)).first->second;
+    return names_.try_emplace(std::move(key), split_expat_name(expat_name)).first->second;
 }
 
 bool NameTable::is_worth_keeping() const noexcept {

@@ -27,13 +27,16 @@ XmlName split_expat_name(std::string_view expat_name);
 /// thread.
 class NameTable {
 public:
-    /// How many different names a request can have at least. Requests in good faith have some twenty.
+    /// How many different names a request can have at least, unless they are chosen to be slow to find.
+    /// Requests in good faith have some twenty.
     static constexpr std::size_t MAXIMUM_REQUEST_NAMES = 127;
 
     NameTable();
 
     /// @return the same object for the same name, for as long as the table lives
-    /// @throws Poco::PoolOverflowException  if the name is new and the table full
+    /// @throws Poco::PoolOverflowException  if the name is new, and the table full or many of its names
+    /// collide
+    ///                                      with it
     const XmlName& get(std::string_view expat_name);
 
     /// Whether it is small, and has room for the names of one more request.
@@ -43,8 +46,8 @@ public:
     Poco::XML::NamePool& get_pool() noexcept { return const_cast<Poco::XML::NamePool&>(*pool_); }
 
 private:
-    /// Of the end of a name: most begin with the same namespace. That a client can choose names which
-    /// collide matters little, since there are not many.
+    /// Of the end of a name: most begin with the same namespace. A client can choose names that collide, so
+    /// their number is bounded.
     struct Hash {
         using is_transparent = void;
         std::size_t operator()(std::string_view name) const noexcept;

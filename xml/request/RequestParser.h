@@ -37,7 +37,8 @@ inline constexpr std::size_t MAXIMUM_NAMESPACE_SIZE = 1024;
 /// @throws RequestLimitException        on what is refused
 /// @throws Poco::XML::XMLException      on what is not well-formed
 /// @throws Poco::PoolOverflowException  on more than `NameTable::MAXIMUM_REQUEST_NAMES` different names,
-///                                      if there is no room for them from requests before
+///                                      if there is no room for them from requests before; on two dozen
+///                                      names of one length that end in the same eight bytes
 Poco::AutoPtr<Poco::XML::Document> parse_request(std::string_view text,
                                                  std::size_t maximum_element_count = MAXIMUM_ELEMENT_COUNT);
 

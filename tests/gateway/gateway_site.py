@@ -101,7 +101,7 @@ class Recorder:
             self.subscriptions.discard(re.search(rb'ServerSubHandle="(.*?)"', request)[1])
         elif b"<Subscribe" in request:
             self.subscriptions.add(re.search(rb'ServerSubHandle="(.*?)"', reply)[1])
-            self.items = request.count(b'ItemName="')
+            self.items = request.count(b"<Items ")
 
     def close(self):
         self.server.shutdown()

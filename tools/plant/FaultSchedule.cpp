@@ -228,7 +228,7 @@ void FaultSchedule::print(std::ostream& stream) const {
 }
 
 std::string describe(const Fault& fault) {
-    const std::string name = get_name(fault.kind);
+    std::string name = get_name(fault.kind);
     switch (fault.kind) {
         case Fault::Kind::SENSOR:
             return name + ' ' + fault.item;

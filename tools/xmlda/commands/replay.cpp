@@ -22,7 +22,7 @@ bool is_meant(const std::string& path, const std::string& wanted, bool recursive
 
 std::vector<History::Item> select_recorded(const History& history, const Arguments& arguments,
                                            Console& console) {
-    const std::vector<History::Item> known = history.list_items();
+    std::vector<History::Item> known = history.list_items();
     if (arguments.items.empty()) {
         return known;
     }

@@ -39,7 +39,7 @@ std::string take_fraction(std::string& text) {
         return "";
     }
     const std::size_t end = std::min(text.find_first_not_of("0123456789", 1), text.size());
-    const std::string fraction = text.substr(1, end - 1);
+    std::string fraction = text.substr(1, end - 1);
     text.erase(0, end);
     return fraction;
 }

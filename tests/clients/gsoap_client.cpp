@@ -219,7 +219,7 @@ private:
             check_values(reply.RItemList->Items);
         }
         request.ItemList = make_list({make_name("a//b")});
-        check_bad_request("Read of what is no path is a bad request", proxy_.Read(&request, reply));
+        check_bad_request("A Read of an invalid path is a bad request", proxy_.Read(&request, reply));
     }
 
     void check_values(const std::vector<ns1__ItemValue*>& items) {

@@ -122,7 +122,7 @@ async function checkRead(client) {
   equal('Read returns the item\'s handle', reply.RItemList.Items[0].attributes.ClientItemHandle, 'a');
   check('Read gives the time', () => assert.match(reply.RItemList.Items[0].attributes.Timestamp, /^20\d\d-.*Z$/));
   equal('Read returns the request\'s handle', reply.ReadResult.attributes.ClientRequestHandle, 'read-1');
-  await fails('Read of what is no path is a bad request',
+  await fails('A Read of an invalid path is a bad request',
     call(client, 'Read', { ItemList: { Items: [{ attributes: { ItemName: 'a//b' } }] } }), [400, 'Bad request']);
 }
 

@@ -152,7 +152,7 @@ def check_read(service, checks):
     checks.equal("Read gives arrays of strings", values["/maintenance/contacts"].string,
                  ["control room", "boiler house"])
     checks.true("Read gives floats", isinstance(values["/boiler/pressure"], float))
-    checks.fails("Read of what is no path is a bad request", lambda: read(service, "a//b"), bad_request)
+    checks.fails("A Read of an invalid path is a bad request", lambda: read(service, "a//b"), bad_request)
 
 
 class OneOrZero(xsd.Boolean):

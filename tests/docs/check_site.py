@@ -125,7 +125,7 @@ def main():
     for page in read.values():
         check_page(report, page, read)
     for file, source in guides.items():
-        report.check(file in read, str(source), "is no page of the site")
+        report.check(file in read, str(source), "the site has no page for it")
         if file in read:
             check_guide(report, site, read[file], source, guides)
     for style in site.rglob("*.css"):

@@ -180,7 +180,7 @@ void ReplyElement::append_text_child(std::string_view name, std::string_view tex
 
 Poco::XML::Node* ReplyElement::appendChild(Poco::XML::Node* child) {
     ReplyContent& content = get_content_for_children();
-    require(child != this, "An element of a reply is no child of itself.");
+    require(child != this, "An element of a reply cannot be its own child.");
     as_open_element(child, ownerDocument()).write(content.text);
     return child;
 }

@@ -14,8 +14,8 @@ std::string to_local_time(const std::string& text);
 /// time, or has no zone, comes back as it is.
 std::string to_utc(const std::string& text);
 
-/// A time of the protocol as nanoseconds since 1970; nothing if the text is no time, has no zone, or is
-/// before 1678 or after 2261.
+/// Reads a time of the protocol as nanoseconds since 1970; nothing if the text is not a time, has no zone, or
+/// is before 1678 or after 2261.
 std::optional<std::int64_t> to_nanoseconds(const std::string& text);
 
 /// Such a time in UTC, with as many digits behind the point as it has: none, 3, 6 or 9.

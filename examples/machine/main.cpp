@@ -1,14 +1,15 @@
-// Shows the machine that it runs on: its load and its free memory, and an alarm whose limit clients may set.
+// Publishes the load and the free memory of its machine, and an alarm whose limit clients may set.
 
 #include <information_model/InformationModel.h>
 #include <opc/Server.h>
 
+#include <unistd.h>
+
 #include <charconv>
 #include <chrono>
 #include <csignal>
-#include <fstream>
+#include <cstdlib>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -21,32 +22,30 @@ namespace {
 using namespace kx::information_model;
 using symbol_list::QUALITY;
 
-/// The first number of /proc/loadavg: how many programs wanted to run during the last minute.
+/// How many programs ran or wanted to run, on average of the last minute.
 std::optional<double> read_load() {
-    std::ifstream file("/proc/loadavg");
     double load = 0.0;
-    return file >> load ? std::optional(load) : std::nullopt;
+    return getloadavg(&load, 1) == 1 ? std::optional(load) : std::nullopt;
 }
 
-/// Reads "MemAvailable:   1234567 kB" from /proc/meminfo.
+/// In kB.
 std::optional<unsigned long> read_free_memory() {
-    std::ifstream file("/proc/meminfo");
-    for (std::string name; file >> name;) {
-        if (unsigned long kilobytes = 0; name == "MemAvailable:" && file >> kilobytes) {
-            return kilobytes;
-        }
-        file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    const long pages = sysconf(_SC_AVPHYS_PAGES);
+    const long page_size = sysconf(_SC_PAGESIZE);
+    if (pages < 0 || page_size < 0) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    return static_cast<unsigned long>(pages) * static_cast<unsigned long>(page_size) / 1024;
 }
 
-/// What is not there keeps its last value, with a quality that says so.
+/// Sets a new value. Without one the variable keeps its last value, and its quality says so.
 template <class Number>
-void show(Variable& variable, const std::optional<Number>& number) {
+void show(TypedVariable<Number> variable, const std::optional<Number>& number) {
     if (number.has_value()) {
-        variable = Value(*number);
+        variable.update({.value = *number, .quality = QUALITY::GOOD});
+    } else {
+        variable.get_variable().set_quality(QUALITY::BAD_LAST_KNOWN_VALUE);
     }
-    variable.set_quality(number.has_value() ? QUALITY::GOOD : QUALITY::BAD_LAST_KNOWN_VALUE);
 }
 
 class Machine {
@@ -55,30 +54,31 @@ public:
         : tree_(model.get_information_tree()),
           domain_(
               model.get_root().add_domain("machine", {.description = "The machine that the host runs on"})),
-          load_(domain_.add_variable("load", Value(0.0), {.description = "Load of the last minute"})),
-          free_memory_(domain_.add_variable("free_memory", Value(0UL), {.engineering_unit = "kB"})),
-          load_limit_(domain_.add_variable("load_limit", Value(4.0), {.writable = true})),
-          overloaded_(domain_.add_variable("overloaded", Value(false))),
-          limit_writes_(load_limit_.on_change([](const Path& path, const Value& value) {
+          load_(domain_.add<double>("load", 0.0, {.description = "Load of the last minute"})),
+          free_memory_(domain_.add<unsigned long>("free_memory", 0UL, {.engineering_unit = "kB"})),
+          load_limit_(domain_.add<double>(
+              "load_limit", 4.0, {.writable = true, .range = {.lower = Value(0.0), .upper = Value(1000.0)}})),
+          overloaded_(domain_.add<bool>("overloaded", false)),
+          limit_writes_(load_limit_.get_variable().on_change([](const Path& path, const Value& value) {
               std::cout << path << " is now " << std::get<double>(value) << std::endl;
           })) {}
 
     void update() {
-        const auto load = read_load();  // before the lock: clients wait while it is held
+        const auto load = read_load();  // before the lock, because clients wait while it is held
         const auto free_memory = read_free_memory();
         const std::unique_lock lock(tree_);
         show(load_, load);
         show(free_memory_, free_memory);
-        overloaded_ = Value(std::get<double>(load_.get_value()) > std::get<double>(load_limit_.get_value()));
+        overloaded_ = load_.get() > load_limit_.get();
     }
 
 private:
     Tree& tree_;
     Domain& domain_;
-    Variable& load_;
-    Variable& free_memory_;
-    Variable& load_limit_;
-    Variable& overloaded_;
+    TypedVariable<double> load_;
+    TypedVariable<unsigned long> free_memory_;
+    TypedVariable<double> load_limit_;
+    TypedVariable<bool> overloaded_;
     Registration limit_writes_;
 };
 

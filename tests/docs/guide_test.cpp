@@ -67,6 +67,13 @@ double read_pressure() {
     return 9.5;
 }
 
+TEST(HostGuide, WantsBoundsOfTheVariablesType) {
+    const auto model = create_boiler();
+    const VariableOptions options = {.range = {.lower = Value(0)}};
+    EXPECT_THROW(get_boiler(*model).add<double>("level", 0.5, options), BadValueTypeException);
+    EXPECT_EQ(model->get_root().find_item("/boiler/level"), nullptr);
+}
+
 TEST(HostGuide, FindsAnItemByItsPath) {
     const auto model = create_boiler();
 

@@ -24,7 +24,7 @@ namespace opc {
 /// has called `add_worker_threads` before, where each takes the tree's lock, and the observers of what
 /// clients write run there too.
 ///
-/// A server keeps its own subscriptions. The TLS set-up is process-wide: a second TLS server's certificate
+/// Each server has its own subscriptions. The TLS set-up is process-wide: a second TLS server's certificate
 /// replaces that of the first for secure sockets made later. A host that uses POCO's TLS itself calls
 /// `Poco::Net::initializeSSL()` before it makes servers, and `Poco::Net::uninitializeSSL()` in the end.
 class KX_INFORMATION_MODEL_OPC_EXPORT Server {
@@ -39,8 +39,8 @@ public:
     /// @throws std::invalid_argument  if the model is null
     /// @throws Poco::Exception        (or a class derived from it, and so a std::exception) if the address
     ///                                cannot be resolved, the port is in use, or certificate and key cannot
-    ///                                be read or do not belong together; no server then exists. `describe`
-    ///                                makes a line of it
+    ///                                be read or do not belong together; no server then exists. Print it
+    ///                                with `describe`
     Server(const std::string& address, const unsigned short& port, const std::string& certificate_file,
            const std::string& private_key_file, const std::shared_ptr<InformationModel>& model);
 
@@ -64,7 +64,7 @@ public:
     virtual ~Server();
 
     /// Begins to accept connections and returns at once. A second call does nothing.
-    /// @return the port as `get_port()` tells it
+    /// @return the port, as `get_port()` returns it
     /// @throws std::logic_error  after `stop()`: make a new server instead
     unsigned short start();
 
@@ -72,11 +72,11 @@ public:
     /// they end. Before `start()`, and when called again, it does nothing.
     void stop();
 
-    /// Ends the service in time: stops accepting connections, ends polls that are held and connections that
-    /// are idle, and waits for the other requests under way. What is left at the deadline is broken off, so
-    /// that the destructor waits for no client any more; it still waits for a request that waits for the
-    /// tree's lock, or for an observer. Blocks up to the deadline, and some 250 ms for the thread that
-    /// accepts. Before `start()` it does nothing; it may follow `stop()`.
+    /// Ends the service in time: stops accepting connections, ends held polls and idle connections, and waits
+    /// for the other requests under way. Breaks off what is left at the deadline, so that the destructor does
+    /// not wait for clients any more; it still waits for requests that wait for the tree's lock, and for
+    /// observers. Blocks up to the deadline, and some 250 ms more for the thread that accepts
+    /// connections. Before `start()` it does nothing; it may follow `stop()`.
     ///
     /// Requires: the tree's lock not held; not called from an observer.
     /// @param deadline  from now
@@ -101,14 +101,14 @@ private:
     State state_ = State::BOUND;
 };
 
-/// Lets the servers that the process makes from now on have this many workers more, together. There are 16
-/// to begin with; an open connection occupies one.
+/// Adds worker threads for the servers that the process makes from now on, which share them. There are 16
+/// at first; each open connection occupies one.
 /// @param count  fewer if it is negative
 /// @throws std::invalid_argument  if less than two would be left
 KX_INFORMATION_MODEL_OPC_EXPORT void add_worker_threads(int count);
 
-/// One line, without a line break, that tells a person what went wrong: for what the constructor of `Server`
-/// throws, like "port 8080 is in use", and for any other exception its own text.
+/// One line for people, without a line break, that says what went wrong: for what the constructor of `Server`
+/// throws, such as "port 8080 is in use", and for any other exception its own text.
 KX_INFORMATION_MODEL_OPC_EXPORT std::string describe(const std::exception& exception);
 
 }  // namespace opc

@@ -6,7 +6,7 @@
 
 namespace kx::information_model {
 
-/// A path that starts at the root of a tree, together with the host and the tree that it lies in. A plain
+/// A path that starts at the root of a tree, together with the names of host and tree. A plain
 /// value made of three texts, none of which is checked.
 class KX_INFORMATION_MODEL_EXPORT AbsolutePath {
 public:

@@ -30,9 +30,9 @@ class Observers;
 
 /// What a domain may have besides its children.
 struct DomainOptions {
-    std::string description = {};           ///< for people
-    std::optional<Identity> identity = {};  ///< which one it is; absent means that it has none
-    pattern_type::PatternType pattern_type = pattern_type::ANY;  ///< what kind of thing it stands for
+    std::string description = {};                                ///< for people
+    std::optional<Identity> identity = {};                       ///< for example a tag; absent means none
+    pattern_type::PatternType pattern_type = pattern_type::ANY;  ///< the kind of thing that it represents
 };
 
 /// A branch of the tree. Owns its children and keeps them in the order in which they were added.
@@ -43,9 +43,9 @@ public:
     ~Domain() override;
 
     /// Adds a branch. The reference stays valid until the item is removed.
-    /// @param name     one path segment, see `Path`, that no child of this domain has yet
+    /// @param name     one path segment, see `Path`; no other child of this domain may have it
     /// @param options  what it has besides its children
-    /// @throws std::invalid_argument  naming the name, if it is malformed or taken; nothing is then changed
+    /// @throws std::invalid_argument  with the name, if it is malformed or exists; nothing changes then
     Domain& add_domain(std::string name, DomainOptions options = {});
 
     /// Adds a leaf. As `add_domain` otherwise.
@@ -79,7 +79,7 @@ public:
                                                      VariableOptions options = {})
     = delete;
 
-    /// The handle of the variable at `path`, nothing if there is none or if it is of another type.
+    /// The handle of the variable at `path`; nothing if there is none or if it has another type.
     ///
     /// Requires: tree lock held, as for `find_variable`.
     /// @throws InvalidPathException  if the text is not a valid path
@@ -103,9 +103,9 @@ public:
     /// Registers an observer of every write to a variable below this domain. As `on_change` otherwise.
     [[nodiscard]] Registration on_write(Variable::Callback callback);
 
-    /// Removes and destroys the child with this name and all below it. Costs a step for each child that
-    /// stands before it or for each that stands behind it, whatever is less.
-    /// @throws std::invalid_argument  naming the name, if there is no such child
+    /// Removes and destroys the child with this name and all below it. Takes a step for each child that
+    /// is before it or for each child behind it, whichever is less.
+    /// @throws std::invalid_argument  with the name, if there is no such child
     void remove(const std::string& name);
 
     /// Removes and destroys all children and all below them.
@@ -121,7 +121,7 @@ public:
     const Identity& get_identity() const noexcept;
     /// Whether the options gave an identity.
     bool has_identity() const noexcept;
-    /// What kind of thing the domain stands for.
+    /// The kind of thing that the domain represents.
     const pattern_type::PatternType& get_pattern_type() const noexcept;
 
     /// Whether the domain has no children.
@@ -132,7 +132,7 @@ public:
     /// The same, to read.
     ItemRange<const Item> items() const noexcept { return ItemRange<const Item>(get_children()); }
 
-    /// The children as they are kept, each an `Item`; `items` is what most callers want.
+    /// The children as they are stored. Most callers use `items`.
     std::span<const std::unique_ptr<Tree>> get_children() const noexcept;
 
 private:

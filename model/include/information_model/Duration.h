@@ -14,7 +14,7 @@ public:
     /// Zero.
     constexpr Duration() noexcept = default;
 
-    /// Takes any length that converts to nanoseconds without loss, for example
+    /// Accepts any length that converts to nanoseconds without loss, for example
     /// `Duration(std::chrono::hours(2))`.
     constexpr explicit Duration(std::chrono::nanoseconds length) noexcept : length_(length) {}
 

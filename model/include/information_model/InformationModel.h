@@ -16,7 +16,7 @@ namespace kx::information_model {
 class KX_INFORMATION_MODEL_EXPORT InformationModel {
 public:
     /// @param name  the root's name: one path segment, see `Path`
-    /// @throws std::invalid_argument  naming the name, if it is malformed
+    /// @throws std::invalid_argument  with the name, if it is malformed
     explicit InformationModel(std::string name);
     /// @param name     as there
     /// @param options  what the root has besides its children
@@ -25,25 +25,25 @@ public:
     InformationModel(const InformationModel&) = delete;
     InformationModel& operator=(const InformationModel&) = delete;
 
-    /// The root, as a node: the way to the lock and, by a cast to `Item`, to look-ups.
+    /// The root, as a node: gives access to the lock and, after a cast to `Item`, to look-ups.
     Tree& get_information_tree() noexcept;
     /// The same, to read: what `std::shared_lock` locks.
     const Tree& get_information_tree() const noexcept;
 
-    /// The root, as a domain: the place to build.
+    /// The root, as a domain, to which items are added.
     Domain& get_root() noexcept;
     /// The same, to read.
     const Domain& get_root() const noexcept;
 
     /// Says whether a change of the tree, of a value or of metadata by a thread that does not hold the tree's
     /// exclusive lock is a `std::logic_error` that names the item. The change is then not made. When it is
-    /// off, which is the default, such a change goes unnoticed, and readers may see half of it.
+    /// off, which is the default, such a change is not detected, and readers may see half of it.
     ///
     /// Libraries that were built for debugging (without NDEBUG) also turn it on with `begin_service`, unless
-    /// this was called before. May be called at any time, by any thread.
+    /// this was called before. Any thread may call it at any time.
     void check_locks(bool is_checked) noexcept;
 
-    /// For who begins to serve the model to other threads: from now on changes need the lock.
+    /// Called by code that begins to serve the model to other threads: from now on changes need the lock.
     void begin_service() noexcept;
 
 private:

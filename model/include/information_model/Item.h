@@ -13,7 +13,7 @@ namespace kx::information_model {
 
 class Variable;
 
-/// What an item is.
+/// The kind of an item.
 enum class ITEM_TYPE : std::uint8_t { DOMAIN = 0, VARIABLE = 1 };
 
 /// A node that can be looked up by path and has a type and a description: a `Domain` or a `Variable`.
@@ -27,15 +27,15 @@ public:
     /// Requires: tree lock held, shared or exclusive; the reference is valid while it is held.
     /// @param path      the item's address
     /// @param reserved  has no meaning; pass false
-    /// @throws PathNotFoundException  if no item stands there
+    /// @throws PathNotFoundException  if there is no such item
     const Item& get_item(const Path& path, bool reserved) const;
     /// The same, to change the item: then the lock is held exclusively.
     Item& get_item(const Path& path, bool reserved);
 
-    /// Finds the item at `path` as `get_item` does, but a missing one is no error. Allocates nothing.
+    /// Finds the item at `path` as `get_item` does, and returns null if there is none. Allocates nothing.
     ///
-    /// Requires: tree lock held, shared or exclusive; what the pointer leads to is valid while it is held,
-    /// and longer for a thread that alone builds and removes.
+    /// Requires: tree lock held, shared or exclusive; the item is valid while it is held,
+    /// and longer if no other thread removes items.
     /// @param path  the item's address, in the form that `Path` describes
     /// @return the item, null if no item has that path
     /// @throws InvalidPathException  if the text is not a valid path
@@ -58,7 +58,7 @@ public:
     /// The same, to change the variable: then the lock is held exclusively.
     Variable* find_variable(const Path& path) noexcept;
 
-    /// Which of the two classes the item is: `static_cast` may follow.
+    /// Whether the item is a `Domain` or a `Variable`, so that a `static_cast` is safe.
     ITEM_TYPE get_item_type() const noexcept { return item_type_; }
 
     /// Empty when none was given.

@@ -10,12 +10,12 @@ namespace kx::information_model::utility {
 /// Calls a function when a scope is left, normally or by an exception, exactly once.
 ///
 /// The function may throw: on the normal way out its exception leaves the scope like any other; while
-/// another exception is under way it is dropped, because that one is the cause and must not be lost.
+/// another exception is being handled it is dropped, because the other one is the cause.
 class OnScopeExit {
 public:
-    /// Needs a variable: without one its scope ends at once.
+    /// Give the object a name; a temporary calls the function at once.
     /// @param action  what to call
-    /// @throws std::invalid_argument  if there is nothing to call
+    /// @throws std::invalid_argument  if the function is empty
     [[nodiscard]] explicit OnScopeExit(std::function<void()> action)
         : action_(std::move(action)), exceptions_at_start_(std::uncaught_exceptions()) {
         if (!action_) {

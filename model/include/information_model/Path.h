@@ -17,9 +17,9 @@ class Tree;
 ///
 /// Text form: segments separated by "/". "/" is the root, "/boiler/temperature" starts at the root,
 /// "boiler/temperature" starts at the item where the look-up starts (the root, for every service), "." is
-/// that item itself and may also lead, as in "./boiler". A segment is a non-empty UTF-8 text without "/"
-/// and without control characters (U+0000 to U+001F, U+007F to U+009F), U+FFFE and U+FFFF, which no request
-/// could carry, and is neither "." nor "..".
+/// that item itself and may also come first, as in "./boiler". A segment is a non-empty UTF-8 text without
+/// "/" and without control characters (U+0000 to U+001F, U+007F to U+009F), U+FFFE and U+FFFF, which no
+/// request could carry, and is neither "." nor "..".
 class KX_INFORMATION_MODEL_EXPORT Path {
 public:
     /// @param text  a path in the form above
@@ -31,10 +31,10 @@ public:
     /// The text as it was given.
     const std::string& as_string() const noexcept { return text_; }
 
-    /// What `relative` leads to from `base`: `Path("/boiler") / "drum/level"`.
+    /// The path `relative`, starting at `base`: `Path("/boiler") / "drum/level"`.
     /// @param base  where `relative` starts
     /// @param relative  the text of a path that does not begin with "/"; "." gives `base` itself
-    /// @throws InvalidPathException  if it is none
+    /// @throws InvalidPathException  if it is not such a text
     KX_INFORMATION_MODEL_EXPORT friend Path operator/(const Path& base, std::string_view relative);
     /// The same for a path.
     KX_INFORMATION_MODEL_EXPORT friend Path operator/(const Path& base, const Path& relative);

@@ -18,9 +18,9 @@ class Observer;
 /// tree's lock if the observer takes that, and is not inside an observer that the other one is ending.
 class KX_INFORMATION_MODEL_EXPORT Registration {
 public:
-    /// Keeps nothing registered.
+    /// An empty registration.
     Registration() noexcept;
-    /// Takes over the registration of `other`.
+    /// Takes the registration of `other`.
     Registration(Registration&& other) noexcept;
     /// Ends its own registration first.
     Registration& operator=(Registration&& other) noexcept;

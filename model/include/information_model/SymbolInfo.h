@@ -14,7 +14,7 @@ namespace kx::information_model {
 
 /// An enumerated value: a current number together with the symbol list that names the allowed ones.
 ///
-/// A plain value that never is without a list: copies share an immutable state, and a setter gives this
+/// A plain value that always has a list: copies share an immutable state, and a setter gives this
 /// value a state of its own. Copying never throws.
 class KX_INFORMATION_MODEL_EXPORT SymbolInfo {
 public:
@@ -54,7 +54,7 @@ public:
     /// The current value.
     std::uint32_t get_value() const noexcept { return state_->get_value(); }
 
-    /// Sets the value that stands at a position of the list.
+    /// Sets the value at a position of the list.
     /// @throws std::invalid_argument  "Unknown symbol value." if the list has no such position; the value
     ///                                is then unchanged
     void set_value(unsigned int position);

@@ -7,12 +7,12 @@ namespace kx::information_model::symbol_list {
 
 /// One entry of a symbol list.
 struct Symbol {
-    std::uint32_t value;      ///< the number that stands for the symbol in a variable
+    std::uint32_t value;      ///< the number of the symbol in a variable
     std::string name;         ///< the name shown to people
     std::string description;  ///< may be empty
 };
 
-/// The symbols of the enumeration `E`. A host makes its own enumeration known by specialising it:
+/// The symbols of the enumeration `E`. For an enumeration of its own, a host specialises it:
 ///
 /// @code
 /// template <>
@@ -28,8 +28,8 @@ struct Symbol {
 /// };
 /// @endcode
 ///
-/// The list must not be empty. Its values need not be positions, but a client writes a position and reads
-/// a value: only lists whose values are their positions make the round trip.
+/// The list must not be empty. Its values may differ from its positions, but a client writes a position and
+/// reads a value: if clients write the variable, use the positions as values.
 template <class E>
 struct SymbolList;
 

@@ -12,8 +12,8 @@ using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono
 
 /// Writes a time as ISO 8601 extended UTC text ending in "Z", for example "2026-11-21T10:11:12Z".
 ///
-/// A fraction of 3, 6 or 9 digits follows the seconds only when there is one: the shortest that loses
-/// nothing. Independent of the locale. Every time point can be written; `date_time_from_iso8601_string`
+/// A fraction of 3, 6 or 9 digits follows the seconds if it is not zero: the shortest exact one.
+/// Independent of the locale. Every time point can be written; `date_time_from_iso8601_string`
 /// reads the text back to the same time point.
 KX_INFORMATION_MODEL_EXPORT std::string to_iso8601_string(TimePoint time);
 

@@ -22,11 +22,11 @@ void check_lock(const Tree& node);
 ///
 /// Lockable and SharedLockable, with and without a time limit: `std::unique_lock<Tree>` to change the tree or
 /// its values, `std::shared_lock<const Tree>` to read them. Every node gives access to the one lock of its
-/// tree. The lock is fair: a writer that waits is admitted after the readers that were inside when it came,
+/// tree. The lock is fair: a waiting writer is admitted after the readers that held the lock when it came,
 /// and the readers that waited for a writer are admitted before the next one. It is not recursive: a thread
 /// that holds it, shared or exclusive, must not take it again.
 ///
-/// Nodes belong to their domain, the root to its `InformationModel`; nobody else makes or destroys them.
+/// Domains own their children, the `InformationModel` owns the root. Only they make and destroy nodes.
 class KX_INFORMATION_MODEL_EXPORT Tree {
 public:
     virtual ~Tree();
@@ -45,7 +45,7 @@ public:
     /// @return whether it took the lock
     bool try_lock();
 
-    /// As `lock`, but gives up after a while; meanwhile it waits in turn like everybody.
+    /// As `lock`, but gives up after a while. It waits in the same queue as `lock`.
     /// @return whether it took the lock
     template <class Rep, class Period>
     bool try_lock_for(std::chrono::duration<Rep, Period> patience) {
@@ -68,7 +68,7 @@ public:
     /// @return whether it took the lock
     bool try_lock_shared() const;
 
-    /// As `lock_shared`, but gives up after a while; meanwhile it waits in turn like everybody.
+    /// As `lock_shared`, but gives up after a while. It waits in the same queue as `lock_shared`.
     /// @return whether it took the lock
     template <class Rep, class Period>
     bool try_lock_shared_for(std::chrono::duration<Rep, Period> patience) const {
@@ -99,7 +99,7 @@ private:
     friend void detail::check_lock(const Tree& node);
     using SteadyTime = std::chrono::steady_clock::time_point;
 
-    /// The moment that lies `patience` ahead, or the last one that there is.
+    /// The moment `patience` from now, or the last one that the clock can represent.
     template <class Rep, class Period>
     static SteadyTime get_deadline(std::chrono::duration<Rep, Period> patience) {
         using Seconds = std::chrono::duration<double>;

@@ -27,7 +27,7 @@ concept ListedEnumeration = std::is_enum_v<T> && requires {
         } -> std::convertible_to<const std::vector<symbol_list::Symbol>&>;
 };
 
-/// What a variable can be used as: a scalar that a `Value` holds, a vector of one, or an enumeration with a
+/// The types of variables: a scalar that a `Value` holds, a vector of one, or an enumeration with a
 /// `symbol_list::SymbolList`.
 template <class T>
 concept VariableContent = ValueAlternative<T> || ListedEnumeration<T>;
@@ -94,7 +94,7 @@ private:
 
 }  // namespace detail
 
-/// A handle of a variable that knows its type when it is compiled: reads and writes without a cast.
+/// A handle of a variable that knows the type at compile time: reads and writes without a cast.
 ///
 /// The size of a pointer, copied freely, and valid as long as the variable; copying a handle, also by
 /// assignment, copies no value. A constant handle writes as well, as a constant pointer does. Each function
@@ -140,7 +140,7 @@ public:
     }
 
     /// Sets value and timestamp and calls all observers, as `Variable::operator=` does.
-    /// @throws std::invalid_argument  if `value` is an enumerator that its list has not
+    /// @throws std::invalid_argument  if `value` is an enumerator that its list lacks
     void set(T value) const {
         variable_->set_value(to_value(std::move(value)), CALLBACK_RESTRAIN::UNRESTRAINED, true);
     }
@@ -160,7 +160,7 @@ public:
 
     /// Copies the handle.
     TypedVariable(const TypedVariable&) noexcept = default;
-    /// Makes this a handle of the other one's variable, whose value stays where it is.
+    /// Makes this a handle of the other one's variable. Copies no value.
     TypedVariable& operator=(const TypedVariable&) noexcept = default;
     ~TypedVariable() = default;
 
@@ -174,13 +174,13 @@ public:
         variable_->update({std::move(value), changes.quality, changes.timestamp});
     }
 
-    /// Edits an array where it is: `variable.modify([](std::vector<double>& levels) { levels[3] = 0.5; })`.
+    /// Edits an array in place: `variable.modify([](std::vector<double>& levels) { levels[3] = 0.5; })`.
     /// See `Variable::modify`.
     template <class Edit>
     requires ModifiableContent<T> && std::invocable<Edit&, T&>
     void modify(Edit&& edit) const { variable_->template modify<T>(std::forward<Edit>(edit)); }
 
-    /// The variable, for all that has no type.
+    /// The variable, for what does not depend on the type.
     Variable& get_variable() const noexcept { return *variable_; }
 
 private:

@@ -19,8 +19,8 @@
 namespace kx::information_model {
 
 /// What a `Value` can hold. Scalars come first, arrays after them in the same order; the order is the
-/// variant's index and does not change. `std::vector<std::monostate>` keeps the place of an array form
-/// that nothing uses.
+/// variant's index and does not change. `std::vector<std::monostate>` is a placeholder for an array form
+/// that is not used.
 using ValueContent =
     std::variant<bool, signed char, unsigned char, short, unsigned short, int, unsigned int, long,
                  unsigned long, float, double, std::string, Duration, TimePoint, Path, AbsolutePath,
@@ -87,7 +87,7 @@ constexpr ValueTypeInfo get_type_info_of() noexcept {
 
 /// A typed value: one alternative of `ValueContent` and the descriptor that says which. A plain value.
 ///
-/// The content is reached with the variant's own functions: `std::get<double>(value)` throws
+/// Read the content with the variant's functions: `std::get<double>(value)` throws
 /// `std::bad_variant_access` when the value holds something else.
 class KX_INFORMATION_MODEL_EXPORT Value : public ValueContent {
 public:
@@ -99,7 +99,7 @@ public:
     /// A STRING (and never a BOOLEAN).
     explicit Value(const char* text) : Value(std::string(text)) {}
 
-    /// Takes content and descriptor as they are; nobody checks that they agree. Reading a value whose
+    /// Takes content and descriptor without a check that they agree. Reading a value whose
     /// content does not agree fails in every service.
     template <ValueAlternative T>
     Value(T content, ValueTypeInfo type_info)
@@ -140,7 +140,7 @@ public:
     KX_INFORMATION_MODEL_EXPORT friend bool operator==(const Value& left, const Value& right);
 
 private:
-    // Would part the content from its descriptor.
+    // Would separate the content from its descriptor.
     using ValueContent::emplace;
     using ValueContent::swap;
 

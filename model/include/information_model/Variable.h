@@ -36,14 +36,14 @@ struct Range {
 
 class Variable;
 
-/// Decides what becomes of a value that a client writes: called with the variable, as it still is, and the
-/// value, which has the declared type.
+/// Checks a value that a client writes: called with the variable, which is still unchanged, and the value,
+/// which has the declared type.
 ///
 /// True stores the value, which the guard may have changed (for example brought into the range): clients then
-/// see, and observers hear, what is stored. False refuses it: the variable stays as it is, and the client
-/// gets the answer that it gets for an item that may not be written. So does an exception, whose text goes to
-/// the standard error stream, and a value that the guard gave another type. A client that resets the variable
-/// writes the type's default content, which passes the guard as well. Writes of the host itself do not.
+/// and observers see what is stored. False refuses it: the variable stays as it is, and the client gets the
+/// reply for an item that may not be written. An exception, whose text goes to the standard error stream, and
+/// a value that the guard gave another type refuse it as well. A client that resets the variable writes the
+/// type's default content, which the guard checks, too. The guard does not check writes of the host.
 ///
 /// It runs on a thread of the server **while that holds the tree's exclusive lock**: all clients and the host
 /// wait for it. So it must
@@ -51,10 +51,10 @@ class Variable;
 /// - not wait for anything else either: no input or output, no other lock that is held for long, no logging;
 /// - not add or remove items, nor end registrations, nor write the variable itself; other variables may be
 ///   written, and their observers are called after the release, as always.
-/// What takes longer belongs into an observer (`Variable::on_write`), which runs without the lock.
+/// Do longer work in an observer (`Variable::on_write`), which runs without the lock.
 using Guard = std::function<bool(const Variable& variable, Value& value)>;
 
-/// What a variable may have besides its value. What is not given is absent, and costs nothing.
+/// The options of a variable. What is not given is absent and takes no memory.
 struct VariableOptions {
     std::string description = {};               ///< for people
     std::optional<bool> writable = {};          ///< whether clients may write; absent means no
@@ -64,7 +64,7 @@ struct VariableOptions {
     std::optional<int> fractional_digits = {};  ///< how many digits after the point to show
     std::optional<symbol_list::HISTORY_KIND> history_kind = {};  ///< whether a history is kept
     symbol_list::QUALITY quality = symbol_list::QUALITY::GOOD;   ///< the quality at first
-    Guard accept = {};  ///< asked before a client's value is stored; empty means that all are
+    Guard accept = {};  ///< checks a client's value before it is stored; empty: accepts all
 };
 
 /// What `Variable::update` changes.
@@ -122,11 +122,11 @@ public:
     /// @throws std::invalid_argument  as `set_quality`
     void update(VariableUpdate changes);
 
-    /// Edits an array where it is, which is cheaper than to replace it:
+    /// Edits an array in place, which is cheaper than replacing it:
     /// `variable.modify<std::vector<double>>([](std::vector<double>& levels) { levels[3] = 0.5; })`.
     ///
     /// Counts as a write that changes the content; an edit that returns a bool says by it whether it does. If
-    /// the edit throws, the exception comes out, and what it did until then stays as a modification that
+    /// the edit throws, the exception is passed on, and what it did until then stays as a modification that
     /// calls no observer; where there are observers to call, nothing is changed then, because they need a
     /// copy anyway.
     /// @tparam T     the array's type
@@ -156,7 +156,7 @@ public:
     /// The declared type: that of the initial value.
     const ValueTypeInfo& get_value_type_info() const noexcept { return value_.get_type_info(); }
 
-    /// Whether clients may write; absent when nobody said, which means no.
+    /// Whether clients may write; absent means no.
     std::optional<bool> get_writable() const noexcept;
     /// Metadata may change at any time. This does not modify the value and calls no observer: clients
     /// see it when they ask for the property.
@@ -166,22 +166,22 @@ public:
     /// Requires: exclusive tree lock held once a server runs, and not called by the guard itself.
     void set_guard(Guard guard);
 
-    /// Whether the guard lets a client write `value`, which it may change on the way; true without a guard.
+    /// Whether the guard accepts `value`, which it may change; true without a guard.
     /// Called by the server before it stores what a client wrote.
     ///
     /// Requires: exclusive tree lock held; `value` has the declared type.
-    /// Exceptions of the guard come out of it.
+    /// Exceptions of the guard are passed on.
     bool apply_guard(Value& value) const;
 
     /// The quality, a symbol of "common.Quality".
     SymbolInfo get_quality() const;
-    /// A new quality counts as a modification, though it calls no observer; the old one again does not.
-    /// @throws std::invalid_argument  if the list has no such quality; nothing is then changed
+    /// A new quality counts as a modification, but calls no observer. The same one does not count.
+    /// @throws std::invalid_argument  if the list has no such quality; nothing changes then
     void set_quality(symbol_list::QUALITY quality);
 
     /// When the value was last set, changed or not.
     TimePoint get_timestamp() const noexcept { return timestamp_; }
-    /// Replaces the timestamp alone, which is no modification.
+    /// Replaces the timestamp alone, which does not count as a modification.
     void set_timestamp(TimePoint timestamp);
     /// When content or quality last changed; at first the time of construction.
     TimePoint get_modified_timestamp() const noexcept { return modified_timestamp_; }

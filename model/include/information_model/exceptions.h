@@ -25,7 +25,7 @@ private:
     std::string message_;
 };
 
-/// No item stands at a path.
+/// There is no item at a path.
 class KX_INFORMATION_MODEL_EXPORT PathNotFoundException : public std::exception {
 public:
     /// @param path  the text of the path that was looked up
@@ -55,7 +55,7 @@ public:
     const char* what() const noexcept override;
 
     /// What went wrong, for people: a write that a variable refuses gives its path, its type and the type of
-    /// the value. Empty where nothing more is known.
+    /// the value. Empty if nothing more is known.
     const std::string& get_details() const noexcept;
 
 private:

@@ -10,10 +10,10 @@ namespace kx::information_model {
 // numbers, times and durations, and each member of an array of them. Other types, and limits that are absent
 // or of another type than the value, do not restrict anything.
 
-/// Brings what lies outside the range to the nearer limit, and refuses what is not a number.
+/// Changes a value outside the range to the nearer limit, and refuses a NaN.
 KX_INFORMATION_MODEL_EXPORT bool clamp_to_range(const Variable& variable, Value& value);
 
-/// Refuses what lies outside the range, and what is not a number.
+/// Refuses a value outside the range, and a NaN.
 KX_INFORMATION_MODEL_EXPORT bool refuse_outside_range(const Variable& variable, Value& value);
 
 }  // namespace kx::information_model

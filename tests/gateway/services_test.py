@@ -495,6 +495,37 @@ class WebTest(Site):
                                          {"Content-Type": "application/json", "Origin": f"http://{host}", "Host": host})
         self.assertEqual((status, json.loads(body)), (200, {"code": "", "text": "", "value": 189.5}))
 
+    def exchange(self, *lines):
+        """Sends lines of HTTP; gives all that comes until the gateway closes."""
+        with socket.create_connection(("127.0.0.1", self.gateway.port), timeout=120) as connection:
+            connection.sendall("".join(line + "\r\n" for line in lines).encode())
+            reply = b""
+            while part := connection.recv(65536):
+                reply += part
+            return reply
+
+    def test_heads_have_no_body(self):
+        get_page = self.gateway.get("/")[1]
+        reply = self.exchange("HEAD / HTTP/1.1", "Host: localhost", "",
+                              "HEAD /nothing HTTP/1.1", "Host: localhost", "",
+                              "DELETE / HTTP/1.1", "Host: localhost", "Connection: close", "")
+        self.assertEqual(re.findall(rb"(?m)^HTTP/1.1 (\d+)", reply), [b"200", b"404", b"405"])
+        self.assertIn(f"\r\nContent-Length: {len(get_page)}\r\n\r\nHTTP/1.1 404".encode(), reply)
+        self.assertIn(b"\r\n\r\nHTTP/1.1 405", reply)
+        self.assertIn(b"\r\nAllow: GET, HEAD, POST\r\n", reply)
+        self.assertTrue(self.exchange("HEAD /api/events HTTP/1.1", "Host: localhost", "").endswith(b"\r\n\r\n"))
+
+    def test_one_host_is_asked(self):
+        for hosts in ((), ("Host: localhost", "Host: localhost")):
+            self.assertTrue(self.exchange("GET / HTTP/1.1", *hosts, "").startswith(b"HTTP/1.1 400 "))
+        self.assertTrue(self.exchange("GET /nothing HTTP/1.0", "").startswith(b"HTTP/1.0 404 "))
+        close = ("Host: localhost", "Connection: close", "")
+        for target, status in (("http://evil.example/", b"421"), ("http://gateway.example/page.css", b"200"),
+                               ("http://gateway.example", b"200")):
+            self.assertTrue(self.exchange(f"GET {target} HTTP/1.1", *close).startswith(b"HTTP/1.1 " + status))
+        described = self.exchange("GET http://gateway.example?wsdl HTTP/1.1", *close)
+        self.assertIn(b'location="http://gateway.example/"', described)
+
     def test_odd_requests(self):
         self.assertEqual(self.gateway.get("/nothing")[0], 404)
         self.assertEqual(self.gateway.send("DELETE", "/")[0], 405)

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <unordered_set>
@@ -105,6 +106,13 @@ std::string create_head(const HttpReply& reply, unsigned version, bool keep_aliv
         add("Content-Length", std::to_string(reply.body.size()));
     }
     return head += "\r\n\r\n";
+}
+
+/// With two of them a proxy may believe the one and we the other.
+bool has_right_host(const http::request<http::string_body>& request) {
+    const auto hosts = request.equal_range(http::field::host);
+    const auto count = std::distance(hosts.first, hosts.second);
+    return count == 1 || (count == 0 && request.version() < HTTP_1_1);
 }
 
 void set_socket_options(tcp::socket& socket) {
@@ -226,6 +234,7 @@ private:
         auto request = parser.release();
         const unsigned version = request.version();
         const bool keep_alive = request.keep_alive();
+        const bool is_head = request.method() == http::verb::head;
         HttpReply reply = co_await get_reply(request);
         if (!reply.events) {
             if (!share.resize(reply.body.size())) {
@@ -233,8 +242,12 @@ private:
                 reply = create_refusal(503, to_reason(503));
             }
             const bool stays = keep_alive && !parts_.is_closing;
-            const bool is_sent = co_await send(reply, version, stays);
+            const bool is_sent = co_await send(reply, version, stays, !is_head);
             co_return is_sent&& stays;
+        }
+        if (is_head) {
+            co_await send(reply, version, false, false);
+            co_return false;
         }
         events_ = reply.events;
         if (co_await send(reply, version, false)) {
@@ -284,6 +297,9 @@ private:
             }
             is_idle_ = false;
             if (parser.is_header_done()) {
+                if (!has_right_host(parser.get())) {
+                    co_return 400;
+                }
                 if (!share.resize(std::max(parser.get().body().capacity(), buffer_.capacity()))) {
                     co_return 503;
                 }
@@ -386,8 +402,12 @@ private:
         }
     }
 
-    asio::awaitable<bool> send(const HttpReply& reply, unsigned version, bool keep_alive) {
+    asio::awaitable<bool> send(const HttpReply& reply, unsigned version, bool keep_alive,
+                               bool with_body = true) {
         std::string head = create_head(reply, version, keep_alive);
+        if (!with_body) {
+            co_return co_await send_bytes(head);
+        }
         if (reply.body.size() <= LARGEST_COPY) {
             head += reply.body;
             co_return co_await send_bytes(head);

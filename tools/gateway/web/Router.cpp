@@ -3,6 +3,7 @@
 #include "gateway/http/safety.h"
 #include "gateway/web/embedded_files.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <optional>
@@ -36,13 +37,23 @@ HttpReply create_text_reply(unsigned status, const std::string& text) {
     return reply;
 }
 
-/// Path and query of a target; an absolute one loses its front.
-std::pair<std::string, std::string> split_target(std::string_view target) {
-    if (const auto scheme = target.find("://");
-        !target.starts_with('/') && scheme != std::string_view::npos) {
-        const auto slash = target.find('/', scheme + 3);
-        target = slash == std::string_view::npos ? "/" : target.substr(slash);
+/// An absolute target, as for a proxy, becomes a path; the host in it counts, and not the header.
+void make_relative(HttpRequest& request) {
+    const auto scheme = request.target.find("://");
+    if (request.target.starts_with('/') || scheme == std::string::npos) {
+        return;
     }
+    const auto host = scheme + 3;
+    const auto end = std::min(request.target.find_first_of("/?", host), request.target.size());
+    request.host = request.target.substr(host, end - host);
+    request.target.erase(0, end);
+    if (!request.target.starts_with('/')) {
+        request.target.insert(0, "/");
+    }
+}
+
+/// Path and query of a target.
+std::pair<std::string, std::string> split_target(std::string_view target) {
     const auto mark = target.find('?');
     return {std::string(target.substr(0, mark)),
             mark == std::string_view::npos ? "" : std::string(target.substr(mark + 1))};
@@ -168,17 +179,18 @@ Router::Router(SoapServices& services, PageApi& page, Metrics& metrics, std::vec
     : services_(services), page_(page), metrics_(metrics), names_(std::move(names)) {}
 
 Task<HttpReply> Router::serve(HttpRequest request, std::shared_ptr<Presence> presence) {
+    make_relative(request);
     if (auto refusal = find_refusal(request, names_)) {
         co_return std::move(*refusal);
     }
-    if (request.method == "GET") {
+    if (request.method == "GET" || request.method == "HEAD") {  // whose body is not sent
         co_return co_await get(request);
     }
     if (request.method == "POST") {
         co_return co_await post(std::move(request), std::move(presence));
     }
-    HttpReply reply = create_text_reply(405, "only GET and POST are understood");
-    reply.headers.emplace_back("Allow", "GET, POST");
+    HttpReply reply = create_text_reply(405, "only GET, HEAD and POST are understood");
+    reply.headers.emplace_back("Allow", "GET, HEAD, POST");
     co_return reply;
 }
 

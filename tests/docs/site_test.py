@@ -5,26 +5,11 @@ FOLDER is what check_site.py has made; PICTURES is where pictures of some pages 
 """
 
 import pathlib
-import shutil
 import sys
 import unittest
 
-SKIPPED = 77
-
-try:
-    from selenium import webdriver
-    from selenium.webdriver.chrome.service import Service
-except ImportError as error:
-    print(f"skipped: {error} (Debian package python3-selenium)")
-    sys.exit(SKIPPED)
-
+from browser import SKIPPED, list_errors, set_colour_scheme, set_window_size, start_browser
 from programs import wait_for
-
-DRIVER = shutil.which("chromedriver")
-BROWSER = shutil.which("chromium")
-if not DRIVER or not BROWSER:
-    print("skipped: there is no browser (Debian packages chromium and chromium-driver)")
-    sys.exit(SKIPPED)
 
 WIDTHS = (390, 1280)
 # What a reader may ask for, and a page that has to be among the first ten answers.
@@ -42,18 +27,6 @@ WORDS = {
 }
 
 
-def start_browser():
-    options = webdriver.ChromeOptions()
-    options.binary_location = BROWSER
-    for argument in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-first-run",
-                     "--hide-scrollbars", "--window-size=1280,900"):
-        options.add_argument(argument)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    browser = webdriver.Chrome(service=Service(DRIVER), options=options)
-    browser.set_page_load_timeout(120)
-    return browser
-
-
 class SiteTest(unittest.TestCase):
     site = pathlib.Path()
     pictures = None
@@ -69,18 +42,11 @@ class SiteTest(unittest.TestCase):
         cls.browser.quit()
 
     def setUp(self):
-        self.set_scheme("light")
+        set_colour_scheme(self.browser, "light")
         self.set_width(1280)
 
     def set_width(self, width):
-        self.browser.execute_cdp_cmd(
-            "Emulation.setDeviceMetricsOverride", {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False}
-        )
-
-    def set_scheme(self, scheme):
-        self.browser.execute_cdp_cmd(
-            "Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]}
-        )
+        set_window_size(self.browser, width, 900)
 
     def open(self, file):
         self.browser.get((self.site / file).as_uri())
@@ -112,7 +78,7 @@ class SiteTest(unittest.TestCase):
         for file in self.guides:
             self.open(file)
             self.check_width(file.relative_to(self.site))
-        self.assertEqual([entry for entry in self.browser.get_log("browser") if entry["level"] == "SEVERE"], [])
+        self.assertEqual(list_errors(self.browser), [])
 
     def test_reference_fits_at_both_widths(self):
         for file in ("index", "annotated", "namespacekx_1_1information__model", "classkx_1_1information__model_1_1Variable"):
@@ -127,7 +93,7 @@ class SiteTest(unittest.TestCase):
         for file in ("index.html", "docs/services.html", "reference/index.html"):
             shades = {}
             for scheme in ("light", "dark"):
-                self.set_scheme(scheme)
+                set_colour_scheme(self.browser, scheme)
                 self.start_anew(file)
                 shades[scheme] = self.run_script(SHADES)
                 for width in WIDTHS:

@@ -5,45 +5,15 @@ DIRECTORY is where pictures of it go.
 """
 
 import os
-import shutil
 import sys
 import tempfile
 import unittest
 
-SKIPPED = 77
-
-try:
-    from selenium import webdriver
-    from selenium.webdriver.common.by import By
-    from selenium.webdriver.common.keys import Keys
-    from selenium.webdriver.chrome.service import Service
-except ImportError as error:
-    print(f"skipped: {error} (Debian package python3-selenium)")
-    sys.exit(SKIPPED)
-
+from browser import list_errors, set_colour_scheme, set_window_size, start_browser
 from gateway_site import Gateway
 from programs import Plant, wait_for
-
-DRIVER = shutil.which("chromedriver")
-BROWSER = shutil.which("chromium")
-if not DRIVER or not BROWSER:
-    print("skipped: there is no browser (Debian packages chromium and chromium-driver)")
-    sys.exit(SKIPPED)
-
-
-def start_browser(width, height, is_dark=False):
-    options = webdriver.ChromeOptions()
-    options.binary_location = BROWSER
-    arguments = ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-first-run",
-                 "--hide-scrollbars", f"--window-size={width},{height}"]
-    if is_dark:
-        arguments.append("--force-dark-mode")
-    for argument in arguments:
-        options.add_argument(argument)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    browser = webdriver.Chrome(service=Service(DRIVER), options=options)
-    browser.set_page_load_timeout(120)
-    return browser
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 
 
 class PageTest(unittest.TestCase):
@@ -90,16 +60,13 @@ class PageTest(unittest.TestCase):
         self.browser.save_screenshot(os.path.join(self.pictures, name))
         self.assertGreater(os.path.getsize(os.path.join(self.pictures, name)), 10_000)
 
-    def get_errors(self):
-        return [entry["message"] for entry in self.browser.get_log("browser") if entry["level"] == "SEVERE"]
-
     def test_values_move(self):
         self.open()
         self.assertEqual(self.text_of("/boiler/temperature", "unit"), "degC")
         before = wait_for(lambda: self.text_of("/boiler/temperature", "value"), "a value")
         wait_for(lambda: self.text_of("/boiler/temperature", "value") != before, "the value moves")
         self.assertEqual(self.text_of("/boiler/mode", "value"), "automatic")
-        self.assertEqual(self.get_errors(), [])
+        self.assertEqual(list_errors(self.browser), [])
 
     def test_bad_quality_is_seen(self):
         self.open()
@@ -170,7 +137,7 @@ class PageTest(unittest.TestCase):
 
         first = wait_for(count, "points")
         wait_for(lambda: count() > first + 2, "the trend grows")
-        self.assertEqual(self.get_errors(), [])
+        self.assertEqual(list_errors(self.browser), [])
 
     def test_survives_restarts(self):
         self.open()
@@ -197,13 +164,11 @@ class PageTest(unittest.TestCase):
         wait_for(lambda: int(self.browser.execute_script(
             "return document.getElementById('trend').dataset.points || 0")) > 20, "a trend to look at")
         self.take_picture("page.png")
-        self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia",
-                                     {"features": [{"name": "prefers-color-scheme", "value": "dark"}]})
+        set_colour_scheme(self.browser, "dark")
         self.take_picture("page-dark.png")
         self.browser.quit()
         self.open(390, 844)
-        self.browser.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
-                                     {"width": 390, "height": 844, "deviceScaleFactor": 2, "mobile": True})
+        set_window_size(self.browser, 390, 844, scale=2, is_phone=True)
         width = self.browser.execute_script("return document.documentElement.scrollWidth")
         self.assertLessEqual(width, 390, "nothing sticks out on a phone")
         self.take_picture("page-phone.png")

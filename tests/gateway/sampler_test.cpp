@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@ public:
 
     ServerClient::Post get_post() {
         return [this](const std::string& document, bool) {
+            if (is_memory_short) {
+                throw std::bad_alloc();
+            }
             const Completion<HttpOutcome> completion;
             loop_.post([this, document, completion] {
                 HttpOutcome outcome;
@@ -50,6 +54,7 @@ public:
     }
 
     bool is_away = false;
+    bool is_memory_short = false;         // where the request is sent
     std::map<std::string, int> requests;  // by service
     std::vector<std::string> last_read;
 
@@ -244,6 +249,21 @@ TEST_F(SamplerTest, KeepsTheLastValueWhileTheServerIsAway) {
     server_.set("/a", 6);
     loop_.pass(1s);
     EXPECT_EQ(get_text(watch), "6");
+}
+
+TEST_F(SamplerTest, GoesOnAfterAShortageOfMemory) {
+    server_.set("/a", 1);
+    const ItemWatch watch(table_, table_.get("/a"));
+    loop_.pass(1s);
+    server_.is_memory_short = true;
+    loop_.pass(1s);
+    EXPECT_FALSE(sampler_.get_condition().is_running);
+    EXPECT_EQ(watch->state.quality, "badLastKnownValue");
+    server_.is_memory_short = false;
+    server_.set("/a", 2);
+    loop_.pass(3s);
+    EXPECT_TRUE(sampler_.get_condition().is_running);
+    EXPECT_EQ(get_text(watch), "2");
 }
 
 TEST_F(SamplerTest, SubscribesAnewWhenTheServerHasForgotten) {

@@ -5,6 +5,7 @@
 #include "gateway/net/tls_context.h"
 
 #include <deque>
+#include <exception>
 #include <optional>
 #include <set>
 #include <utility>
@@ -106,7 +107,23 @@ struct Attempt {
     bool is_unanswered = false;  // closed before the first byte of a reply
 };
 
-asio::awaitable<Attempt> exchange(const HttpClientParts& parts, Stream& stream, const Request& request) {
+/// Counts a connection as busy, and lets `HttpClient::close` interrupt what it does.
+class Busy {
+public:
+    Busy(HttpClientParts& parts, Stream& stream) : parts_(parts), stream_(&stream) {
+        parts_.busy.insert(stream_);
+    }
+    Busy(const Busy&) = delete;
+    Busy& operator=(const Busy&) = delete;
+    ~Busy() { parts_.busy.erase(stream_); }
+
+private:
+    HttpClientParts& parts_;
+    Stream* stream_;
+};
+
+asio::awaitable<Attempt> exchange(HttpClientParts& parts, Stream& stream, const Request& request) {
+    const Busy busy(parts, stream);
     Attempt attempt;
     std::string message =
         "POST " + parts.address.target + " HTTP/1.1\r\nHost: " + parts.address.to_host_header() +
@@ -162,9 +179,7 @@ asio::awaitable<HttpOutcome> perform(HttpClientParts& parts, const Request& requ
             }
             stream = std::move(made);
         }
-        parts.busy.insert(stream.get());
         Attempt attempt = co_await exchange(parts, *stream, request);
-        parts.busy.erase(stream.get());
         if (attempt.is_unanswered && is_reused && !parts.is_closed &&
             request.repetition == HttpClient::Repetition::ALLOWED) {
             continue;
@@ -189,7 +204,11 @@ asio::awaitable<void> work(std::shared_ptr<HttpClientParts> parts) {
             outcome.failure = "the server has not replied in time";
         } else {
             ++parts->requests;
-            outcome = co_await perform(*parts, request);
+            try {
+                outcome = co_await perform(*parts, request);
+            } catch (const std::exception& error) {  // a shortage of memory, for example: the next may work
+                outcome.failure = error.what();
+            }
         }
         request.completion.set(std::move(outcome));
     }

@@ -505,7 +505,11 @@ asio::awaitable<void> accept_connections(std::shared_ptr<HttpServerParts> parts)
             continue;
         }
         set_socket_options(socket);
-        asio::co_spawn(parts->context, serve_connection(parts, std::move(socket)), asio::detached);
+        try {
+            asio::co_spawn(parts->context, serve_connection(parts, std::move(socket)), asio::detached);
+        } catch (const std::exception&) {
+            ++parts->figures.refused_clients;  // no memory for this one
+        }
     }
 }
 

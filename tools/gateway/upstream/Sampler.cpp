@@ -1,9 +1,8 @@
 #include "gateway/upstream/Sampler.h"
 
-#include "client/errors.h"
-
 #include <algorithm>
 #include <cstddef>
+#include <exception>
 #include <iterator>
 #include <utility>
 
@@ -98,13 +97,11 @@ Task<> Sampler::run() {
 Task<> Sampler::sample_or_fail() {
     try {
         co_await sample();
-    } catch (const ServerAway& error) {
-        set_condition(false, error.what());
     } catch (const RequestRefused&) {
         // Because of an item that cannot be sent. It is found when those without a subscription are read, and
         // then left out of it.
         forget_subscription();
-    } catch (const xmlda::Fault& error) {
+    } catch (const std::exception& error) {  // ServerAway, Fault; also a shortage of memory, which passes
         set_condition(false, error.what());
     }
 }

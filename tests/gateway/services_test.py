@@ -384,6 +384,12 @@ class SubscriptionTest(Site):
         self.assertEqual([entry.get("SubscriptionHandle") for entry in lists], [first, second])
         self.assertEqual([len(entry) for entry in lists], [1, 1])
 
+    def test_repeated_handles_count_once(self):
+        handle, _ = self.subscribe("/boiler/mode")
+        response = self.poll(handle, "unknown", handle, "unknown", attributes='ReturnAllItems="true"')
+        self.assertEqual([len(entry) for entry in response.findall(f"{{{XMLDA}}}RItemList")], [1])
+        self.assertEqual(len(response.findall(f"{{{XMLDA}}}InvalidServerSubHandles")), 1)
+
     def test_hold_is_held(self):
         handle, _ = self.subscribe("/maintenance/note")
         begin = time.monotonic()

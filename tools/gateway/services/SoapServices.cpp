@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 namespace gateway {
@@ -556,7 +558,11 @@ Task<std::string> SoapServices::refresh(RefreshRequest request, std::shared_ptr<
                                         Time received) {
     std::vector<std::shared_ptr<ClientSubscription>> found;
     std::vector<std::string> unknown;
+    std::unordered_set<std::string_view> named;
     for (const std::string& handle : request.handles) {
+        if (!named.insert(handle).second) {
+            continue;  // while the poll waits, each of them would be looked through with each change
+        }
         if (auto subscription = parts_.subscriptions.find(handle)) {
             if (subscription->poll) {  // an earlier poll ends, whose client may have given up
                 const Completion<bool> earlier = *subscription->poll;

@@ -456,7 +456,7 @@ class SubscriptionTest(Site):
 
 
 class WebTest(Site):
-    arguments = ("--name", "gateway.example", "--metrics", "/boiler")
+    arguments = ("--name", "gateway.example", "--metrics", "/boiler/temperature", "--metrics", "/boiler")
 
     def test_description(self):
         status, body = self.gateway.get("/opc?WSDL")
@@ -477,6 +477,7 @@ class WebTest(Site):
         self.assertRegex(text, r'(?m)^xmlda_item_value\{item="/boiler/temperature",unit="degC",quality="good"\} \d')
         self.assertRegex(text, r'(?m)^xmlda_item_value\{item="/boiler/burner_on",unit="",quality="good"\} [01]$')
         self.assertNotIn('"/turbine', text)
+        self.assertEqual(text.count('item="/boiler/temperature"'), 1)
         self.assertIn("kx_gateway_server_up 1\n", text)
         if shutil.which("promtool"):
             subprocess.run(["promtool", "check", "metrics"], input=body, check=True, capture_output=True)
@@ -540,6 +541,8 @@ class WebTest(Site):
         for body in (b"", b"[]", b"{}", b"{", deep, b'{"item":1,"value":{}}', b'{"value":[[1]],"item":"/boiler/mode"}'):
             self.assertIn(self.gateway.send("POST", "/api/write", body, headers)[0], (200, 400))
             self.assertEqual(self.gateway.send("POST", "/api/watch", body, headers)[0], 400)
+        for path in ("/api/write", "/api/watch"):
+            self.assertEqual(self.gateway.send("POST", path, b"[" * (2 << 20), headers)[0], 413)
         self.assertEqual(self.gateway.get("/api/browse?item=%2Fnothing")[0], 404)
         self.assertEqual(self.gateway.get("/api/browse?item=%00")[0], 400)
         self.assertEqual(self.client.read("/boiler/mode")[0].code, "")

@@ -15,6 +15,7 @@
 #include "gateway/web/PageApi.h"
 #include "gateway/web/Router.h"
 
+#include <algorithm>
 #include <functional>
 #include <iostream>
 #include <stdexcept>
@@ -36,6 +37,22 @@ HttpServerOptions to_server_options(const Arguments& arguments) {
             .certificate = arguments.certificate};
 }
 
+/// Without those that lie in another: Prometheus drops an item that comes twice.
+std::vector<std::string> drop_nested(std::vector<std::string> branches) {
+    std::sort(branches.begin(), branches.end());
+    std::vector<std::string> outermost;
+    for (std::string& branch : branches) {
+        const bool is_nested =
+            std::any_of(outermost.begin(), outermost.end(), [&branch](const std::string& other) {
+                return other == "/" || branch == other || branch.starts_with(other + "/");
+            });
+        if (!is_nested) {
+            outermost.push_back(std::move(branch));
+        }
+    }
+    return outermost;
+}
+
 std::vector<std::string> to_branches(const std::vector<std::string>& texts) {
     std::vector<std::string> branches;
     for (const std::string& text : texts) {
@@ -45,7 +62,7 @@ std::vector<std::string> to_branches(const std::vector<std::string>& texts) {
         }
         branches.push_back(*branch);
     }
-    return branches;
+    return drop_nested(std::move(branches));
 }
 
 }  // namespace

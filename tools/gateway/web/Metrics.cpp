@@ -8,6 +8,7 @@
 #include <array>
 #include <charconv>
 #include <deque>
+#include <exception>
 #include <utility>
 
 namespace gateway {
@@ -83,7 +84,12 @@ Task<std::string> Metrics::collect() {
         co_return co_await completion;
     }
     is_reading_ = true;
-    std::string text = co_await read_all();
+    std::string text;
+    try {
+        text = co_await read_all();
+    } catch (const std::exception&) {
+        // A shortage of memory. Those who wait get nothing, and the next to ask gets all.
+    }
     is_reading_ = false;
     for (const Completion<std::string>& completion : std::exchange(waiting_, {})) {
         completion.set(text);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -28,6 +29,9 @@ constexpr std::array STATIC_FILES = {
     StaticFile{"/dygraph.css", "dygraph.min.css", "text/css; charset=utf-8"},
     StaticFile{"/xmlda.xsd", "xmlda.xsd", "text/xml; charset=utf-8"},
 };
+
+// One byte may be an array in an array, which takes some eighty in memory.
+constexpr std::size_t LARGEST_JSON = 1U << 20U;
 
 HttpReply create_text_reply(unsigned status, const std::string& text) {
     HttpReply reply;
@@ -230,6 +234,9 @@ Task<HttpReply> Router::post(HttpRequest request, std::shared_ptr<Presence> pres
     }
     if (!is_json_type(request.content_type)) {
         co_return create_text_reply(415, "the content type must be application/json");
+    }
+    if (request.body.size() > LARGEST_JSON) {
+        co_return create_text_reply(413, "the page may send 1 MiB at one time");
     }
     if (path == "/api/watch") {
         co_return page_.watch(request.body);

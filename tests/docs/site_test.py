@@ -87,6 +87,7 @@ class SiteTest(unittest.TestCase):
                 self.set_width(width)
                 with self.subTest(page=file, width=width):
                     self.assertLessEqual(self.run_script("return document.documentElement.scrollWidth"), width)
+                    self.assertEqual(self.run_script(HIDDEN_WIDTH), 0)
                     self.take_picture(f"reference-{file[:9]}-{width}")
 
     def test_colours_follow_the_system(self):
@@ -133,6 +134,11 @@ FIND_WIDER = """
   return [...document.querySelectorAll('.md-content *')]
     .filter(element => element.getBoundingClientRect().right > window.innerWidth + 1 && !scrolls(element))
     .map(element => element.outerHTML.slice(0, 100));
+"""
+# How much of the reference's text is reached only by scrolling sideways: its frame hides that from the page's width.
+HIDDEN_WIDTH = """
+  const frame = document.getElementById('doc-content');
+  return frame.scrollWidth - frame.clientWidth;
 """
 # How light the page and its text are.
 SHADES = """

@@ -1,5 +1,7 @@
 #include "gateway/items/ItemTable.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -134,6 +136,38 @@ TEST(ItemTable, ForgetsWhatNobodyWatches) {
     }
     EXPECT_LE(table.get_size(), 5U);
     EXPECT_EQ(table.find("/watched"), watch.share());
+}
+
+TEST(ItemTable, ForgetsWhatTakesTooMuchMemory) {
+    ItemTable table(1000, 100'000);
+    const auto path = [](int number) { return "/" + std::to_string(number) + std::string(4000, 'x'); };
+    const ItemWatch watch(table, table.get("/watched"));
+    std::size_t most = 0;
+    for (int i = 0; i < 100; ++i) {
+        table.get(path(i));
+        most = std::max(most, table.get_size());
+    }
+    EXPECT_LE(most, 1 + 100'000 / 8000 + 1U);
+    EXPECT_GE(most, 10U);
+    EXPECT_EQ(table.find("/watched"), watch.share());
+
+    update(table, *table.get("/large"), std::string(200'000, '1'));
+    const auto held = table.find("/large");
+    table.get("/next");
+    EXPECT_EQ(table.find("/large"), nullptr);
+    update(table, *held, "1");  // by a reply that was under way
+    table.get("/large");
+    EXPECT_NE(table.find("/next"), nullptr);
+}
+
+TEST(ItemTable, MayTakeTwiceAsMuchAsIsWatched) {
+    ItemTable table(1000, 100'000);
+    const ItemWatch watch(table, table.get("/watched"));
+    update(table, watch.get(), std::string(200'000, '1'));
+    table.get("/a");
+    const auto second = table.get("/b");
+    EXPECT_EQ(table.find("/b"), second);
+    EXPECT_NE(table.find("/a"), nullptr);
 }
 
 }  // namespace

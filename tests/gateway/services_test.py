@@ -640,6 +640,8 @@ class BoundsTest(Site):
         self.client.call(f'<SubscriptionCancel ServerSubHandle="{handles[0]}"/>')
         self.assertEqual(self.client.fail(subscribe + '<Items ItemName="/boiler/level"/>' * 10 + "</ItemList></Subscribe>"),
                          "da:E_OUTOFMEMORY")
+        long_handle = subscribe.replace("<Items ", f'<Items ClientItemHandle="{"x" * 20_000}" ') + "</ItemList></Subscribe>"
+        self.assertEqual(self.client.fail(long_handle), "da:E_OUTOFMEMORY")
         for handle in handles[1:]:
             self.client.call(f'<SubscriptionCancel ServerSubHandle="{handle}"/>')
 

@@ -2,6 +2,7 @@
 
 #include "client/Value.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -50,6 +51,7 @@ struct Item {
     std::uint64_t read_number = 0;  ///< of the request that `state` came with, see `ItemTable::update`
     unsigned watchers = 0;          ///< how many subscriptions and pages have it
     bool is_subscribed = false;     ///< the server tells when it changes
+    std::size_t counted_bytes = 0;  ///< by the table that holds it; 0 outside of one
 };
 
 }  // namespace gateway

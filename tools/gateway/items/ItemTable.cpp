@@ -1,11 +1,20 @@
 #include "gateway/items/ItemTable.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace gateway {
 namespace {
 
 constexpr char STALE[] = "badLastKnownValue";
+
+std::size_t measure(const xmlda::Value& value) {
+    std::size_t size = sizeof value + value.type.size() + value.text.size();
+    for (const xmlda::Value& member : value.members) {
+        size += measure(member);
+    }
+    return size;
+}
 
 }  // namespace
 
@@ -23,10 +32,13 @@ std::shared_ptr<Item> ItemTable::get(const std::string& path) {
     if (const auto found = items_.find(path); found != items_.end()) {
         return found->second;
     }
-    if (items_.size() >= most_items_ + watched_.size()) {
+    if (items_.size() >= most_items_ + watched_.size() || bytes_ > next_drop_) {
         drop_unwatched();
     }
-    return items_.emplace(path, std::make_shared<Item>(path)).first->second;
+    auto item = std::make_shared<Item>(path);
+    items_.emplace(path, item);
+    count_bytes(*item);
+    return item;
 }
 
 std::shared_ptr<Item> ItemTable::find(const std::string& path) const {
@@ -44,6 +56,9 @@ void ItemTable::update(Item& item, ItemState state, std::uint64_t read_number) {
         has_news_ = true;
     }
     item.state = std::move(state);
+    if (item.counted_bytes > 0) {
+        count_bytes(item);
+    }
 }
 
 void ItemTable::set_stale() {
@@ -102,7 +117,22 @@ void ItemTable::remove_watcher(Item& item) {
 }
 
 void ItemTable::drop_unwatched() {
-    std::erase_if(items_, [](const auto& entry) { return entry.second->watchers == 0; });
+    std::erase_if(items_, [this](const auto& entry) {
+        Item& item = *entry.second;
+        if (item.watchers > 0) {
+            return false;
+        }
+        bytes_ -= std::exchange(item.counted_bytes, 0);  // a request may hold it still
+        return true;
+    });
+    next_drop_ = std::max(most_bytes_, 2 * bytes_);
+}
+
+/// The path is kept twice.
+void ItemTable::count_bytes(Item& item) {
+    bytes_ -= item.counted_bytes;
+    item.counted_bytes = sizeof item + 2 * item.path.size() + measure(item.state.value);
+    bytes_ += item.counted_bytes;
 }
 
 }  // namespace gateway

@@ -39,7 +39,9 @@ private:
 class ItemTable {
 public:
     /// @param most_items  how many that nobody watches are kept
-    explicit ItemTable(std::size_t most_items = 100'000) : most_items_(most_items) {}
+    /// @param most_bytes  how much they may take. More only if those that are watched take half of it
+    explicit ItemTable(std::size_t most_items = 100'000, std::size_t most_bytes = std::size_t{64} << 20U)
+        : most_items_(most_items), most_bytes_(most_bytes), next_drop_(most_bytes) {}
     ItemTable(const ItemTable&) = delete;
     ItemTable& operator=(const ItemTable&) = delete;
 
@@ -86,7 +88,12 @@ private:
     void remove_watcher(Item& item);
     void drop_unwatched();
 
+    void count_bytes(Item& item);
+
     const std::size_t most_items_;
+    const std::size_t most_bytes_;
+    std::size_t next_drop_;  // when the items take more than these bytes
+    std::size_t bytes_ = 0;
     std::unordered_map<std::string, std::shared_ptr<Item>> items_;
     std::unordered_map<Item*, std::shared_ptr<Item>> watched_;
     std::uint64_t change_ = 1;

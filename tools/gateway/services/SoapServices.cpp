@@ -273,7 +273,9 @@ Task<std::string> SoapServices::dispatch(const HttpRequest& request,
             throw SoapFault("E_OUTOFMEMORY", "the poll is too large");
         }
         RefreshRequest poll = release(message->read_refresh());
-        static_cast<void>(memory.resize(poll.handles.size() * BYTES_OF_AN_ELEMENT));  // less than before
+        if (!memory.resize(poll.handles.size() * BYTES_OF_AN_ELEMENT + request.body.size())) {
+            throw SoapFault("E_OUTOFMEMORY", "the gateway is busy with other large requests");
+        }
         co_return co_await refresh(std::move(poll), presence, received);
     }
     if (service == "SubscriptionCancel") {
@@ -467,7 +469,12 @@ Task<std::string> SoapServices::write(WriteRequest request, Time received) {
 }
 
 Task<std::string> SoapServices::subscribe(SubscribeRequest request, std::string owner, Time received) {
-    parts_.subscriptions.check_room(owner, request.items.size());
+    std::size_t text_bytes = 0;
+    for (RequestedItem& requested : request.items) {
+        requested.value = xmlda::Value();  // which has no meaning here, and would be kept
+        text_bytes += count_text_bytes(requested);
+    }
+    parts_.subscriptions.check_room(owner, request.items.size(), text_bytes);
     std::vector<std::shared_ptr<Item>> items;
     std::vector<std::shared_ptr<Item>> to_read;
     for (const RequestedItem& requested : request.items) {
@@ -495,7 +502,7 @@ Task<std::string> SoapServices::subscribe(SubscribeRequest request, std::string 
     }
     SoapReply reply("Subscribe", request.options, received);
     if (!subscribed.empty()) {
-        parts_.subscriptions.check_room(owner, subscribed.size());
+        parts_.subscriptions.check_room(owner, subscribed.size(), text_bytes);
         const auto subscription = parts_.subscriptions.add(owner, request.ping_rate, std::move(subscribed));
         reply.get_writer().attribute("ServerSubHandle", subscription->handle);
     }

@@ -49,6 +49,11 @@ std::string create_epoch() {
 
 }  // namespace
 
+std::size_t count_text_bytes(const RequestedItem& item) {
+    return item.path.value_or("").size() + item.name.size() + item.handle.value_or("").size() +
+           item.type.size();
+}
+
 bool SubscribedItem::has_news() const {
     return watch->change > seen &&
            (request.deadband == 0 || seen == 0 || !is_within_deadband(watch.get(), sent, request.deadband));
@@ -69,7 +74,8 @@ bool ClientSubscription::has_news() const {
 SubscriptionTable::SubscriptionTable(EventLoop& loop, SubscriptionLimits limits)
     : loop_(loop), limits_(limits), epoch_(create_epoch()) {}
 
-void SubscriptionTable::check_room(const std::string& owner, std::size_t items) const {
+void SubscriptionTable::check_room(const std::string& owner, std::size_t items,
+                                   std::size_t text_bytes) const {
     const auto found = owners_.find(owner);
     if (found != owners_.end() && found->second >= limits_.most_of_an_address) {
         throw SoapFault("E_BUSY", "the client at " + owner + " has " + std::to_string(found->second) +
@@ -78,6 +84,9 @@ void SubscriptionTable::check_room(const std::string& owner, std::size_t items) 
     if (items_ + items > limits_.most_items) {
         throw SoapFault("E_OUTOFMEMORY", "all subscriptions together would have more than " +
                                              std::to_string(limits_.most_items) + " items");
+    }
+    if (text_bytes_ + text_bytes > limits_.most_items * TEXT_BYTES_OF_AN_ITEM) {
+        throw SoapFault("E_OUTOFMEMORY", "the names and handles of all subscriptions would be too long");
     }
 }
 
@@ -93,8 +102,12 @@ std::shared_ptr<ClientSubscription> SubscriptionTable::add(const std::string& ow
             std::clamp<std::chrono::milliseconds>(ping_rate, SHORTEST_LIFETIME, LONGEST_LIFETIME);
     }
     subscription->items = std::move(items);
+    for (const SubscribedItem& item : subscription->items) {
+        subscription->text_bytes += count_text_bytes(item.request);
+    }
     refresh(*subscription);
     items_ += subscription->items.size();
+    text_bytes_ += subscription->text_bytes;
     ++owners_[owner];
     subscriptions_.emplace(subscription->handle, subscription);
     return subscription;
@@ -121,6 +134,7 @@ bool SubscriptionTable::remove(const std::string& handle) {
 SubscriptionTable::Subscriptions::iterator SubscriptionTable::remove(Subscriptions::iterator place) {
     const std::shared_ptr<ClientSubscription> subscription = place->second;
     items_ -= subscription->items.size();
+    text_bytes_ -= subscription->text_bytes;
     if (const auto owner = owners_.find(subscription->owner); --owner->second == 0) {
         owners_.erase(owner);
     }

@@ -38,25 +38,33 @@ struct ClientSubscription {
     std::chrono::milliseconds lifetime{0};
     std::chrono::steady_clock::time_point expiry;
     std::vector<SubscribedItem> items;
+    std::size_t text_bytes = 0;            ///< of the names and handles of its items
     std::optional<Completion<bool>> poll;  ///< that waits now
 
     bool has_news() const;
 };
 
 struct SubscriptionLimits {
-    std::size_t most_items = 100'000;      ///< in all subscriptions together
+    std::size_t most_items = 100'000;  ///< in all subscriptions together; their names and handles may have
+                                       ///< `TEXT_BYTES_OF_AN_ITEM` each on average
     std::size_t most_of_an_address = 100;  ///< subscriptions of one client address
 };
+
+/// How much memory the texts take that a subscription keeps of this item.
+std::size_t count_text_bytes(const RequestedItem& item);
 
 /// The subscriptions of all clients.
 class SubscriptionTable {
 public:
+    static constexpr std::size_t TEXT_BYTES_OF_AN_ITEM = 1024;
+
     SubscriptionTable(EventLoop& loop, SubscriptionLimits limits);
     SubscriptionTable(const SubscriptionTable&) = delete;
     SubscriptionTable& operator=(const SubscriptionTable&) = delete;
 
+    /// @param text_bytes  of the names and handles of the items
     /// @throws SoapFault  if the client has too many, or all together
-    void check_room(const std::string& owner, std::size_t items) const;
+    void check_room(const std::string& owner, std::size_t items, std::size_t text_bytes) const;
 
     /// @param ping_rate  how long it lives without a poll; 0 for as long as we like
     std::shared_ptr<ClientSubscription> add(const std::string& owner, std::chrono::milliseconds ping_rate,
@@ -94,6 +102,7 @@ private:
     Subscriptions subscriptions_;
     std::map<std::string, std::size_t> owners_;
     std::size_t items_ = 0;
+    std::size_t text_bytes_ = 0;
     bool is_closed_ = false;
 };
 

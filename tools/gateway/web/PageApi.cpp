@@ -9,6 +9,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <numeric>
 #include <random>
 #include <utility>
 #include <vector>
@@ -24,6 +25,7 @@ using Kind = ItemState::Kind;
 
 constexpr std::size_t MOST_ITEMS_OF_A_PAGE = 2000;
 constexpr std::size_t MOST_ITEMS_OF_ALL_PAGES = 100'000;
+constexpr std::size_t MOST_BYTES_OF_ALL_PAGES = std::size_t{32} << 20U;  // of the names of their items
 constexpr std::size_t MOST_MEMBERS_SHOWN = 1000;
 
 HttpReply create_reply(unsigned status, const Json& content) {
@@ -234,6 +236,11 @@ public:
     }
 
     std::size_t get_items() const { return items_.size(); }
+    std::size_t get_bytes() const {
+        return std::accumulate(
+            items_.begin(), items_.end(), std::size_t{0},
+            [](std::size_t sum, const Watched& watched) { return sum + watched.watch->path.size(); });
+    }
 
 private:
     struct Watched {
@@ -309,14 +316,18 @@ HttpReply PageApi::watch(const std::string& body) {
         return create_error(404, "there is no such page");
     }
     std::vector<std::string> paths;
+    std::size_t bytes = 0;
     for (const Json& item : json["items"]) {
         const auto path = item.is_string() ? to_item_path("", item.get<std::string>()) : std::nullopt;
         if (path) {
+            bytes += path->size();
             paths.push_back(*path);
         }
     }
+    const PageSession& page = *session->second;
     if (paths.size() > MOST_ITEMS_OF_A_PAGE ||
-        get_items() - session->second->get_items() + paths.size() > MOST_ITEMS_OF_ALL_PAGES) {
+        get_items() - page.get_items() + paths.size() > MOST_ITEMS_OF_ALL_PAGES ||
+        get_bytes() - page.get_bytes() + bytes > MOST_BYTES_OF_ALL_PAGES) {
         return create_error(413, "too many items: close some branches");
     }
     session->second->watch(paths);
@@ -345,6 +356,14 @@ void PageApi::notify_condition() {
     for (const auto& [name, session] : sessions_) {
         session->notify_condition();
     }
+}
+
+std::size_t PageApi::get_bytes() const {
+    std::size_t bytes = 0;
+    for (const auto& [name, session] : sessions_) {
+        bytes += session->get_bytes();
+    }
+    return bytes;
 }
 
 std::size_t PageApi::get_items() const {

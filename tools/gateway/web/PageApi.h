@@ -45,6 +45,9 @@ public:
     std::size_t get_items() const;
 
 private:
+    /// Of the names of all watched items.
+    std::size_t get_bytes() const;
+
     friend class PageSession;
 
     const ServiceParts parts_;

@@ -233,11 +233,17 @@ install_missing() {
     return 1
   fi
   if [[ $(id -u) -ne 0 ]] && ! command -v sudo >/dev/null; then
-    printf 'error: as root, run: apt-get install --no-install-recommends %s\n' "${missing[*]}" >&2
+    printf 'error: as root, run: apt-get update && apt-get install --no-install-recommends %s\n' "${missing[*]}" >&2
     return 1
   fi
   say "Installing with apt: ${missing[*]}"
-  run_apt_get update && install_without_services "${missing[@]}"
+  # A source that does not answer is no matter if the others have all that is missing.
+  if ! run_apt_get -o APT::Update::Error-Mode=any update &&
+    ! run_apt_get --simulate install --no-install-recommends "${missing[@]}" 2>/dev/null; then
+    printf 'error: apt-get cannot fetch the lists of packages, see above: is there a network?\n' >&2
+    return 1
+  fi
+  install_without_services "${missing[@]}"
 }
 
 # Set by a script that configures with more than the preset says.

@@ -64,6 +64,18 @@ class Packages(unittest.TestCase):
                           KX_INSTALL="no")
         self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", "missing: a b\n"))
 
+    def test_without_a_network_one_line_says_so(self):
+        result = run_bash("run_apt_get() { return 100; }; install_missing a:no-such-program")
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.stderr, "error: apt-get cannot fetch the lists of packages, see above: is there a network?\n")
+
+    def test_a_source_that_does_not_answer_is_no_matter_if_others_have_the_packages(self):
+        result = run_bash("""
+            run_apt_get() { [[ $* != *update ]]; }
+            install_without_services() { echo "$@"; }
+            install_missing a:no-such-program b:/no/such""")
+        self.assertEqual((result.returncode, result.stdout), (0, "==> Installing with apt: a b\na b\n"), result.stderr)
+
     def test_services_are_kept_from_starting_while_packages_are_installed(self):
         with tempfile.TemporaryDirectory() as folder:
             policy = pathlib.Path(folder, "policy-rc.d")

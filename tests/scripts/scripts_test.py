@@ -46,6 +46,7 @@ class Scripts(unittest.TestCase):
                                        (["--port"], "--port needs a value"),
                                        (["--port", "abc"], "from 0 to 65535, not 'abc'"),
                                        (["--port=70000"], "from 0 to 65535, not '70000'"),
+                                       (["--gateway-port=x"], "--gateway-port takes a whole number from 0 to 65535"),
                                        (["--bulk=-1"], "from 0 to 10000000, not '-1'"),
                                        (["--threads", "1"], "from 2 to 1000, not '1'"),
                                        (["--certificate", "/no/such"], "cannot read the file '/no/such'"),

@@ -71,6 +71,16 @@ def name_language(file):
     return "sh" if file.read_bytes().startswith(b"#!") else "text"
 
 
+def list_files(folder):
+    """Those of the project below a folder. Where git is missing or does not know the copy, all that are there."""
+    listed = []
+    if shutil.which("git"):
+        command = ["git", "ls-files", "--", folder]
+        listed = subprocess.run(command, cwd=PROJECT, check=False, capture_output=True, text=True).stdout.split()
+    return listed or [str(file.relative_to(PROJECT)) for file in (PROJECT / folder).rglob("*")
+                      if file.is_file() and "__pycache__" not in file.parts]
+
+
 class Pages:
     """The pages of the site, laid out as they are in the project. What they link to besides has pages as well: of
     files, which show them, and of folders, which list them."""
@@ -138,13 +148,9 @@ class Pages:
         name = f"{path}/index.md"
         if name not in self.sources:
             self.sources.add(name)
-            listed = subprocess.run(
-                ["git", "ls-files", "--", path], cwd=PROJECT, check=False, capture_output=True, text=True
-            ).stdout.split()
-            files = listed or [str(file.relative_to(PROJECT)) for file in (PROJECT / path).rglob("*") if file.is_file()]
             entries = [
                 f"- [{os.path.relpath(file, path)}]({os.path.relpath(self.add_file(file), path)})"
-                for file in sorted(files)
+                for file in sorted(list_files(path))
                 if not file.endswith((".md", ".svg", ".png"))
             ]
             self.write(name, f"# {path}\n\n" + "\n".join(entries) + "\n")

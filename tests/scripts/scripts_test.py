@@ -4,6 +4,7 @@ import os
 import pathlib
 import shutil
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -106,6 +107,15 @@ class Packages(unittest.TestCase):
             result = run_bash(f"policy_file={policy}; run_apt_get() {{ :; }}; install_without_services nginx-light")
             self.assertEqual(result.returncode, 0, result.stderr)
             self.assertEqual(policy.read_text(encoding="utf-8"), "#!/bin/sh\nexit 0\n")
+
+
+class Site(unittest.TestCase):
+    def test_lists_the_files_of_a_folder_without_git(self):
+        with tempfile.TemporaryDirectory() as folder:
+            program = "import make_site; print(*make_site.list_files('examples/minimal'))"
+            result = run([sys.executable, "-B", "-c", program], PATH=folder, PYTHONPATH=str(PROJECT / "docs" / "site"))
+        self.assertEqual(sorted(result.stdout.split()),
+                         ["examples/minimal/CMakeLists.txt", "examples/minimal/main.cpp"], result.stderr)
 
 
 class SkippedTests(unittest.TestCase):

@@ -4,11 +4,11 @@
     make_changelog.py PACKAGE VERSION MAINTAINER    VERSION is that of the section [Unreleased]
 """
 
+import argparse
 import datetime
 import os
 import pathlib
 import re
-import sys
 import textwrap
 import time
 
@@ -36,15 +36,18 @@ def list_entries(lines):
 
 
 def main():
-    package, version, maintainer = sys.argv[1:]
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    for name in ("package", "version", "maintainer"):
+        parser.add_argument(name)
+    arguments = parser.parse_args()
     parts = RELEASE.split(CHANGELOG.read_text(encoding="utf-8"))[1:]
     for release, day, text in zip(parts[::3], parts[1::3], parts[2::3]):
         entries = list(list_entries(text.splitlines()))
         if entries:
-            number = version if release == "Unreleased" else release
-            print(f"{package} ({number}) unstable; urgency=medium\n")
+            number = arguments.version if release == "Unreleased" else release
+            print(f"{arguments.package} ({number}) unstable; urgency=medium\n")
             print("\n".join(entries))
-            print(f"\n -- {maintainer}  {get_date(day)}\n")
+            print(f"\n -- {arguments.maintainer}  {get_date(day)}\n")
 
 
 if __name__ == "__main__":

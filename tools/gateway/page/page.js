@@ -12,6 +12,7 @@
   let page = "";                    // our name at the gateway
   let status = {running: false};
   let rootItems = [];
+  let writing = null;               // the node whose value is being written
 
   // --- talking to the gateway
 
@@ -392,8 +393,6 @@
   }, 500);
 
   // --- writing
-
-  let writing = null;
 
   function describe(data) {
     return [toText(data), data.unit || "", data.quality && data.quality !== "good" ? "(" + data.quality + ")" : ""]

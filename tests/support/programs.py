@@ -2,13 +2,30 @@
 
 import atexit
 import http.client
+import os
 import re
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 
 DEADLINE = 120  # seconds, for whatever is waited for
+REPORT = re.compile(r"Sanitizer: |: runtime error: ")
+
+reports = []  # what sanitizers have found in the programs that were run
+
+
+def fail_for_reports():
+    """Ends the test as failed, whatever it has found itself."""
+    if reports:
+        print("a sanitizer has reported:", *reports, sep="\n", file=sys.stderr)
+        sys.stdout.flush()
+        sys.stderr.flush()
+        os._exit(1)
+
+
+atexit.register(fail_for_reports)  # registered first, so called last: all programs have been killed then
 
 
 def wait_for(condition, what, seconds=DEADLINE):
@@ -30,7 +47,7 @@ class Program:
         self.errors = tempfile.NamedTemporaryFile("w+", prefix="kx-test-")
         self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.errors)
         self.pattern = pattern
-        atexit.register(self.kill)
+        atexit.register(self.end)
         found = wait_for(self.find_address, f"{command[0]} listens").groupdict()
         self.port = int(found["port"])
         self.url = found.get("url")
@@ -54,6 +71,11 @@ class Program:
         self.process.send_signal(signal.SIGTERM)
         status = self.process.wait(DEADLINE)
         return status, time.monotonic() - begin
+
+    def end(self):
+        self.kill()
+        if REPORT.search(self.read_errors()):
+            reports.append(self.read_errors())
 
     def kill(self):
         if self.process.poll() is None:

@@ -1,16 +1,14 @@
-// Counts the instructions, in user space, of Reads of 1 and of 1000 items. The counts do not depend on what
-// else the machine does. scripts/bench --instructions runs it, in two steps:
+// Counts the instructions, in user space, of Reads, Writes and Browses of 1 and of 1000 items. The counts do
+// not depend on what else the machine does. To be run as
 //
-//   valgrind --tool=callgrind --callgrind-out-file=DIRECTORY/dump.%p kx_instructions count
-//   kx_instructions report DIRECTORY [JSON FILE]
+//   valgrind --tool=callgrind --callgrind-out-file=DIRECTORY/dump.%p kx_instructions
 //
-// Counting dumps each count under a name of its own, "<row>|<items>|<requests>": a whole server, ours, the
-// floor's and the peer's, while a forked client sends so many requests; and the steps of our own answer, one
-// request in this thread. Reporting takes the differences of two counts for a server, which are free of what
+// Dumps each count under a name of its own, "<row>|<items>|<requests>": a whole server, ours, the floor's and
+// the peer's, while a forked client sends so many requests; and the steps of our own answer, one request in
+// this thread. benchmarks/report takes the differences of two counts for a server, which are free of what
 // starting and connecting cost.
 
 #include "load/Connection.h"
-#include "load/Report.h"
 #include "load/requests.h"
 #include "load/servers.h"
 #include "load/tree.h"
@@ -30,20 +28,14 @@
 #include <valgrind/callgrind.h>
 
 #include <array>
-#include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <iostream>
-#include <map>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace {
 
@@ -54,9 +46,10 @@ using namespace kx::information_model::opc;
 constexpr std::size_t VARIABLES = 10'000;
 
 const std::string OURS = "server";
+const std::string OURS_WRITING = "server, Write";
+const std::string OURS_BROWSING = "server, Browse";
 const std::string FLOOR = "constant reply";
 const std::string PEER = "peer";
-const std::vector<std::string> STEPS{"parse", "make the message", "generate", "serialise", "free"};
 
 constexpr std::array<std::size_t, 2> ITEMS{1, 1000};
 constexpr std::array<std::size_t, 2> REQUESTS{10, 30};
@@ -120,6 +113,15 @@ std::string create_read(std::size_t items) {
     return create_http_request(create_read_request(items, VARIABLES));
 }
 
+std::string create_write(std::size_t items) {
+    return create_http_request(create_write_request(items, VARIABLES));
+}
+
+/// With all properties, of one variable or of a domain of a thousand.
+std::string create_browse(std::size_t items) {
+    return create_http_request(create_browse_request(items == 1 ? create_item_name(0) : "/bulk/0"));
+}
+
 /// For as many bytes as `model` has to say.
 std::string create_constant_read(const std::shared_ptr<InformationModel>& model, std::size_t items) {
     opc::Server server("127.0.0.1", model);
@@ -167,6 +169,8 @@ void count() {
     build_tree(model->get_root(), VARIABLES);
     count_steps(model);
     count_server(OURS, serve_tree(VARIABLES), create_read);
+    count_server(OURS_WRITING, serve_tree(VARIABLES), create_write);
+    count_server(OURS_BROWSING, serve_tree(VARIABLES), create_browse);
     count_server(FLOOR, serve_constant_replies(),
                  [&](std::size_t items) { return create_constant_read(model, items); });
     if (const Serve peer = serve_peer(VARIABLES)) {
@@ -174,82 +178,12 @@ void count() {
     }
 }
 
-using Counts = std::map<std::string, double>;
-
-void read_dump(const std::filesystem::path& file, Counts& counts) {
-    const std::string name_key = "desc: Trigger: Client Request: ";
-    const std::string count_key = "totals: ";
-    std::ifstream stream(file);
-    std::string name;
-    for (std::string line; std::getline(stream, line);) {
-        if (line.starts_with(name_key)) {
-            name = line.substr(name_key.size());
-        } else if (line.starts_with(count_key) && !name.empty()) {
-            counts[name] = std::stod(line.substr(count_key.size()));
-        }
-    }
-}
-
-Counts read_dumps(const std::string& directory) {
-    Counts counts;
-    for (const auto& file : std::filesystem::directory_iterator(directory)) {
-        read_dump(file, counts);
-    }
-    return counts;
-}
-
-/// One request with `items` items; empty if it was not counted.
-std::optional<double> get_count(const Counts& counts, const std::string& row, std::size_t items) {
-    if (const auto once = counts.find(create_name(row, items, 1)); once != counts.end()) {
-        return once->second;
-    }
-    const auto less = counts.find(create_name(row, items, REQUESTS[0]));
-    const auto more = counts.find(create_name(row, items, REQUESTS[1]));
-    if (less == counts.end() || more == counts.end()) {
-        return std::nullopt;
-    }
-    return std::round((more->second - less->second) / static_cast<double>(REQUESTS[1] - REQUESTS[0]));
-}
-
-Report create_report(const Counts& counts) {
-    std::vector<std::string> rows{OURS, FLOOR, PEER};
-    for (const std::string& step : STEPS) {
-        rows.push_back(step);
-    }
-    Section section{"Instructions", "an item of 1000", {"1 item", "1000 items", "an item of 1000"}, {}};
-    for (const std::string& row : rows) {
-        const auto one = get_count(counts, row, 1);
-        const auto thousand = get_count(counts, row, 1000);
-        if (one && thousand) {
-            section.rows.push_back({row, {one, thousand, std::round(*thousand / 1000)}});
-        }
-    }
-    return {{}, {section}};
-}
-
-void report(const std::string& directory, const std::string& json_file) {
-    const Report result = create_report(read_dumps(directory));
-    if (json_file.empty()) {
-        print(result, std::cout);
-    } else {
-        std::ofstream(json_file) << to_json(result);
-    }
-}
-
 }  // namespace
 
-int main(int argc, char** argv) {
-    const std::vector<std::string> words(argv + 1, argv + argc);
+int main() {
     try {
-        if (words == std::vector<std::string>{"count"}) {
-            count();
-            std::_Exit(0);  // the servers do not end
-        }
-        if (words.size() >= 2 && words.size() <= 3 && words[0] == "report") {
-            report(words[1], words.size() == 3 ? words[2] : "");
-            return 0;
-        }
-        std::cerr << "usage: kx_instructions count | report DIRECTORY [JSON FILE]\n";
+        count();
+        std::_Exit(0);  // the servers do not end
     } catch (const std::exception& error) {
         std::cerr << "kx_instructions: " << error.what() << '\n';
     }

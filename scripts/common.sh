@@ -116,6 +116,7 @@ try_packages=(
 bench_packages=(
   libbenchmark-dev:/usr/include/benchmark/benchmark.h
   openssl:openssl
+  python3:python3
 )
 instruction_packages=(
   valgrind:valgrind

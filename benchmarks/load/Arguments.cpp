@@ -15,16 +15,15 @@ using Option = std::function<void(Arguments&, const std::string&)>;
 const std::map<std::string, Flag> FLAGS{
     {"--help", [](Arguments& arguments) { arguments.help = true; }},
     {"--quick", [](Arguments& arguments) { arguments.suite.quick = true; }},
-    {"--no-peer", [](Arguments& arguments) { arguments.suite.with_peer = false; }},
 };
 
 const std::map<std::string, Option> OPTIONS{
     {"--filter", [](Arguments& arguments, const std::string& text) { arguments.suite.filter = text; }},
-    {"--json", [](Arguments& arguments, const std::string& file) { arguments.json_file = file; }},
-    {"--compare", [](Arguments& arguments, const std::string& file) { arguments.compare_file = file; }},
-    {"--include",
-     [](Arguments& arguments, const std::string& file) { arguments.include_files.push_back(file); }},
-    {"--plot-data", [](Arguments& arguments, const std::string& file) { arguments.plot_data_file = file; }},
+    {"--row", [](Arguments& arguments, const std::string& row) { arguments.suite.rows.insert(row); }},
+    {"--before", [](Arguments& arguments, const std::string& file) { arguments.suite.before = file; }},
+    {"--serve", [](Arguments& arguments, const std::string& count) { arguments.serve = std::stoul(count); }},
+    {"--port-to",
+     [](Arguments& arguments, const std::string& number) { arguments.port_to = std::stoi(number); }},
 };
 
 }  // namespace
@@ -46,15 +45,13 @@ Arguments parse_arguments(const std::vector<std::string>& words) {
 }
 
 void print_help(std::ostream& stream) {
-    stream << "Measures the services over real sockets and prints one table.\n"
+    stream << "Measures the services over real sockets. Prints a line of JSON for each row.\n"
               "  --quick           fewer and shorter rounds, and no million of anything\n"
               "  --filter TEXT     only rows whose \"section: row\" contains TEXT\n"
-              "  --no-peer         leave out the peer, if it has been built\n"
-              "  --json FILE       write the figures to FILE\n"
-              "  --compare FILE    print them beside those of an earlier run\n"
-              "  --include FILE    add figures that another program wrote: those of this one, of\n"
-              "                    kx_instructions, or the JSON report of a Google Benchmark program\n"
-              "  --plot-data FILE  write items and microseconds an item: ours, the floor's, the peer's\n"
+              "  --row ROW         only the row that is called \"section: row\"; may be repeated\n"
+              "  --before PROGRAM  measure some rows beside this program of an earlier version\n"
+              "  --serve N         measure nothing: serve a tree of N variables\n"
+              "  --port-to NUMBER  write its port, as two bytes, to this descriptor\n"
               "  --help            print this\n";
 }
 

@@ -2,7 +2,9 @@
 
 #include "load/Suite.h"
 
+#include <cstddef>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +14,8 @@ namespace kx::benchmarks {
 struct Arguments {
     SuiteOptions suite = {};
     bool help = false;
-    std::string json_file = {};       ///< where to write the report; empty: nowhere
-    std::string compare_file = {};    ///< an earlier report; empty: none
-    std::string plot_data_file = {};  ///< where to write what the plot needs; empty: nowhere
-    std::vector<std::string> include_files = {};
+    std::optional<std::size_t> serve = {};  ///< a tree of so many variables, instead of measuring
+    int port_to = 1;                        ///< descriptor that its port is written to
 };
 
 /// @param words  the command line without the program's name

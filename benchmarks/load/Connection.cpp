@@ -49,6 +49,9 @@ void Connection::open() {
     }
     if (protection_ == PROTECTION::TLS) {
         session_.reset(SSL_new(get_tls_context()));
+        if (ticket_ != nullptr) {
+            SSL_set_session(session_.get(), ticket_.get());
+        }
         if (SSL_set_fd(session_.get(), socket_) != 1 || SSL_connect(session_.get()) != 1) {
             close();
             throw std::runtime_error("no TLS connection");
@@ -57,7 +60,15 @@ void Connection::open() {
 }
 
 void Connection::close() {
-    session_.reset();
+    if (session_ != nullptr) {
+        ticket_.reset(SSL_get1_session(session_.get()));
+        if (is_closed_by_server()) {
+            SSL_set_shutdown(session_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);  // nothing is sent
+        } else {
+            SSL_shutdown(session_.get());
+        }
+        session_.reset();
+    }
     if (socket_ >= 0) {
         ::close(socket_);
     }

@@ -27,13 +27,19 @@ public:
     /// @throws std::runtime_error  if the status is not 200, or the connection ends
     const std::string& exchange(const std::string& http_request);
 
+    /// The next request gets a connection of its own, which resumes the TLS session of this one.
+    void close();
+
+    /// Whether the TLS session is that of an earlier connection.
+    bool is_resumed() const { return session_ != nullptr && SSL_session_reused(session_.get()) == 1; }
+
 private:
     struct SslDeleter {
         void operator()(SSL* session) const { SSL_free(session); }
+        void operator()(SSL_SESSION* ticket) const { SSL_SESSION_free(ticket); }
     };
 
     void open();
-    void close();
     bool is_closed_by_server() const;
     void send(const std::string& bytes) const;
     void receive();
@@ -43,8 +49,9 @@ private:
 
     unsigned short port_;
     PROTECTION protection_;
-    int socket_ = -1;                           // -1 while closed
-    std::unique_ptr<SSL, SslDeleter> session_;  // null without TLS
+    int socket_ = -1;                                  // -1 while closed
+    std::unique_ptr<SSL, SslDeleter> session_;         // null without TLS
+    std::unique_ptr<SSL_SESSION, SslDeleter> ticket_;  // of the connection before, null if there was none
     std::string buffer_;
     std::size_t position_ = 0;  // of what has not been taken from the buffer yet
     std::string body_;

@@ -20,7 +20,30 @@ using information_model::opc::testing::count_open_files;
 using information_model::opc::testing::count_threads;
 using information_model::opc::testing::read_process_status;
 
+void report_port(unsigned short port, int descriptor) {
+    if (write(descriptor, &port, sizeof port) != sizeof port) {
+        std::_Exit(1);
+    }
+    while (true) {
+        pause();
+    }
+}
+
 HostProcess::HostProcess(const Serve& serve) {
+    start([&serve](int descriptor) {
+        serve([descriptor](unsigned short port) { report_port(port, descriptor); });
+    });
+}
+
+HostProcess::HostProcess(const std::string& program, std::size_t variables) {
+    start([&](int descriptor) {
+        execl(program.c_str(), program.c_str(), "--serve", std::to_string(variables).c_str(), "--port-to",
+              std::to_string(descriptor).c_str(), nullptr);
+        throw std::runtime_error("cannot run " + program);
+    });
+}
+
+void HostProcess::start(const std::function<void(int descriptor)>& run) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0 || (pid_ = fork()) < 0) {
         throw std::runtime_error("cannot start a process");
@@ -28,14 +51,7 @@ HostProcess::HostProcess(const Serve& serve) {
     if (pid_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         try {
-            serve([&](unsigned short port) {
-                if (write(ends[1], &port, sizeof port) != sizeof port) {
-                    std::_Exit(1);
-                }
-                while (true) {
-                    pause();
-                }
-            });
+            run(ends[1]);
         } catch (const std::exception& error) {
             std::cerr << "cannot serve: " << error.what() << '\n';
         }

@@ -9,6 +9,9 @@
 
 namespace kx::benchmarks {
 
+/// Writes a server's port to a descriptor, and waits for ever.
+[[noreturn]] void report_port(unsigned short port, int descriptor);
+
 /// Called by a server with its port as soon as it accepts connections. Does not return.
 using Listening = std::function<void(unsigned short port)>;
 
@@ -22,6 +25,11 @@ public:
     /// Forks, runs `serve` in the child, and waits until it listens. Requires: no other thread runs.
     /// @throws std::runtime_error  if it ends before it listens; what was wrong is on the error stream
     explicit HostProcess(const Serve& serve);
+
+    /// Runs another program in the child, `program --serve VARIABLES --port-to DESCRIPTOR`, as `kx_load`
+    /// itself is one. It serves a tree made by `build_tree`, and writes its port as two bytes.
+    /// @throws std::runtime_error  as above
+    HostProcess(const std::string& program, std::size_t variables);
     HostProcess(const HostProcess&) = delete;
     HostProcess& operator=(const HostProcess&) = delete;
     ~HostProcess();
@@ -41,6 +49,9 @@ public:
     std::size_t get_thread_count() const;
 
 private:
+    /// @param run  does not return; gets the descriptor that the port is to be written to
+    void start(const std::function<void(int descriptor)>& run);
+
     pid_t pid_ = -1;
     unsigned short port_ = 0;
 };

@@ -1,6 +1,7 @@
 #include "load/Soak.h"
 
 #include "load/HostUpdates.h"
+#include "load/lines.h"
 #include "load/servers.h"
 
 #include <algorithm>
@@ -55,10 +56,6 @@ void run_client(SoakClient& client, Progress& progress, const std::stop_token& s
     }
 }
 
-Row create_row(const std::string& name, const std::vector<double>& values) {
-    return {name, {values.begin(), values.end()}};
-}
-
 }  // namespace
 
 Soak::Soak(SoakOptions options) : options_(options) {
@@ -66,7 +63,7 @@ Soak::Soak(SoakOptions options) : options_(options) {
     host_ = std::make_unique<HostProcess>(serve_growing_tree(VARIABLES, waits));
 }
 
-Report Soak::run() {
+void Soak::run(std::ostream& lines) {
     before_ = look_at_idle_host();
     for (std::size_t number = 0; number < options_.clients; ++number) {
         clients_.push_back(std::make_unique<SoakClient>(host_->get_port(), VARIABLES, options_.ping_rate));
@@ -77,7 +74,7 @@ Report Soak::run() {
     count_survivors();
     clients_.clear();
     wait_for_descriptors();
-    return create_report();
+    print(lines);
 }
 
 Soak::State Soak::look_at_host() const {
@@ -160,36 +157,32 @@ void Soak::wait_for_descriptors() {
                         " descriptors are left behind");
 }
 
-Report Soak::create_report() const {
-    Section requests{"Requests", "number", {"number"}, {}};
+void Soak::print(std::ostream& lines) const {
     double total = 0;
     for (std::size_t service = 0; service < counts_.size(); ++service) {
         const auto count = static_cast<double>(counts_[service]);
-        requests.rows.push_back(create_row(std::string(SERVICE_NAMES[service]), {count}));
+        print_figures(lines, "Requests", std::string(SERVICE_NAMES[service]), {{"number", count}});
         total += count;
     }
-    requests.rows.push_back(create_row("all", {total}));
-    const Section host{
-        "Host",
-        "at the end",
-        {"before", "after 10 %", "at the end", "afterwards"},
-        {create_row("resident memory, MB", {before_.resident_mb, after_a_tenth_.resident_mb,
-                                            at_the_end_.resident_mb, afterwards_.resident_mb}),
-         create_row(
-             "descriptors",
-             {static_cast<double>(before_.descriptors), static_cast<double>(after_a_tenth_.descriptors),
-              static_cast<double>(at_the_end_.descriptors), static_cast<double>(afterwards_.descriptors)}),
-         create_row("threads",
-                    {static_cast<double>(before_.threads), static_cast<double>(after_a_tenth_.threads),
-                     static_cast<double>(at_the_end_.threads), static_cast<double>(afterwards_.threads)})}};
-    const Section rest{"Rest",
-                       "number",
-                       {"number"},
-                       {create_row("seconds", {length_.count()}),
-                        create_row("subscriptions left behind", {static_cast<double>(abandoned_)}),
-                        create_row("of these still there", {static_cast<double>(survivors_)}),
-                        create_row("failures", {static_cast<double>(failures_.size())})}};
-    return {{std::to_string(options_.clients) + " clients, each as fast as it can"}, {requests, host, rest}};
+    print_figures(lines, "Requests", "all", {{"number", total}});
+    const auto print_host = [&](const std::string& row, auto State::*figure) {
+        print_figures(lines, "Host", row,
+                      {{"before", static_cast<double>(before_.*figure)},
+                       {"after 10 %", static_cast<double>(after_a_tenth_.*figure)},
+                       {"at the end", static_cast<double>(at_the_end_.*figure)},
+                       {"afterwards", static_cast<double>(afterwards_.*figure)}});
+    };
+    print_host("resident memory, MB", &State::resident_mb);
+    print_host("descriptors", &State::descriptors);
+    print_host("threads", &State::threads);
+    const auto print_rest = [&](const std::string& row, double number) {
+        print_figures(lines, "Rest", row, {{"number", number}});
+    };
+    print_rest("clients", static_cast<double>(options_.clients));
+    print_rest("seconds", length_.count());
+    print_rest("subscriptions left behind", static_cast<double>(abandoned_));
+    print_rest("of these still there", static_cast<double>(survivors_));
+    print_rest("failures", static_cast<double>(failures_.size()));
 }
 
 }  // namespace kx::benchmarks

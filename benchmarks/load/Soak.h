@@ -1,11 +1,11 @@
 #pragma once
 
 #include "load/HostProcess.h"
-#include "load/Report.h"
 #include "load/SoakClient.h"
 
 #include <chrono>
 #include <cstddef>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,8 +29,9 @@ public:
     /// Starts the host. Requires: no other thread runs, because it is forked.
     explicit Soak(SoakOptions options);
 
-    /// Runs it. To be called once. Tells on the error stream how far it is.
-    Report run();
+    /// Runs it, and prints what it found as lines of JSON. To be called once. Tells on the error stream how
+    /// far it is.
+    void run(std::ostream& lines);
 
     /// What was wrong; empty if nothing was. Each client stops at its first failure.
     const std::vector<std::string>& get_failures() const noexcept { return failures_; }
@@ -51,7 +52,7 @@ private:
     void wait_for_descriptors();
     void check_memory();
     void count_survivors();
-    Report create_report() const;
+    void print(std::ostream& lines) const;
 
     SoakOptions options_;
     std::unique_ptr<HostProcess> host_;

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <future>
-#include <iostream>
 #include <stop_token>
 #include <thread>
 
@@ -44,12 +43,7 @@ const std::vector<Readers>& get_readers() {
     return readers;
 }
 
-std::vector<std::string> get_lock_wait_columns() {
-    return {"waits", "median ms", "worst ms", "requests/s"};
-}
-
-Row measure_lock_waits(const Readers& readers, std::size_t variables, std::chrono::seconds length) {
-    std::cerr << "Host's wait for the lock: " << readers.name << '\n';
+Figures measure_lock_waits(const Readers& readers, std::size_t variables, std::chrono::seconds length) {
     LockWaits waits;
     const HostProcess host(serve_changing_tree(variables, waits));
     const std::string request = create_http_request(create_read_request(readers.items, variables));
@@ -65,12 +59,15 @@ Row measure_lock_waits(const Readers& readers, std::size_t variables, std::chron
     for (auto& sender : senders) {
         requests += static_cast<double>(sender.get());
     }
-    if (found.empty()) {
-        return {readers.name, {0, {}, {}, requests / static_cast<double>(length.count())}};
+    Figures figures{{"waits", static_cast<double>(found.size())},
+                    {"median ms", {}},
+                    {"worst ms", {}},
+                    {"requests/s", requests / static_cast<double>(length.count())}};
+    if (!found.empty()) {
+        figures[1].second = get_median(found);
+        figures[2].second = *std::max_element(found.begin(), found.end());
     }
-    return {readers.name,
-            {static_cast<double>(found.size()), get_median(found),
-             *std::max_element(found.begin(), found.end()), requests / static_cast<double>(length.count())}};
+    return figures;
 }
 
 }  // namespace kx::benchmarks

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "load/Report.h"
+#include "load/lines.h"
 
 #include <chrono>
 #include <cstddef>
@@ -19,10 +19,9 @@ struct Readers {
 /// The combinations that are measured, "no clients" among them.
 const std::vector<Readers>& get_readers();
 
-std::vector<std::string> get_lock_wait_columns();
-
 /// Starts a host that changes ten thousand of its `variables` variables ten times a second, lets the readers
 /// at it for `length`, and tells how long the host waited for the tree lock.
-Row measure_lock_waits(const Readers& readers, std::size_t variables, std::chrono::seconds length);
+/// @return "waits", "median ms", "worst ms", and "requests/s" over all readers
+Figures measure_lock_waits(const Readers& readers, std::size_t variables, std::chrono::seconds length);
 
 }  // namespace kx::benchmarks

@@ -37,7 +37,7 @@ namespace {
 using namespace information_model;
 
 // Beyond the sixteen of the default pool: a connection that idles holds one.
-constexpr int ADDITIONAL_WORKERS = 16;
+constexpr int ADDITIONAL_WORKERS = 80;
 
 class ConstantReply : public Poco::Net::HTTPRequestHandler {
 public:
@@ -96,9 +96,10 @@ Poco::Net::ServerSocket create_socket(const TlsFiles* certificate) {
         return Poco::Net::ServerSocket(address, 64);
     }
     Poco::Net::initializeSSL();
-    const Poco::Net::Context::Ptr context = new Poco::Net::Context(
+    Poco::Net::Context::Ptr context = new Poco::Net::Context(
         Poco::Net::Context::TLSV1_2_SERVER_USE, certificate->get_private_key(),
         certificate->get_certificate(), "", Poco::Net::Context::VERIFY_RELAXED, 9, false, "TLSv1.2");
+    context->enableSessionCache(true, "floor");  // so that clients can resume their sessions, as with ours
     return Poco::Net::SecureServerSocket(address, 64, context);
 }
 

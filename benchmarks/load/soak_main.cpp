@@ -1,4 +1,5 @@
 // A long load of all services on a host that changes its tree, with a look at what the host has left of it.
+// Prints lines of JSON.
 
 #include "load/Soak.h"
 
@@ -49,7 +50,7 @@ int main(int argc, char** argv) {
     try {
         std::signal(SIGPIPE, SIG_IGN);
         Soak soak(parse_arguments({argv + 1, argv + argc}));
-        print(soak.run(), std::cout);
+        soak.run(std::cout);
         for (const std::string& failure : soak.get_failures()) {
             std::cerr << failure.substr(0, 2000) << '\n';
         }

@@ -3,24 +3,20 @@
 #include "load/servers.h"
 
 #include <algorithm>
+#include <cmath>
 #include <exception>
 #include <future>
 #include <stdexcept>
 #include <thread>
-#include <vector>
 
 namespace kx::benchmarks {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Microseconds = std::chrono::duration<double, std::micro>;
 
 constexpr int LEAST_ROUNDS = 3;
-
-struct Turn {
-    double cpu_us;  // for one request
-    double requests_per_second;
-};
 
 /// What a server still does when its reply has arrived belongs to the request.
 void wait_until_idle(const HostProcess& process) {
@@ -36,55 +32,104 @@ void wait_until_idle(const HostProcess& process) {
     }
 }
 
-/// One server and the connections to it.
+/// One connection, and how long each of its requests took, in microseconds.
+class Client {
+public:
+    Client(unsigned short port, PROTECTION protection) : connection_(port, protection) {}
+
+    std::size_t get_reply_size(const std::string& request) { return connection_.exchange(request).size(); }
+
+    void send_until(const std::string& request, const Load& load, Clock::time_point end) {
+        do {
+            std::this_thread::sleep_for(load.pause);
+            const auto start = Clock::now();
+            connection_.exchange(request);
+            times_.push_back(Microseconds(Clock::now() - start).count());
+            if (!load.keeps_connection) {
+                connection_.close();
+            }
+        } while (Clock::now() < end);
+    }
+
+    const std::vector<double>& get_times() const { return times_; }
+    void forget_times() { times_.clear(); }
+
+private:
+    Connection connection_;
+    std::vector<double> times_;
+};
+
+/// A server, the connections to it, and what it needed so far.
 class Contender {
 public:
-    /// @param name  for messages
-    Contender(std::string name, const HostProcess& process, PROTECTION protection, std::size_t clients)
-        : name_(std::move(name)), process_(process) {
-        for (std::size_t client = 0; client < clients; ++client) {
-            connections_.push_back(std::make_unique<Connection>(process.get_port(), protection));
+    Contender(const Participant& participant, PROTECTION protection, const Load& load)
+        : name_(participant.name), process_(*participant.host), load_(load) {
+        for (std::size_t client = 0; client < load.clients; ++client) {
+            clients_.push_back(std::make_unique<Client>(process_.get_port(), protection));
         }
     }
 
-    std::size_t get_reply_size(const std::string& request) {
-        return connections_[0]->exchange(request).size();
-    }
+    const std::string& get_name() const { return name_; }
 
-    /// Sends `request` over all connections at once, again and again, until `length` has passed.
-    Turn take_turn(const std::string& request, std::chrono::milliseconds length) {
+    /// To be called before the first turn.
+    void set_request(std::string request) { request_ = std::move(request); }
+
+    std::size_t get_reply_size() { return clients_.front()->get_reply_size(request_); }
+
+    /// Sends the request over all connections at once, again and again, until `length` has passed.
+    void take_turn(std::chrono::milliseconds length) {
+        const std::size_t before = count_requests();
         const auto cpu_start = process_.get_cpu_time();
         const auto start = Clock::now();
-        const auto requests = static_cast<double>(send_until(request, start + length));
+        send_until(start + length);
         const std::chrono::duration<double> wall = Clock::now() - start;
         wait_until_idle(process_);
-        const std::chrono::duration<double, std::micro> cpu = process_.get_cpu_time() - cpu_start;
-        return {cpu.count() / requests, requests / wall.count()};
+        const Microseconds cpu = process_.get_cpu_time() - cpu_start;
+        const auto requests = static_cast<double>(count_requests() - before);
+        figures_.cpu_us.push_back(cpu.count() / requests);
+        figures_.requests_per_second.push_back(requests / wall.count());
+    }
+
+    /// What came before was for warming up.
+    void forget_figures() {
+        figures_ = {};
+        for (const auto& client : clients_) {
+            client->forget_times();
+        }
+    }
+
+    ServerFigures get_figures() const {
+        ServerFigures result = figures_;
+        std::vector<double> times;
+        for (const auto& client : clients_) {
+            times.insert(times.end(), client->get_times().begin(), client->get_times().end());
+        }
+        result.p50_us = get_percentile(times, 0.5);
+        result.p99_us = get_percentile(times, 0.99);
+        result.p999_us = get_percentile(times, 0.999);
+        return result;
     }
 
 private:
-    std::size_t send_until(const std::string& request, Clock::time_point end) {
-        std::vector<std::future<std::size_t>> clients;
-        for (const auto& connection : connections_) {
-            clients.push_back(std::async(std::launch::async, [&request, end, &connection = *connection] {
-                std::size_t requests = 0;
-                do {
-                    connection.exchange(request);
-                    ++requests;
-                } while (Clock::now() < end);
-                return requests;
-            }));
+    std::size_t count_requests() const {
+        std::size_t requests = 0;
+        for (const auto& client : clients_) {
+            requests += client->get_times().size();
         }
-        return add_up(clients);
+        return requests;
     }
 
-    std::size_t add_up(std::vector<std::future<std::size_t>>& clients) const {
+    void send_until(Clock::time_point end) {
+        std::vector<std::future<void>> sending;
+        for (const auto& client : clients_) {
+            sending.push_back(std::async(std::launch::async, [this, end, &client = *client] {
+                client.send_until(request_, load_, end);
+            }));
+        }
         try {
-            std::size_t requests = 0;
-            for (auto& client : clients) {
-                requests += client.get();
+            for (auto& one : sending) {
+                one.get();
             }
-            return requests;
         } catch (const std::exception& error) {
             throw std::runtime_error(name_ + ": " + error.what());
         }
@@ -92,86 +137,55 @@ private:
 
     std::string name_;
     const HostProcess& process_;
-    std::vector<std::unique_ptr<Connection>> connections_;
-};
-
-/// What the rounds gave.
-struct Rounds {
-    std::vector<double> cpu_us;
-    std::vector<double> floor_us;
-    std::vector<double> above_floor_us;
-    std::vector<double> peer_us;
-    std::vector<double> of_peer;
-    std::vector<double> requests_per_second;
-};
-
-std::optional<double> get_median_if_any(const std::vector<double>& values) {
-    return values.empty() ? std::nullopt : std::optional(get_median(values));
-}
-
-Measurement summarise(const Rounds& rounds) {
-    return {.cpu_us = get_median(rounds.cpu_us),
-            .floor_us = get_median(rounds.floor_us),
-            .above_floor_us = get_median(rounds.above_floor_us),
-            .peer_us = get_median_if_any(rounds.peer_us),
-            .of_peer = get_median_if_any(rounds.of_peer),
-            .requests_per_second = get_median(rounds.requests_per_second)};
-}
-
-/// The servers of a stage with what is sent to them.
-class Race {
-public:
-    Race(const Stage& stage, const std::string& body, bool with_peer, std::size_t clients)
-        : ours_("server", *stage.ours, stage.protection, clients),
-          floor_("constant replies", *stage.floor, stage.protection, clients),
-          request_(create_http_request(body)),
-          reply_size_(ours_.get_reply_size(request_)),
-          constant_request_(create_constant_request(body, reply_size_)) {
-        if (with_peer && stage.peer != nullptr) {
-            peer_.emplace("peer", *stage.peer, stage.protection, clients);
-        }
-    }
-
-    std::size_t get_reply_size() const { return reply_size_; }
-
-    void run_round(std::chrono::milliseconds turn, Rounds& rounds) {
-        const Turn ours = ours_.take_turn(request_, turn);
-        const Turn floor = floor_.take_turn(constant_request_, turn);
-        rounds.cpu_us.push_back(ours.cpu_us);
-        rounds.floor_us.push_back(floor.cpu_us);
-        rounds.above_floor_us.push_back(ours.cpu_us - floor.cpu_us);
-        rounds.requests_per_second.push_back(ours.requests_per_second);
-        if (peer_) {
-            const Turn peer = peer_->take_turn(request_, turn);
-            rounds.peer_us.push_back(peer.cpu_us);
-            rounds.of_peer.push_back(ours.cpu_us / peer.cpu_us);
-        }
-    }
-
-private:
-    Contender ours_;
-    Contender floor_;
-    std::optional<Contender> peer_;
+    const Load& load_;
     std::string request_;
-    std::size_t reply_size_;
-    std::string constant_request_;
+    std::vector<std::unique_ptr<Client>> clients_;
+    ServerFigures figures_;
 };
+
+using Contenders = std::vector<std::unique_ptr<Contender>>;
+
+/// With their requests.
+Contenders create_contenders(const Stage& stage, const Load& load, std::size_t& reply_size) {
+    Contenders contenders;
+    for (const Participant& participant : stage.participants) {
+        contenders.push_back(std::make_unique<Contender>(participant, stage.protection, load));
+        contenders.back()->set_request(participant.is_constant
+                                           ? create_constant_request(load.body, reply_size)
+                                           : create_http_request(load.body));
+        if (contenders.size() == 1) {
+            reply_size = contenders.back()->get_reply_size();
+        }
+    }
+    return contenders;
+}
+
+void run_round(const Contenders& contenders, std::chrono::milliseconds turn) {
+    for (const auto& contender : contenders) {
+        contender->take_turn(turn);
+    }
+}
+
+void warm_up(const Contenders& contenders, std::chrono::milliseconds turn) {
+    run_round(contenders, turn);
+    for (const auto& contender : contenders) {
+        contender->forget_figures();
+    }
+}
 
 }  // namespace
 
-Measurement measure_in_turns(const Stage& stage, const Plan& plan, const std::string& body, bool with_peer,
-                             std::size_t clients) {
-    Race race(stage, body, with_peer, clients);
-    Rounds warm_up;
-    race.run_round(plan.turn, warm_up);
-    Rounds rounds;
+Measurement measure_in_turns(const Stage& stage, const Plan& plan, const Load& load) {
+    Measurement result{.request_size = load.body.size()};
+    const Contenders contenders = create_contenders(stage, load, result.reply_size);
+    warm_up(contenders, plan.turn);
     const auto end = Clock::now() + plan.limit;
     for (int round = 0; round < plan.rounds && (round < LEAST_ROUNDS || Clock::now() < end); ++round) {
-        race.run_round(plan.turn, rounds);
+        run_round(contenders, plan.turn);
     }
-    Measurement result = summarise(rounds);
-    result.request_size = body.size();
-    result.reply_size = race.get_reply_size();
+    for (const auto& contender : contenders) {
+        result.servers.emplace_back(contender->get_name(), contender->get_figures());
+    }
     return result;
 }
 
@@ -179,6 +193,13 @@ double get_median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     const std::size_t middle = values.size() / 2;
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+double get_percentile(std::vector<double>& values, double part) {
+    const double rank = std::ceil(part * static_cast<double>(values.size()));
+    const auto place = values.begin() + static_cast<std::ptrdiff_t>(std::max(rank, 1.0)) - 1;
+    std::nth_element(values.begin(), place, values.end());
+    return *place;
 }
 
 }  // namespace kx::benchmarks

@@ -53,6 +53,8 @@ protected:
         return connection_.exchange(create_http_request(body, path));
     }
 
+    void close() { connection_.close(); }
+
 private:
     Poco::Net::ServerSocket socket_{Poco::Net::SocketAddress("127.0.0.1", 0), 64};
     Poco::Net::HTTPServer server_{new EchoFactory, socket_, new Poco::Net::HTTPServerParams};
@@ -73,6 +75,12 @@ TEST_F(LoadConnection, PutsChunksTogether) {
 
 TEST_F(LoadConnection, OpensAgainWhenTheServerHasClosed) {
     EXPECT_EQ(exchange("one", "/last"), "one");
+    EXPECT_EQ(exchange("two"), "two");
+}
+
+TEST_F(LoadConnection, IsOpenedAgainWhenItWasClosed) {
+    EXPECT_EQ(exchange("one"), "one");
+    close();
     EXPECT_EQ(exchange("two"), "two");
 }
 

@@ -4,12 +4,12 @@
 // Every client subscribes to ITEMS of the bulk variables, the first of which all of them have. Then that one
 // is written, again and again, each time when all clients wait. One thread and epoll: the clients cost little
 // beside the gateway.
+#include "gateway/Connection.h"
+
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -20,16 +20,12 @@
 #include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
+using namespace kx::benchmarks;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t CLIENTS_OF_AN_ADDRESS = 100;  // as many subscriptions an address may have
@@ -44,21 +40,6 @@ struct Settings {
     int rounds = 5;
 };
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::runtime_error(what + ": " + std::strerror(errno));
-}
-
-std::string envelop(const std::string& content) {
-    return "<soap:Envelope xmlns:soap=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-           "xmlns=\"http://opcfoundation.org/webservices/XMLDA/1.0/\"><soap:Body>" +
-           content + "</soap:Body></soap:Envelope>";
-}
-
-std::string create_request(const std::string& target, const std::string& type, const std::string& body) {
-    return "POST " + target + " HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: " + type +
-           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
 std::string get_name(std::size_t variable) {
     return variable == 0 ? "/boiler/temperature_setpoint" : "/bulk/0/v" + std::to_string(variable);
 }
@@ -67,73 +48,11 @@ std::string get_value(int round) {
     return std::to_string(150 + round) + ".5";
 }
 
-/// One client: sends a request, and takes the reply to it.
-class Client {
+/// One client, with an address that has room for its subscription.
+class Client : public Connection {
 public:
-    Client(const Settings& settings, std::size_t number) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        if (socket_ < 0) {
-            fail("socket");
-        }
-        sockaddr_in own{};
-        own.sin_family = AF_INET;
-        own.sin_addr.s_addr =
-            htonl(INADDR_LOOPBACK + 1 + static_cast<std::uint32_t>(number / CLIENTS_OF_AN_ADDRESS));
-        const int yes = 1;
-        ::setsockopt(socket_, IPPROTO_IP, IP_BIND_ADDRESS_NO_PORT, &yes, sizeof yes);
-        if (::bind(socket_, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0) {
-            fail("bind");
-        }
-        sockaddr_in gateway{};
-        gateway.sin_family = AF_INET;
-        gateway.sin_port = htons(settings.port);
-        gateway.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (::connect(socket_, reinterpret_cast<const sockaddr*>(&gateway), sizeof gateway) != 0) {
-            fail("connect");
-        }
-        ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-    }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-    ~Client() { ::close(socket_); }
-
-    int get_socket() const { return socket_; }
-
-    void send(const std::string& request) {
-        reply_.clear();
-        if (::send(socket_, request.data(), request.size(), MSG_NOSIGNAL) !=
-            static_cast<ssize_t>(request.size())) {
-            fail("send");
-        }
-    }
-
-    /// Takes what has come.
-    /// @return whether the reply is complete
-    bool receive() {
-        char bytes[16384];
-        const ssize_t count = ::recv(socket_, bytes, sizeof bytes, 0);
-        if (count <= 0) {
-            fail("a client was disconnected");
-        }
-        reply_.append(bytes, static_cast<std::size_t>(count));
-        const auto end = reply_.find("\r\n\r\n");
-        const auto length = reply_.find("Content-Length: ");
-        if (end == std::string::npos || length == std::string::npos) {
-            return false;
-        }
-        return reply_.size() >= end + 4 + std::strtoul(reply_.c_str() + length + 16, nullptr, 10);
-    }
-
-    const std::string& call(const std::string& request) {
-        send(request);
-        while (!receive()) {
-        }
-        if (!reply_.starts_with("HTTP/1.1 200")) {
-            throw std::runtime_error(reply_);
-        }
-        return reply_;
-    }
-
-    const std::string& get_reply() const { return reply_; }
+    Client(const Settings& settings, std::size_t number)
+        : Connection(settings.port, static_cast<std::uint32_t>(2 + number / CLIENTS_OF_AN_ADDRESS)) {}
 
     /// @return the request that polls
     void subscribe(const Settings& settings, std::size_t number) {
@@ -161,29 +80,11 @@ public:
     void poll() { send(poll_); }
 
 private:
-    int socket_;
-    std::string reply_;
     std::string poll_;
 };
 
 double to_seconds(Clock::duration time) {
     return std::chrono::duration<double>(time).count();
-}
-
-/// Processor time of the gateway so far, in seconds.
-double get_processor_time(int process) {
-    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string skipped;
-    for (int i = 0; i < 11; ++i) {
-        fields >> skipped;
-    }
-    double user = 0;
-    double system = 0;
-    fields >> user >> system;
-    return (user + system) / static_cast<double>(::sysconf(_SC_CLK_TCK));
 }
 
 std::string get_memory(int process) {

@@ -4,6 +4,8 @@
 #include "client/text/text.h"
 #include "client/type_names.h"
 
+#include <utility>
+
 namespace xmlda {
 namespace {
 
@@ -14,16 +16,21 @@ std::string get_type(const XmlElement& element, const std::string& otherwise) {
     if (!text) {
         return otherwise;
     }
-    const QualifiedName name = element.resolve(trim(*text));
+    const std::string trimmed = trim(*text);
+    QualifiedName name = element.resolve(trimmed);
     // Some clients write "xsd:double" and declare no such prefix.
-    const bool is_presumed = name.namespace_uri.empty() && trim(*text) == "xsd:" + name.name;
+    const bool is_presumed = name.namespace_uri.empty() && trimmed == "xsd:" + name.name;
     const bool is_known =
         is_presumed || name.namespace_uri == namespaces::XSD || name.namespace_uri == namespaces::XMLDA;
-    return is_known ? name.name : trim(*text);
+    return is_known ? std::move(name.name) : trimmed;
 }
 
 bool is_nil(const XmlElement& element) {
-    const std::string text = trim(element.find_instance_attribute("nil").value_or("false"));
+    const auto nil = element.find_instance_attribute("nil");
+    if (!nil) {
+        return false;
+    }
+    const std::string text = trim(*nil);
     return text == "true" || text == "1";
 }
 
@@ -53,9 +60,11 @@ Value parse_value(const XmlElement& element, const std::string& presumed_type) {
 
 Quality parse_quality(const XmlElement& element) {
     const Quality ordinary;
-    return {element.find_attribute("QualityField").value_or(ordinary.field),
-            element.find_attribute("LimitField").value_or(ordinary.limit),
-            element.find_attribute("VendorField").value_or(ordinary.vendor)};
+    const auto get = [&element](std::string_view name, const std::string& otherwise) {
+        return std::string(element.find_attribute(name).value_or(otherwise));
+    };
+    return {get("QualityField", ordinary.field), get("LimitField", ordinary.limit),
+            get("VendorField", ordinary.vendor)};
 }
 
 Value parse_value(const XmlElement& element) {

@@ -5,16 +5,22 @@
 #include "client/namespaces.h"
 
 #include <map>
+#include <utility>
 
 namespace xmlda {
 namespace {
 
 std::string get_attribute(const XmlElement& element, std::string_view name) {
-    return element.find_attribute(name).value_or("");
+    return std::string(element.find_attribute(name).value_or(""));
+}
+
+std::optional<std::string> find_attribute(const XmlElement& element, std::string_view name) {
+    const auto text = element.find_attribute(name);
+    return text ? std::optional(std::string(*text)) : std::nullopt;
 }
 
 bool get_flag(const XmlElement& element, std::string_view name) {
-    const std::string text = get_attribute(element, name);
+    const std::string_view text = element.find_attribute(name).value_or("");
     return text == "true" || text == "1";
 }
 
@@ -63,9 +69,9 @@ std::optional<Quality> find_quality(const XmlElement& element) {
 }
 
 ItemReply parse_item(const XmlElement& element, const ErrorTexts& errors) {
-    return {.handle = element.find_attribute("ClientItemHandle"),
-            .name = element.find_attribute("ItemName"),
-            .timestamp = element.find_attribute("Timestamp"),
+    return {.handle = find_attribute(element, "ClientItemHandle"),
+            .name = find_attribute(element, "ItemName"),
+            .timestamp = find_attribute(element, "Timestamp"),
             .value = find_value(element),
             .quality = find_quality(element),
             .result = errors.find_result(element),
@@ -86,14 +92,19 @@ std::vector<ItemReply> parse_item_lists(const XmlElement& response) {
 }
 
 std::string get_property_name(const XmlElement& element) {
-    const std::string text = get_attribute(element, "Name");
-    const QualifiedName name = element.resolve(text);
-    return name.namespace_uri == namespaces::XMLDA ? name.name : text;
+    std::string text = get_attribute(element, "Name");
+    if (text.find(':') == std::string::npos) {
+        return text;
+    }
+    QualifiedName name = element.resolve(text);
+    return name.namespace_uri == namespaces::XMLDA ? std::move(name.name) : text;
 }
 
 std::vector<Property> parse_properties(const XmlElement& parent, const ErrorTexts& errors) {
+    const XmlElements elements = parent.find_children("Properties");
     std::vector<Property> properties;
-    for (const XmlElement& element : parent.find_children("Properties")) {
+    properties.reserve(elements.count());
+    for (const XmlElement& element : elements) {
         properties.push_back({.name = get_property_name(element),
                               .description = get_attribute(element, "Description"),
                               .value = find_value(element),
@@ -195,7 +206,9 @@ PropertiesReply parse_properties_reply(std::string_view bytes) {
     const ErrorTexts errors(reply.get());
     PropertiesReply properties;
     properties.header = reply.get_header();
-    for (const XmlElement& list : reply.get().find_children("PropertyLists")) {
+    const XmlElements lists = reply.get().find_children("PropertyLists");
+    properties.items.reserve(lists.count());
+    for (const XmlElement& list : lists) {
         properties.items.push_back({.item_name = get_attribute(list, "ItemName"),
                                     .item_path = get_attribute(list, "ItemPath"),
                                     .result = errors.find_result(list),

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace xmlda::testing {
 namespace {
@@ -37,6 +38,33 @@ TEST(ParseXml, TextsAndAttributes) {
     EXPECT_EQ(document.get_root().find_attribute("d"), std::nullopt);
     EXPECT_EQ(document.get_root().find_child("e")->get_text(), "y");
     EXPECT_EQ(document.get_root().find_child("f"), std::nullopt);
+}
+
+TEST(ParseXml, TextsAroundOtherThingsAreOne) {
+    const XmlDocument document("<?p x?><a> 1<!-- 2 -->3<b>4</b>&amp;<c/><?p 5?>&lt;\n</a><!-- 6 -->");
+
+    EXPECT_EQ(document.get_root().get_text(), " 13&<\n");
+    EXPECT_EQ(document.get_root().get_children().count(), 2U);
+}
+
+TEST(ParseXml, ChildrenByName) {
+    const XmlDocument document("<a> <b/><c><b>inside</b></c> <d:b xmlns:d='urn:d'>2</d:b></a>");
+    std::vector<std::string> texts;
+    for (const XmlElement& child : document.get_root().find_children("b")) {
+        texts.push_back(child.get_text());
+    }
+
+    EXPECT_EQ(texts, (std::vector<std::string>{"", "2"}));
+    EXPECT_EQ(document.get_root().get_children().count(), 3U);
+    EXPECT_EQ(document.get_root().get_children().front().get_name(), "b");
+    EXPECT_TRUE(document.get_root().find_children("e").empty());
+    EXPECT_TRUE(document.get_root().find_children("b").front().get_children().empty());
+}
+
+TEST(ParseXml, AnAttributeWithoutNamespaceCountsFirst) {
+    const XmlDocument document(std::string("<a xmlns:d='") + namespaces::XMLDA + "' d:b='1' b='2'/>");
+
+    EXPECT_EQ(document.get_root().find_attribute("b"), "2");
 }
 
 TEST(ParseXml, NamesInValuesResolveByTheNearestDeclaration) {

@@ -8,47 +8,100 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
 #include <limits>
+#include <memory>
+#include <memory_resource>
 #include <new>
+#include <span>
 #include <string>
 
 namespace xmlda {
+
+/// Where elements, attributes and texts live: freed all at once, so that making one costs little more than
+/// copying it. Names live in the parser's dictionary.
+struct XmlDocument::Memory {
+    explicit Memory(std::size_t size) : arena(size) {}
+    Memory(const Memory&) = delete;
+    Memory& operator=(const Memory&) = delete;
+    ~Memory() { xmlDictFree(names); }
+
+    template <class T>
+    T* allocate(std::size_t count) {
+        return static_cast<T*>(arena.allocate(count * sizeof(T), alignof(T)));
+    }
+
+    std::string_view copy(const xmlChar* text, std::size_t size) {
+        char* const place = allocate<char>(size);
+        std::memcpy(place, text, size);
+        return {place, size};
+    }
+
+    std::pmr::monotonic_buffer_resource arena;
+    xmlDict* names = nullptr;
+    const XmlNode* root = nullptr;
+};
+
 namespace {
 
-constexpr int MAXIMUM_DEPTH = 100;  // messages nest some ten deep
+constexpr std::size_t MAXIMUM_DEPTH = 100;  // messages nest some ten deep
 constexpr char BLANKS[] = " \t\r\n";
 
 /// Without limits of libxml2's own for texts, but with ours for what could be abused.
-constexpr int OPTIONS = XML_PARSE_HUGE | XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOERROR |
-                        XML_PARSE_NOWARNING | XML_PARSE_COMPACT;
+constexpr int OPTIONS =
+    XML_PARSE_HUGE | XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
 
-/// One run of the parser.
-class Parser {
+std::string_view to_view(const xmlChar* text) {
+    return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
+}
+
+/// libxml2 wants to be set up by one thread before several use it.
+void initialise() {
+    static const bool is_done = [] {
+        xmlInitParser();
+        return true;
+    }();
+    static_cast<void>(is_done);
+}
+
+}  // namespace
+
+/// One run of the parser. What it reports becomes nodes of ours: its own tree has an allocation for each
+/// attribute, each attribute's value and each text.
+class XmlDocument::Parser {
 public:
-    Parser() : context_(xmlNewParserCtxt()) {
+    explicit Parser(Memory& memory) : memory_(memory), context_(xmlNewParserCtxt()) {
         if (context_ == nullptr) {
             throw std::bad_alloc();
         }
         context_->_private = this;
         context_->sax->startElementNs = start_element;
+        context_->sax->endElementNs = end_element;
+        context_->sax->characters = take_text;
+        context_->sax->ignorableWhitespace = take_text;
+        context_->sax->cdataBlock = take_text;
+        context_->sax->comment = nullptr;
+        context_->sax->processingInstruction = nullptr;
         context_->sax->internalSubset = refuse_document_type;
         context_->sax->serror = take_error;
+        memory_.names = context_->dict;
+        xmlDictReference(memory_.names);
     }
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
     ~Parser() { xmlFreeParserCtxt(context_); }
 
-    /// @return owned by the caller
-    xmlDoc* parse(std::string_view bytes) {
+    void parse(std::string_view bytes) {
         if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
             throw UnexpectedMessage("too large to be read as XML");
         }
         xmlDoc* const document = xmlCtxtReadMemory(context_, bytes.data(), static_cast<int>(bytes.size()),
                                                    nullptr, nullptr, OPTIONS);
+        xmlFreeDoc(document);  // without elements
         if (document != nullptr && line_ == 0) {
-            return document;
+            return;
         }
-        xmlFreeDoc(document);
         if (line_ == 0 || context_->errNo == XML_ERR_NO_MEMORY) {
             throw std::bad_alloc();
         }
@@ -61,15 +114,34 @@ private:
         return *static_cast<Parser*>(static_cast<xmlParserCtxt*>(context)->_private);
     }
 
-    static void start_element(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
-                              int namespaces, const xmlChar** namespace_list, int attributes, int defaulted,
-                              const xmlChar** attribute_list) {
-        if (static_cast<xmlParserCtxt*>(context)->nodeNr == MAXIMUM_DEPTH) {
-            get_parser(context).refuse("elements nested too deep");
+    static void start_element(void* context, const xmlChar* name, const xmlChar* /*prefix*/,
+                              const xmlChar* uri, int declarations, const xmlChar** declaration_list,
+                              int attributes, int /*defaulted*/, const xmlChar** attribute_list) {
+        Parser& parser = get_parser(context);
+        if (parser.depth_ == parser.open_.size()) {
+            parser.refuse("elements nested too deep");
             return;
         }
-        xmlSAX2StartElementNs(context, name, prefix, uri, namespaces, namespace_list, attributes, defaulted,
-                              attribute_list);
+        parser.call([&] {
+            parser.append_element(
+                {.name = to_view(name),
+                 .namespace_uri = to_view(uri),
+                 .attributes = parser.create_attributes(attribute_list, attributes),
+                 .declarations = parser.create_declarations(declaration_list, declarations)});
+        });
+    }
+
+    static void end_element(void* context, const xmlChar* /*name*/, const xmlChar* /*prefix*/,
+                            const xmlChar* /*uri*/) {
+        --get_parser(context).depth_;
+    }
+
+    /// May come several times for one text.
+    static void take_text(void* context, const xmlChar* text, int size) {
+        Parser& parser = get_parser(context);
+        if (parser.depth_ > 0) {
+            parser.call([&] { parser.append_text(text, static_cast<std::size_t>(size)); });
+        }
     }
 
     static void refuse_document_type(void* context, const xmlChar* /*name*/, const xmlChar* /*external_id*/,
@@ -100,6 +172,60 @@ private:
         }
     }
 
+    /// Runs what may lack memory. Called from C, so that nothing may be thrown.
+    template <class Function>
+    void call(Function function) noexcept {
+        try {
+            function();
+        } catch (const std::bad_alloc&) {
+            xmlStopParser(context_);
+        }
+    }
+
+    void append_element(const XmlNode& content) {
+        XmlNode* const node = new (memory_.allocate<XmlNode>(1)) XmlNode(content);
+        if (depth_ == 0) {
+            memory_.root = node;
+        } else {
+            Open& parent = open_[depth_ - 1];
+            node->parent = parent.node;
+            (parent.last_child == nullptr ? parent.node->first_child : parent.last_child->next) = node;
+            parent.last_child = node;
+        }
+        open_[depth_++] = {.node = node};
+    }
+
+    void append_text(const xmlChar* text, std::size_t size) {
+        XmlText* const part = new (memory_.allocate<XmlText>(1)) XmlText{.text = memory_.copy(text, size)};
+        Open& element = open_[depth_ - 1];
+        (element.last_text == nullptr ? element.node->texts : element.last_text->next) = part;
+        element.last_text = part;
+    }
+
+    /// @param list  prefix and namespace of each
+    std::span<const XmlDeclaration> create_declarations(const xmlChar** list, int count) {
+        const auto size = static_cast<std::size_t>(count);
+        auto* const declarations = memory_.allocate<XmlDeclaration>(size);
+        for (std::size_t i = 0; i < size; ++i, list += 2) {
+            new (declarations + i)
+                XmlDeclaration{.prefix = to_view(list[0]), .namespace_uri = to_view(list[1])};
+        }
+        return {declarations, size};
+    }
+
+    /// @param list  name, prefix, namespace, begin and end of the value of each
+    std::span<const XmlAttribute> create_attributes(const xmlChar** list, int count) {
+        const auto size = static_cast<std::size_t>(count);
+        auto* const attributes = memory_.allocate<XmlAttribute>(size);
+        for (std::size_t i = 0; i < size; ++i, list += 5) {
+            new (attributes + i)
+                XmlAttribute{.name = to_view(list[0]),
+                             .namespace_uri = to_view(list[2]),
+                             .value = memory_.copy(list[3], static_cast<std::size_t>(list[4] - list[3]))};
+        }
+        return {attributes, size};
+    }
+
     void refuse(std::string_view reason) {
         keep(reason, context_->input->line);
         xmlStopParser(context_);
@@ -114,32 +240,29 @@ private:
         }
     }
 
+    /// An element that has not ended, with what came last in it.
+    struct Open {
+        XmlNode* node = nullptr;
+        XmlNode* last_child = nullptr;
+        XmlText* last_text = nullptr;
+    };
+
+    Memory& memory_;
     xmlParserCtxt* context_;
+    std::array<Open, MAXIMUM_DEPTH> open_;
+    std::size_t depth_ = 0;
     std::array<char, 200> reason_{};  // why the document is refused
     int line_ = 0;                    // where; 0 as long as nothing is wrong
 };
 
-/// libxml2 wants to be set up by one thread before several use it.
-void initialise() {
-    static const bool is_done = [] {
-        xmlInitParser();
-        return true;
-    }();
-    static_cast<void>(is_done);
-}
-
-xmlDoc* parse(std::string_view bytes) {
+XmlDocument::XmlDocument(std::string_view bytes) : memory_(new Memory(bytes.size() + 1)), root_(nullptr) {
     initialise();
-    return Parser().parse(bytes);
+    Parser(*memory_).parse(bytes);
+    root_ = XmlElement(memory_->root);
 }
 
-}  // namespace
-
-XmlDocument::XmlDocument(std::string_view bytes)
-    : document_(parse(bytes)), root_(xmlDocGetRootElement(document_.get())) {}
-
-void XmlDocument::Free::operator()(_xmlDoc* document) const {
-    xmlFreeDoc(document);
+void XmlDocument::Free::operator()(Memory* memory) const {
+    delete memory;
 }
 
 }  // namespace xmlda

@@ -5,8 +5,6 @@
 #include <memory>
 #include <string_view>
 
-struct _xmlDoc;  // NOLINT(bugprone-reserved-identifier): named by libxml2
-
 namespace xmlda {
 
 /// A parsed document. The elements that it gives are valid as long as it lives, also when it is moved.
@@ -22,11 +20,13 @@ public:
     const XmlElement& get_root() const { return root_; }
 
 private:
+    struct Memory;
+    class Parser;
     struct Free {
-        void operator()(_xmlDoc* document) const;
+        void operator()(Memory* memory) const;
     };
 
-    std::unique_ptr<_xmlDoc, Free> document_;
+    std::unique_ptr<Memory, Free> memory_;
     XmlElement root_;
 };
 

@@ -5,34 +5,37 @@
 namespace xmlda {
 namespace {
 
+/// What stands for a character, or nothing if it stands for itself.
+std::string_view escape(char character) {
+    switch (character) {
+        case '&':
+            return "&amp;";
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        case '"':
+            return "&quot;";
+        case '\t':
+            return "&#9;";
+        case '\n':
+            return "&#10;";
+        case '\r':
+            return "&#13;";
+        default:
+            return "";
+    }
+}
+
 void append_escaped(std::string& target, std::string_view text) {
-    for (const char character : text) {
-        switch (character) {
-            case '&':
-                target += "&amp;";
-                break;
-            case '<':
-                target += "&lt;";
-                break;
-            case '>':
-                target += "&gt;";
-                break;
-            case '"':
-                target += "&quot;";
-                break;
-            case '\t':
-                target += "&#9;";
-                break;
-            case '\n':
-                target += "&#10;";
-                break;
-            case '\r':
-                target += "&#13;";
-                break;
-            default:
-                target += character;
+    std::size_t done = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (const std::string_view escaped = escape(text[i]); !escaped.empty()) {
+            target.append(text, done, i - done).append(escaped);
+            done = i + 1;
         }
     }
+    target.append(text, done);
 }
 
 bool is_xml_character(char32_t character) {
@@ -42,10 +45,11 @@ bool is_xml_character(char32_t character) {
 
 }  // namespace
 
-XmlWriter& XmlWriter::start(const std::string& name) {
+XmlWriter& XmlWriter::start(std::string_view name) {
     close_tag();
-    text_ += '<' + name;
-    open_.push_back(name);
+    text_ += '<';
+    open_.push_back({.begin = text_.size(), .size = name.size()});
+    text_ += name;
     in_tag_ = true;
     return *this;
 }
@@ -68,13 +72,16 @@ XmlWriter& XmlWriter::end() {
         text_ += "/>";
         in_tag_ = false;
     } else {
-        text_ += "</" + open_.back() + '>';
+        const Name name = open_.back();
+        text_ += "</";
+        text_.append(text_, name.begin, name.size);
+        text_ += '>';
     }
     open_.pop_back();
     return *this;
 }
 
-XmlWriter& XmlWriter::element(const std::string& name, std::string_view text) {
+XmlWriter& XmlWriter::element(std::string_view name, std::string_view text) {
     return start(name).text(text).end();
 }
 
@@ -87,6 +94,10 @@ void XmlWriter::close_tag() {
 
 bool is_xml_text(std::string_view text) {
     while (!text.empty()) {
+        if (text.front() >= ' ' && text.front() <= '~') {
+            text.remove_prefix(1);
+            continue;
+        }
         const std::optional<char32_t> character = take_character(text);
         if (!character || !is_xml_character(*character)) {
             return false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,23 +11,29 @@ namespace xmlda {
 /// as they were, line breaks included.
 class XmlWriter {
 public:
-    XmlWriter& start(const std::string& name);
+    XmlWriter& start(std::string_view name);
     /// Requires: nothing but attributes came since `start`.
     XmlWriter& attribute(std::string_view name, std::string_view value);
     XmlWriter& text(std::string_view text);
     XmlWriter& end();
 
     /// `start`, `text` and `end` in one.
-    XmlWriter& element(const std::string& name, std::string_view text);
+    XmlWriter& element(std::string_view name, std::string_view text);
 
     /// What was written; all elements have ended.
     const std::string& get() const { return text_; }
 
 private:
+    /// Where the name of an element stands in the text.
+    struct Name {
+        std::size_t begin;
+        std::size_t size;
+    };
+
     void close_tag();
 
     std::string text_;
-    std::vector<std::string> open_;
+    std::vector<Name> open_;
     bool in_tag_ = false;
 };
 

@@ -25,13 +25,8 @@ constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
     throw SoapFault("", text);
 }
 
-/// A copy: the texts of elements and attributes come as such.
-std::string to_trimmed(const std::string& text) {
-    return std::string(trim(text));
-}
-
 /// An attribute; an empty one counts as absent.
-std::optional<std::string> find(const XmlElement& element, std::string_view name) {
+std::optional<std::string_view> find(const XmlElement& element, std::string_view name) {
     auto text = element.find_attribute(name);
     if (text && text->empty()) {
         text.reset();
@@ -39,12 +34,20 @@ std::optional<std::string> find(const XmlElement& element, std::string_view name
     return text;
 }
 
-std::string get(const XmlElement& element, std::string_view name) {
-    return find(element, name).value_or("");
+std::string_view get(const XmlElement& element, std::string_view name) {
+    return element.find_attribute(name).value_or("");
+}
+
+std::string get_text(const XmlElement& element, std::string_view name) {
+    return std::string(get(element, name));
+}
+
+std::optional<std::string> to_string(std::optional<std::string_view> text) {
+    return text ? std::optional(std::string(*text)) : std::nullopt;
 }
 
 bool get_flag(const XmlElement& element, std::string_view name, bool otherwise) {
-    const std::string text = to_trimmed(get(element, name));
+    const std::string_view text = trim(get(element, name));
     if (text.empty()) {
         return otherwise;
     }
@@ -52,33 +55,33 @@ bool get_flag(const XmlElement& element, std::string_view name, bool otherwise) 
         return true;
     }
     if (text != "false" && text != "0") {
-        refuse("'" + text + "' is not true or false, for " + std::string(name));
+        refuse("'" + std::string(text) + "' is not true or false, for " + std::string(name));
     }
     return false;
 }
 
 std::int32_t get_integer(const XmlElement& element, std::string_view name) {
-    const std::string text = to_trimmed(get(element, name));
+    const std::string_view text = trim(get(element, name));
     if (text.empty()) {
         return 0;
     }
     std::int32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size()) {
-        refuse("'" + text + "' is not a number that fits, for " + std::string(name));
+        refuse("'" + std::string(text) + "' is not a number that fits, for " + std::string(name));
     }
     return number;
 }
 
 float get_deadband(const XmlElement& element, float otherwise) {
-    const std::string text = to_trimmed(get(element, "Deadband"));
+    const std::string_view text = trim(get(element, "Deadband"));
     if (text.empty()) {
         return otherwise;
     }
     float number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || !(number >= 0 && number <= 100)) {
-        refuse("'" + text + "' is not a deadband from 0 to 100");
+        refuse("'" + std::string(text) + "' is not a deadband from 0 to 100");
     }
     return number;
 }
@@ -86,8 +89,8 @@ float get_deadband(const XmlElement& element, float otherwise) {
 RequestOptions read_own_options(const XmlElement& element) {
     RequestOptions options;
     options.error_text = get_flag(element, "ReturnErrorText", false);
-    options.request_handle = element.find_attribute("ClientRequestHandle");
-    options.locale = get(element, "LocaleID");
+    options.request_handle = to_string(element.find_attribute("ClientRequestHandle"));
+    options.locale = get_text(element, "LocaleID");
     return options;
 }
 
@@ -98,8 +101,8 @@ RequestOptions read_options(const XmlElement& request) {
         options.item_time = get_flag(*element, "ReturnItemTime", false);
         options.item_path = get_flag(*element, "ReturnItemPath", false);
         options.item_name = get_flag(*element, "ReturnItemName", false);
-        options.request_handle = element->find_attribute("ClientRequestHandle");
-        options.locale = get(*element, "LocaleID");
+        options.request_handle = to_string(element->find_attribute("ClientRequestHandle"));
+        options.locale = get_text(*element, "LocaleID");
     }
     return options;
 }
@@ -113,17 +116,17 @@ struct ListDefaults {
 
 std::string get_type(const XmlElement& element, const std::string& otherwise) {
     const auto text = find(element, "ReqType");
-    return text ? element.resolve(to_trimmed(*text)).name : otherwise;
+    return text ? element.resolve(trim(*text)).name : otherwise;
 }
 
 RequestedItem read_item(const XmlElement& element, const ListDefaults& defaults) {
     RequestedItem item;
-    item.path = find(element, "ItemPath");
+    item.path = to_string(find(element, "ItemPath"));
     if (!item.path) {
         item.path = defaults.path;
     }
-    item.name = get(element, "ItemName");
-    item.handle = element.find_attribute("ClientItemHandle");
+    item.name = get_text(element, "ItemName");
+    item.handle = to_string(element.find_attribute("ClientItemHandle"));
     item.type = get_type(element, defaults.type);
     item.deadband = get_deadband(element, defaults.deadband);
     item.value.kind = xmlda::Value::Kind::NIL;
@@ -136,13 +139,15 @@ std::vector<RequestedItem> read_items(const XmlElement& request) {
     if (!list) {
         return items;
     }
-    const ListDefaults defaults{
-        .path = find(*list, "ItemPath"), .type = get_type(*list, ""), .deadband = get_deadband(*list, 0)};
+    const ListDefaults defaults{.path = to_string(find(*list, "ItemPath")),
+                                .type = get_type(*list, ""),
+                                .deadband = get_deadband(*list, 0)};
     const auto elements = list->find_children("Items");
-    if ((defaults.path.value_or("").size() + defaults.type.size()) * elements.size() > MOST_INHERITED) {
+    const std::size_t count = elements.count();
+    if ((get(*list, "ItemPath").size() + defaults.type.size()) * count > MOST_INHERITED) {
         throw SoapFault("E_OUTOFMEMORY", "the ItemPath or the ReqType of the list is too long for its items");
     }
-    items.reserve(elements.size());
+    items.reserve(count);
     for (const XmlElement& element : elements) {
         items.push_back(read_item(element, defaults));
         RequestedItem& item = items.back();
@@ -151,9 +156,9 @@ std::vector<RequestedItem> read_items(const XmlElement& request) {
         }
         if (const auto quality = element.find_child("Quality")) {
             item.has_extras =
-                get(*quality, "QualityField") != "good" && find(*quality, "QualityField").has_value();
+                get(*quality, "QualityField") != "good" && !get(*quality, "QualityField").empty();
         }
-        item.has_extras = item.has_extras || find(element, "Timestamp").has_value();
+        item.has_extras = item.has_extras || !get(element, "Timestamp").empty();
     }
     return items;
 }
@@ -163,7 +168,7 @@ PropertyRequest read_properties(const XmlElement& request) {
     properties.all = get_flag(request, "ReturnAllProperties", false);
     properties.values = get_flag(request, "ReturnPropertyValues", false);
     for (const XmlElement& element : request.find_children("PropertyNames")) {
-        const xmlda::QualifiedName name = element.resolve(to_trimmed(element.get_text()));
+        const xmlda::QualifiedName name = element.resolve(trim(element.get_text()));
         properties.names.push_back(name.namespace_uri == PROPERTY_NAMESPACE ? "telvix:" + name.name
                                                                             : name.name);
     }
@@ -241,9 +246,9 @@ RefreshRequest SoapRequest::read_refresh() const {
     RefreshRequest refresh;
     refresh.options = read_options(request_);
     for (const XmlElement& element : request_.find_children("ServerSubHandles")) {
-        refresh.handles.push_back(to_trimmed(element.get_text()));
+        refresh.handles.emplace_back(trim(element.get_text()));
     }
-    if (const std::string text = to_trimmed(get(request_, "HoldTime")); !text.empty()) {
+    if (const std::string text(trim(get(request_, "HoldTime"))); !text.empty()) {
         refresh.hold_until = parse_date_time(text);
         if (!refresh.hold_until) {
             refuse("'" + text + "' is not a time, for HoldTime");
@@ -255,19 +260,19 @@ RefreshRequest SoapRequest::read_refresh() const {
 }
 
 CancelRequest SoapRequest::read_cancel() const {
-    return {.handle = to_trimmed(get(request_, "ServerSubHandle")),
-            .request_handle = request_.find_attribute("ClientRequestHandle")};
+    return {.handle = std::string(trim(get(request_, "ServerSubHandle"))),
+            .request_handle = to_string(request_.find_attribute("ClientRequestHandle"))};
 }
 
 BrowseRequest SoapRequest::read_browse() const {
     BrowseRequest browse;
     browse.options = read_own_options(request_);
     browse.item = read_item(request_, {});
-    browse.continuation_point = get(request_, "ContinuationPoint");
+    browse.continuation_point = get_text(request_, "ContinuationPoint");
     browse.most_elements =
         static_cast<std::size_t>(std::max(0, get_integer(request_, "MaxElementsReturned")));
-    browse.filter = find(request_, "BrowseFilter").value_or("all");
-    browse.name_filter = get(request_, "ElementNameFilter");
+    browse.filter = std::string(find(request_, "BrowseFilter").value_or("all"));
+    browse.name_filter = get_text(request_, "ElementNameFilter");
     browse.properties = read_properties(request_);
     return browse;
 }
@@ -276,7 +281,7 @@ GetPropertiesRequest SoapRequest::read_get_properties() const {
     GetPropertiesRequest request;
     request.options = read_own_options(request_);
     request.properties = read_properties(request_);
-    const ListDefaults defaults{.path = find(request_, "ItemPath"), .type = {}, .deadband = 0};
+    const ListDefaults defaults{.path = to_string(find(request_, "ItemPath")), .type = {}, .deadband = 0};
     for (const XmlElement& element : request_.find_children("ItemIDs")) {
         request.items.push_back(read_item(element, defaults));
     }

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <utility>
 
 namespace gateway {
 namespace {
@@ -19,8 +20,8 @@ constexpr unsigned HTTP_OK = 200;
 constexpr unsigned HTTP_BAD_REQUEST = 400;
 constexpr unsigned HTTP_SERVER_ERROR = 500;
 
-const std::vector<std::string> STATE_NAMES = {"accessRights", "value", "quality", "timestamp"};
-const std::vector<std::string> FACT_NAMES = {"dataType", "lowEU", "highEU", "euInfo"};
+const std::vector<std::string> STATE_NAMES = {"value", "quality", "timestamp"};
+const std::vector<std::string> FACT_NAMES = {"accessRights", "dataType", "lowEU", "highEU", "euInfo"};
 
 std::string to_flag(bool flag) {
     return flag ? "true" : "false";
@@ -87,24 +88,28 @@ ItemFacts to_facts(const xmlda::ItemProperties& properties) {
     return facts;
 }
 
-ItemAnswer to_answer(const std::optional<xmlda::ItemProperties>& properties, bool with_facts) {
+ItemAnswer to_answer(std::optional<xmlda::ItemProperties> properties, bool with_facts) {
     ItemAnswer answer;
     if (!properties) {
         answer.state.kind = ItemState::Kind::MISSING;
         return answer;
     }
-    if (properties->find("accessRights") == nullptr) {  // which all variables have
-        answer.state.kind = ItemState::Kind::BRANCH;
-        return answer;
-    }
-    answer.state.kind = ItemState::Kind::VARIABLE;
-    if (const xmlda::Value* const value = properties->find("value")) {
-        answer.state.value = to_published_value(*value);
-    }
-    answer.state.quality = properties->get_text("quality");
-    answer.state.timestamp = properties->get_text("timestamp");
+    answer.state.kind = ItemState::Kind::BRANCH;
     if (with_facts) {
         answer.facts = to_facts(*properties);
+    }
+    for (xmlda::Property& property : properties->properties) {
+        if (!property.value) {
+            continue;
+        }
+        if (property.name == "value") {
+            answer.state.value = to_published_value(std::move(*property.value));
+        } else if (property.name == "quality") {  // which all variables have
+            answer.state.kind = ItemState::Kind::VARIABLE;
+            answer.state.quality = std::move(property.value->text);
+        } else if (property.name == "timestamp") {
+            answer.state.timestamp = std::move(property.value->text);
+        }
     }
     return answer;
 }
@@ -201,10 +206,10 @@ Task<std::vector<ItemAnswer>> ServerClient::read_items(std::vector<std::string> 
     }
     bool is_refused = false;
     try {
-        const auto found = co_await get_properties(paths, choice);
+        auto found = co_await get_properties(paths, choice);
         answers.reserve(found.size());
-        for (const auto& properties : found) {
-            answers.push_back(to_answer(properties, with_facts));
+        for (auto& properties : found) {
+            answers.push_back(to_answer(std::move(properties), with_facts));
         }
     } catch (const RequestRefused&) {
         is_refused = true;

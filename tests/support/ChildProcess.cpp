@@ -1,5 +1,7 @@
 #include "support/ChildProcess.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -73,6 +75,13 @@ std::vector<std::string> create_environment(std::map<std::string, std::string> v
     return settings;
 }
 
+/// Whether a sanitizer has found something in the program that printed this. That is a failure of the test
+/// that ran it: a report of the thread sanitizer does not end a program.
+bool holds_report(const std::string& text) {
+    return text.find("Sanitizer: ") != std::string::npos ||
+           text.find(": runtime error: ") != std::string::npos;
+}
+
 int to_status(int wait_status) {
     return WIFEXITED(wait_status) ? WEXITSTATUS(wait_status) : 128 + WTERMSIG(wait_status);
 }
@@ -101,8 +110,16 @@ ChildProcess::~ChildProcess() {
         ::kill(process_, SIGKILL);
         ::waitpid(process_, nullptr, 0);
     }
-    for (const Stream& stream : streams_) {
+    for (Stream& stream : streams_) {
+        pollfd entry = {.fd = stream.descriptor, .events = POLLIN, .revents = 0};
+        while (::poll(&entry, 1, 0) > 0 && read_stream(stream)) {
+        }
         ::close(stream.descriptor);
+    }
+    for (const std::string& text : {outcome_.output, outcome_.errors}) {
+        if (holds_report(text)) {
+            ADD_FAILURE() << "a sanitizer has reported: " << text;
+        }
     }
 }
 

@@ -112,6 +112,7 @@ try_packages=(
   iproute2:ip
   lintian:lintian
   mmdebstrap:mmdebstrap
+  podman:podman
 )
 bench_packages=(
   libbenchmark-dev:/usr/include/benchmark/benchmark.h

@@ -17,7 +17,7 @@ if(KX_SANITIZE)
   target_link_options(kx_build_flags INTERFACE -fsanitize=${KX_SANITIZE})
 endif()
 
-# Counts what runs of what ships: the libraries, the tools and the plant. Tests are not counted, but link what counts.
+# Counts what runs of what ships: the libraries and the tools. Tests are not counted, but link what counts.
 if(KX_COVERAGE)
   target_link_options(kx_build_flags INTERFACE --coverage)
 endif()

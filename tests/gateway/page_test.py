@@ -29,7 +29,7 @@ class PageTest(unittest.TestCase):
     def tearDown(self):
         if self.browser:
             self.browser.quit()
-        self.gateway.kill()
+        self.gateway.stop()
         self.plant.kill()
 
     def open(self, width=1280, height=860):

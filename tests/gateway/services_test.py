@@ -93,8 +93,10 @@ class Site(unittest.TestCase):
 
     @classmethod
     def tearDownClass(cls):
-        cls.gateway.kill()
+        status, _ = cls.gateway.stop()  # only then leaks are looked for, and what has run is counted
         cls.plant.kill()
+        if status != 0:
+            raise AssertionError(f"the gateway has ended with {status}: {cls.gateway.read_errors()}")
 
     def figure(self, name):
         text = self.gateway.get("/metrics")[1].decode()

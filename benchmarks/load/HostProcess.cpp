@@ -16,8 +16,6 @@
 
 namespace kx::benchmarks {
 
-using information_model::opc::testing::count_open_files;
-using information_model::opc::testing::count_threads;
 using information_model::opc::testing::read_process_status;
 
 void report_port(unsigned short port, int descriptor) {
@@ -89,14 +87,6 @@ std::size_t HostProcess::get_peak_resident_size() const {
 
 void HostProcess::reset_peak_resident_size() const {
     std::ofstream("/proc/" + std::to_string(pid_) + "/clear_refs") << "5";
-}
-
-std::size_t HostProcess::get_descriptor_count() const {
-    return count_open_files(std::to_string(pid_));
-}
-
-std::size_t HostProcess::get_thread_count() const {
-    return count_threads(std::to_string(pid_));
 }
 
 }  // namespace kx::benchmarks

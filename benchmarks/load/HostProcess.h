@@ -44,10 +44,6 @@ public:
     std::size_t get_peak_resident_size() const;
     void reset_peak_resident_size() const;
 
-    /// How many file descriptors are open, and how many threads there are.
-    std::size_t get_descriptor_count() const;
-    std::size_t get_thread_count() const;
-
 private:
     /// @param run  does not return; gets the descriptor that the port is to be written to
     void start(const std::function<void(int descriptor)>& run);

@@ -76,16 +76,6 @@ std::string create_write_request(std::size_t items, std::size_t variables) {
                 "</Write>");
 }
 
-std::string create_properties_request(std::size_t items, std::size_t variables) {
-    std::string ids;
-    for (std::size_t item = 0; item < items; ++item) {
-        ids += "<ItemIDs ItemName=\"" + create_item_name(item * get_stride(items, variables) % variables) +
-               "\"/>";
-    }
-    return wrap(R"(<GetProperties ReturnAllProperties="true" ReturnPropertyValues="true">)" + ids +
-                "</GetProperties>");
-}
-
 std::string create_subscribe_request(std::size_t items, std::size_t variables,
                                      std::chrono::milliseconds ping_rate) {
     return wrap("<Subscribe ReturnValuesOnReply=\"true\" SubscriptionPingRate=\"" +
@@ -93,19 +83,8 @@ std::string create_subscribe_request(std::size_t items, std::size_t variables,
 }
 
 std::string create_poll_request(const std::string& server_handle) {
-    return create_poll_request(std::vector<std::string>{server_handle});
-}
-
-std::string create_poll_request(const std::vector<std::string>& server_handles) {
-    std::string handles;
-    for (const std::string& handle : server_handles) {
-        handles += "<ServerSubHandles>" + handle + "</ServerSubHandles>";
-    }
-    return wrap("<SubscriptionPolledRefresh>" + handles + "</SubscriptionPolledRefresh>");
-}
-
-std::string create_cancel_request(const std::string& server_handle) {
-    return wrap("<SubscriptionCancel ServerSubHandle=\"" + server_handle + "\"/>");
+    return wrap("<SubscriptionPolledRefresh><ServerSubHandles>" + server_handle +
+                "</ServerSubHandles></SubscriptionPolledRefresh>");
 }
 
 std::string create_browse_request(const std::string& path) {

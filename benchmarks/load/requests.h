@@ -14,15 +14,12 @@ namespace kx::benchmarks {
 /// again. Each item has a client handle of its own.
 /// @{
 std::string create_status_request();
-std::string create_read_request(std::size_t items, std::size_t variables);        ///< with timestamps
-std::string create_type_read_request(const std::string& type_name);               ///< all variables of a type
-std::string create_write_request(std::size_t items, std::size_t variables);       ///< without values on reply
-std::string create_properties_request(std::size_t items, std::size_t variables);  ///< all, with their values
+std::string create_read_request(std::size_t items, std::size_t variables);   ///< with timestamps
+std::string create_type_read_request(const std::string& type_name);          ///< all variables of a type
+std::string create_write_request(std::size_t items, std::size_t variables);  ///< without values on reply
 std::string create_subscribe_request(std::size_t items, std::size_t variables,
                                      std::chrono::milliseconds ping_rate = std::chrono::hours(1));
 std::string create_poll_request(const std::string& server_handle);
-std::string create_poll_request(const std::vector<std::string>& server_handles);
-std::string create_cancel_request(const std::string& server_handle);
 std::string create_browse_request(const std::string& path);  ///< all properties with their values
 /// @}
 

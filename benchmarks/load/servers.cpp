@@ -23,10 +23,7 @@
 #include <Poco/ThreadPool.h>
 
 #include <array>
-#include <chrono>
 #include <memory>
-#include <mutex>
-#include <stop_token>
 #include <string>
 #include <thread>
 
@@ -68,28 +65,6 @@ std::shared_ptr<InformationModel> create_model(std::size_t variables) {
     return model;
 }
 
-// Every hundredth of a second there is one domain more, or, every tenth time, none.
-void grow_and_shrink(InformationModel& model, const std::stop_token& stop) {
-    std::unique_lock start(model.get_information_tree());
-    Domain& coming = model.get_root().add_domain("coming");
-    start.unlock();
-    for (int turn = 0; !stop.stop_requested(); turn = (turn + 1) % 10) {
-        {
-            const std::lock_guard lock(model.get_information_tree());
-            for (int added = 0; turn == 9 && added < 9; ++added) {
-                coming.remove("d" + std::to_string(added));
-            }
-            if (turn < 9) {
-                Domain& domain =
-                    coming.add_domain("d" + std::to_string(turn), {.description = "for a moment"});
-                domain.add_variable("count", Value(turn), {.writable = true});
-                domain.add_variable("text", Value("turn " + std::to_string(turn)));
-            }
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
 Poco::Net::ServerSocket create_socket(const TlsFiles* certificate) {
     const Poco::Net::SocketAddress address("127.0.0.1", 0);
     if (certificate == nullptr) {
@@ -121,17 +96,6 @@ Serve serve_changing_tree(std::size_t variables, LockWaits& waits) {
         const auto model = create_model(variables);
         opc::Server server("127.0.0.1", model);
         const HostUpdates updates(*model, waits);
-        listening(server.start());
-    };
-}
-
-Serve serve_growing_tree(std::size_t variables, LockWaits& waits) {
-    return [variables, &waits](const Listening& listening) {
-        Poco::ThreadPool::defaultPool().addCapacity(ADDITIONAL_WORKERS);
-        const auto model = create_model(variables);
-        opc::Server server("127.0.0.1", model);
-        const HostUpdates updates(*model, waits);
-        const std::jthread growth([&](const std::stop_token& stop) { grow_and_shrink(*model, stop); });
         listening(server.start());
     };
 }

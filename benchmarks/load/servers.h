@@ -21,9 +21,6 @@ Serve serve_tree(std::size_t variables, const TlsFiles* certificate = nullptr);
 /// The same, with a host that changes the tree meanwhile.
 Serve serve_changing_tree(std::size_t variables, LockWaits& waits);
 
-/// The same, with a host that also adds and removes items, below "/coming", all the time.
-Serve serve_growing_tree(std::size_t variables, LockWaits& waits);
-
 /// What the network costs: an HTTP server of the same make, which reads the request and answers with as many
 /// bytes as the path of the request says.
 Serve serve_constant_replies(const TlsFiles* certificate = nullptr);

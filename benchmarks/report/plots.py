@@ -65,18 +65,21 @@ PLOTS = {
         "xlabel": "items in one request",
         "ylabel": "processor time of the server, µs an item",
         "key": "top right",
+        "caption": "Larger requests cost no more for each item: a level line.",
         "options": 'set logscale xy\nset format x "10^{%L}"\nset xrange [0.7:1.5e6]\nset yrange [0.04:100]'}),
     "performance-clients": (create_client_points, {
         "title": "Read of 100 doubles by several clients, which share the processors with the server",
         "xlabel": "clients, each with one connection",
         "ylabel": "requests a second",
         "key": "bottom right",
+        "caption": "Clients share the processors with the server here.",
         "options": "set logscale x 2\nset xrange [0.9:70]\nset yrange [0:*]"}),
     "performance-memory": (create_memory_points, {
         "title": "Memory of a server with its tree",
         "xlabel": "variables in the tree",
         "ylabel": "resident memory, MB",
         "key": "top left",
+        "caption": "Memory follows the number of variables. The peer holds the same tree.",
         "options": 'set logscale xy\nset format x "10^{%L}"\nset xrange [700:1.5e6]'}),
 }
 
@@ -92,11 +95,14 @@ def create_script(points, picture, machine, texts):
 
 
 def draw(figures, folder):
-    """Writes those plots whose figures were measured."""
+    """Writes those plots whose figures were measured. The lines of a page that show them."""
     notes = [line["note"] for line in figures.lines if "note" in line]
     machine = notes[0].split(", load")[0] if notes else ""
+    page = []
     for name, (create_points, texts) in PLOTS.items():
         points = create_points(figures)
         if points:
             script = create_script(points, f"{folder}/{name}.svg", machine, texts)
             subprocess.run(["gnuplot"], input=script, text=True, check=True)
+            page.append(f"{texts['caption']}\n\n![{texts['ylabel']}, against {texts['xlabel']}]({name}.svg)\n")
+    return "\n".join(page)

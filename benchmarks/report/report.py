@@ -55,20 +55,24 @@ def format_comparison(before, now):
     return "\n".join(notes) + "\n" + tables.format_tables(compared)
 
 
-def replace_table(document, text):
-    """Replaces what stands between the two marks of a page."""
+def replace_part(document, part, text):
+    """Replaces what stands between the two marks of a part of a page."""
     page = document.read_text(encoding="utf-8")
-    head, mark, rest = page.partition("<!-- the table, written by scripts/bench --document -->\n")
-    _, end, tail = rest.partition("<!-- end of the table -->")
+    head, mark, rest = page.partition(f"<!-- {part}, written by scripts/bench --document -->\n")
+    _, end, tail = rest.partition(f"<!-- end of {part} -->")
     if not mark or not end:
-        raise ValueError(f"{document} has no place for a table")
-    document.write_text(f"{head}{mark}```text\n{text}```\n{end}{tail}", encoding="utf-8")
+        raise ValueError(f"{document} has no place for {part}")
+    document.write_text(f"{head}{mark}{text}{end}{tail}", encoding="utf-8")
+
+
+def replace_table(document, table):
+    replace_part(document, "the table", f"```text\n{table}```\n")
 
 
 def write_document(figures, folder):
     replace_table(folder / "performance.md", format_run(figures, USER_TABLES))
     replace_table(folder / "internals" / "request-costs.md", format_run(figures))
-    plots.draw(figures, folder)
+    replace_part(folder / "performance.md", "the plots", plots.draw(figures, folder))
 
 
 def main(words):

@@ -165,14 +165,17 @@ class Program(Folder):
     def test_puts_tables_and_plots_into_the_documentation(self):
         if shutil.which("gnuplot") is None:
             self.skipTest("there is no gnuplot here")
-        marks = "<!-- the table, written by scripts/bench --document -->\nold\n<!-- end of the table -->\nafter\n"
+        marks = "".join(f"<!-- {part}, written by scripts/bench --document -->\nold\n<!-- end of {part} -->\nafter\n"
+                        for part in ("the table", "the plots"))
         (self.folder / "internals").mkdir()
         for page in ("performance.md", "internals/request-costs.md"):
             (self.folder / page).write_text("before\n" + marks, encoding="utf-8")
         run(self.write("lines", create_line("Read 1", units=1, ours=[8], floor=[4], peer=[10]),
                        create_line("4 clients", tables.CLIENTS, ours=[8])), "--document", self.folder)
         page = (self.folder / "performance.md").read_text(encoding="utf-8")
-        self.assertRegex(page, r"(?s)^before\n<!-- the table.*```text\n.*Read 1 .*```\n<!-- end.*\nafter\n$")
+        self.assertRegex(page, r"(?s)^before\n<!-- the table.*```text\n.*Read 1 .*```\n<!-- end.*\nafter\n<!-- the plots")
+        self.assertIn("](performance-clients.svg)\n<!-- end of the plots -->\nafter\n", page)
+        self.assertNotIn("performance-memory", page)
         self.assertNotIn("old", page)
         self.assertIn("this library", (self.folder / "performance.svg").read_text(encoding="utf-8"))
         self.assertTrue((self.folder / "performance-clients.svg").exists())

@@ -11,9 +11,11 @@
 #include <Poco/DOM/NodeAppender.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <memory_resource>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -49,7 +51,10 @@ public:
     std::pmr::memory_resource& get_memory() noexcept { return memory_; }
 
     /// The texts of all elements, in their order. Requests in good faith hold few.
-    std::string& get_text() noexcept { return text_; }
+    const std::string& get_text() const noexcept { return text_; }
+
+    /// @throws RequestLimitException  if all texts together are longer than 4 GiB
+    void append_text(std::string_view text);
 
 protected:
     ~RequestDocument() override;
@@ -69,9 +74,9 @@ public:
     /// @param name  of the document's table
     RequestElement(RequestDocument& document, const XmlName& name);
 
-    /// Appends an attribute that the element does not have yet, and copies its value.
-    /// @param name  of the document's table
-    void append_attribute(const XmlName& name, std::string_view value);
+    /// Gives it its attributes, and copies them. To be called at most once.
+    /// @param attributes  as expat has them: names and values in turn, and a null pointer behind the last
+    void set_attributes(const char* const* attributes);
 
     /// The only way in which children come.
     void append_child(RequestElement& child) { children_.appendChild(&child); }
@@ -91,7 +96,7 @@ public:
     const std::string& localName() const override { return name_.local_name; }
     std::string prefix() const override { return name_.get_prefix(); }
     std::string innerText() const override;
-    bool hasAttributes() const override { return first_attribute_ != nullptr; }
+    bool hasAttributes() const override { return attribute_count_ > 0; }
 
     /// Makes a node of each attribute first, once.
     Poco::XML::NamedNodeMap* attributes() const override;
@@ -103,18 +108,20 @@ private:
     struct Attribute {
         const XmlName* name;
         std::string_view value;
-        Attribute* next;
     };
 
     RequestDocument& get_document() const noexcept;
     void make_attribute_nodes();
 
+    std::span<const Attribute> get_attributes() const noexcept { return {attributes_, attribute_count_}; }
+
+    // There may be millions of them: what is small is kept small.
     const XmlName& name_;
-    Attribute* first_attribute_ = nullptr;
-    Attribute* last_attribute_ = nullptr;
+    Attribute* attributes_ = nullptr;
     Poco::XML::NodeAppender children_;
-    std::size_t text_start_;
-    std::size_t text_size_ = 0;
+    std::uint32_t text_start_;
+    std::uint32_t text_size_ = 0;
+    std::uint32_t attribute_count_ = 0;
     bool has_attribute_nodes_ = false;
 };
 

@@ -107,7 +107,7 @@ struct RequestBuilder::Callbacks {
 
     static void character_data(void* user_data, const XML_Char* text, int length) {
         RequestBuilder& builder = get_builder(user_data);
-        builder.guard([&] { builder.document_->get_text().append(text, static_cast<std::size_t>(length)); });
+        builder.guard([&] { builder.document_->append_text({text, static_cast<std::size_t>(length)}); });
     }
 
     static void start_namespace(void* user_data, const XML_Char* /*prefix*/, const XML_Char* uri) {
@@ -183,12 +183,9 @@ void RequestBuilder::start_element(const char* name, const char** attributes) {
         throw RequestLimitException("too many elements");
     }
     --remaining_elements_;
-    NameTable& names = document_->get_names();
     Poco::AutoPtr<RequestElement> element =
-        new (document_->get_memory()) RequestElement(*document_, names.get(name));
-    for (; *attributes != nullptr; attributes += 2) {
-        element->append_attribute(names.get(attributes[0]), attributes[1]);
-    }
+        new (document_->get_memory()) RequestElement(*document_, document_->get_names().get(name));
+    element->set_attributes(attributes);
     if (open_elements_.empty()) {
         document_->appendChild(element);
     } else {

@@ -121,6 +121,32 @@ TEST(Request, MustBeAnEnvelope) {
     }
 }
 
+/// An element with attributes, each of another name.
+std::string create_element(int attributes, const std::string& equals) {
+    std::string element = "<Read";
+    for (int i = 0; i < attributes; ++i) {
+        element += " a" + std::to_string(i) + equals + "'>'";
+    }
+    return element + "/>";
+}
+
+TEST(Request, HasABoundOfAttributesOfAnElement) {
+    EXPECT_EQ(parse(create_element(3900, "=")).get_service(), "Read");
+    for (const char* const equals : {"=", " =\n "}) {
+        try {
+            parse(create_element(4001, equals));
+            FAIL() << "with '" << equals << "'";
+        } catch (const SoapFault& fault) {
+            EXPECT_EQ(fault.get_code(), "E_OUTOFMEMORY");
+        }
+    }
+    std::string texts;
+    for (int i = 0; i < 3000; ++i) {
+        texts += "<a b='1'>c=\"d\"</a>";
+    }
+    EXPECT_EQ(parse("<Read>" + texts + "</Read>").get_service(), "Read");
+}
+
 TEST(Request, HasABoundOfElements) {
     std::string content;
     for (int i = 0; i < 1'000'001; ++i) {

@@ -18,6 +18,7 @@ using xmlda::XmlElement;
 
 constexpr std::size_t MOST_TAGS = 1'000'000;
 constexpr std::ptrdiff_t MOST_ATTRIBUTES = 2'000'000;
+constexpr std::size_t MOST_ATTRIBUTES_OF_AN_ELEMENT = 4000;
 constexpr std::size_t MOST_INHERITED = 32U << 20U;  // bytes that the items of a list have from it, together
 constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
 
@@ -190,11 +191,34 @@ XmlElement find_request(const XmlElement& root) {
     return children.front();
 }
 
+/// libxml2 compares each attribute with all others of its element. What looks like an attribute in a text
+/// counts as well.
+bool has_crowded_element(std::string_view document) {
+    constexpr std::string_view BETWEEN("\0 \t\r\n", 5);  // "=" and what it gives; with zeros in UTF-16
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < document.size(); ++i) {
+        if (document[i] == '<') {
+            count = 0;
+        } else if (document[i] == '=') {
+            const std::size_t next = document.find_first_not_of(BETWEEN, i + 1);
+            const bool is_quote =
+                next != std::string_view::npos && (document[next] == '"' || document[next] == '\'');
+            if (is_quote && ++count > MOST_ATTRIBUTES_OF_AN_ELEMENT) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 /// What a small document may become in memory is limited before it is parsed.
 const std::string& check_size(const std::string& document) {
     if (count_elements(document) > MOST_TAGS ||
         std::count(document.begin(), document.end(), '=') > MOST_ATTRIBUTES) {
         throw SoapFault("E_OUTOFMEMORY", "the request has too many elements");
+    }
+    if (has_crowded_element(document)) {
+        throw SoapFault("E_OUTOFMEMORY", "an element of the request has too many attributes");
     }
     return document;
 }

@@ -93,6 +93,21 @@ TEST(ParseXml, OtherEncodings) {
     EXPECT_EQ(document.get_root().get_text(), "\xC3\xA4");
 }
 
+TEST(ParseXml, EncodingsWithOtherSigns) {
+    const std::string reason = "an encoding that is none of UTF-8, UTF-16, ISO-8859 and Windows in line 1";
+    expect_refusal("<?xml version='1.0' encoding='UTF-7'?>+ADw-a/+AD4-", reason);
+    // The same, of IBM037.
+    expect_refusal(
+        "\x4C\x6F\xA7\x94\x93\x40\xA5\x85\x99\xA2\x89\x96\x95\x7E\x7F\xF1\x4B\xF0\x7F\x40\x85\x95\x83\x96"
+        "\x84\x89\x95\x87\x7E\x7F\xC9\xC2\xD4\xF0\xF3\xF7\x7F\x6F\x6E\x4C\x81\x61\x6E",
+        reason);
+    const XmlDocument windows("<?xml version='1.0' encoding='windows-1252'?><a>\x80</a>");
+    EXPECT_EQ(windows.get_root().get_text(), "\xE2\x82\xAC");
+    const std::u16string wide = u"\uFEFF<a>\u00E4</a>";
+    const XmlDocument utf_16({reinterpret_cast<const char*>(wide.data()), 2 * wide.size()});
+    EXPECT_EQ(utf_16.get_root().get_text(), "\xC3\xA4");
+}
+
 TEST(ParseXml, LongTexts) {
     const std::string text(12'000'000, 'x');
     const XmlDocument document("<a b='" + text + "'>" + text + "</a>");

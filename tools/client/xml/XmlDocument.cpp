@@ -56,6 +56,18 @@ std::string_view to_view(const xmlChar* text) {
     return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
 }
 
+/// In others, such as EBCDIC and UTF-7, '<' is another byte: who counts these to judge how large a document
+/// becomes in memory would be wrong. Known once the parser has seen the first element.
+bool has_plain_encoding(const xmlParserCtxt& context) {
+    const xmlParserInputBuffer* const buffer = context.input->buf;
+    if (buffer == nullptr || buffer->encoder == nullptr) {
+        return true;  // UTF-8
+    }
+    const std::string_view name = buffer->encoder->name;
+    return name.starts_with("UTF-16") || name.starts_with("ISO-8859") || name.starts_with("WINDOWS-125") ||
+           name.starts_with("CP125") || name.ends_with("ASCII");
+}
+
 /// libxml2 wants to be set up by one thread before several use it.
 void initialise() {
     static const bool is_done = [] {
@@ -118,6 +130,10 @@ private:
                               const xmlChar* uri, int declarations, const xmlChar** declaration_list,
                               int attributes, int /*defaulted*/, const xmlChar** attribute_list) {
         Parser& parser = get_parser(context);
+        if (parser.depth_ == 0 && !has_plain_encoding(*parser.context_)) {
+            parser.refuse("an encoding that is none of UTF-8, UTF-16, ISO-8859 and Windows");
+            return;
+        }
         if (parser.depth_ == parser.open_.size()) {
             parser.refuse("elements nested too deep");
             return;

@@ -406,17 +406,17 @@ TEST(PlantFaults, ThatAreNoneAreRefusedWithOneLine) {
         const std::string& errors = outcome.errors;
         return std::regex_replace(errors, std::regex("^kx-plant: |/[^ :']*tmp[^ :']*"), "");
     };
-    EXPECT_EQ(refuse("\n1 2 flood\n"), ":2: 'flood' is none of sensor, jump, freeze and drop\n");
-    EXPECT_EQ(refuse("1 2"), ":1: a fault is BEGIN LENGTH and sensor, jump, freeze or drop\n");
+    EXPECT_EQ(refuse("\n1 2 flood\n"), ":2: 'flood' is not one of sensor, jump, freeze and drop\n");
+    EXPECT_EQ(refuse("1 2"), ":1: a fault is BEGIN LENGTH, then sensor, jump, freeze or drop\n");
     EXPECT_EQ(refuse("1 -2 drop"), ":1: '-2' is not a time in seconds, up to a week\n");
     EXPECT_EQ(refuse("1 2 jump /a x"), ":1: 'x' is not a number\n");
-    EXPECT_EQ(refuse("1 2 jump /a"), ":1: behind \"jump\" stand an item and a number\n");
-    EXPECT_EQ(refuse("1 2 drop it"), ":1: nothing stands behind \"drop\"\n");
+    EXPECT_EQ(refuse("1 2 jump /a"), ":1: \"jump\" needs an item and a number\n");
+    EXPECT_EQ(refuse("1 2 drop it"), ":1: \"drop\" takes nothing else\n");
     EXPECT_EQ(refuse("repeat"), ":1: \"repeat\" takes one number of seconds\n");
-    EXPECT_EQ(refuse("# none"), " holds no faults\n");
-    EXPECT_EQ(refuse("0 0 drop"), ": the faults last no time\n");
-    EXPECT_EQ(refuse("1 9 drop\nrepeat 5"), ": 'drop' lasts beyond the repetition\n");
-    EXPECT_EQ(refuse("1 9 sensor /a\n5 9 sensor /a"), ": two faults of '/a' at one time\n");
+    EXPECT_EQ(refuse("# none"), " contains no faults\n");
+    EXPECT_EQ(refuse("0 0 drop"), ": all faults have the length 0\n");
+    EXPECT_EQ(refuse("1 9 drop\nrepeat 5"), ": 'drop' ends after the time in \"repeat\"\n");
+    EXPECT_EQ(refuse("1 9 sensor /a\n5 9 sensor /a"), ": two faults of '/a' overlap\n");
     EXPECT_EQ(refuse("1 9 sensor /a"), "the plant has no variable '/a' that could fail\n");
     EXPECT_EQ(refuse("1 9 jump /boiler/mode 1"), "'/boiler/mode' cannot jump: it is not a number\n");
 }

@@ -307,7 +307,7 @@ TEST_F(Commands, WriteWhatCanOnlyBeRead) {
     expect_failure(run({"write", "/boiler/temperature=1"}), 13,
                    "xmlda: /boiler/temperature: not written: the item is read-only\n");
     expect_failure(run({"write", "--type", "double", "/boiler/temperature=1"}), 13,
-                   "xmlda: /boiler/temperature: not written: the server did not acknowledge it\n");
+                   "xmlda: /boiler/temperature: not written: the server did not confirm it\n");
     EXPECT_EQ(host.get("boiler/temperature"), Value(21.5));
 }
 
@@ -378,8 +378,8 @@ TEST(Help, IsPrinted) {
 
 TEST(Help, WrongArgumentsAreStatusTwo) {
     expect_failure(run_xmlda({"read"}), 2,
-                   "xmlda: URL is required, here or in the variable XMLDA_URL (xmlda read --help "
-                   "tells more)\n");
+                   "xmlda: URL is required, here or in the variable XMLDA_URL (see xmlda read "
+                   "--help)\n");
 }
 
 }  // namespace

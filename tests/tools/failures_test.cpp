@@ -71,12 +71,12 @@ TEST(Failures, ClosedWithoutAnAnswer) {
 
 TEST(Failures, TimeOut) {
     expect_message(ask(FakeServer::SILENCE, {"--timeout", "100ms"}), 6,
-                   "no complete reply within the time-out");
+                   "no complete reply within the timeout");
 }
 
 TEST(Failures, TimeOutInTheMiddle) {
     expect_message(ask("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nabc", {"--timeout", "100ms"}), 6,
-                   "no complete reply within the time-out");
+                   "no complete reply within the timeout");
 }
 
 TEST(Failures, FaultsWithAnyStatus) {
@@ -107,8 +107,9 @@ TEST(Failures, OtherStatuses) {
                    "the server answered 404 Not Found");
     expect_message(ask(to_reply("try later\nmore", "503 Service Unavailable", "text/plain")), 9,
                    "the server answered 503 Service Unavailable \"try later\"");
-    expect_message(ask(to_reply("", "401 Unauthorized")), 9,
-                   "the server answered 401 Unauthorized: it wants to know who asks (--user, --certificate)");
+    expect_message(
+        ask(to_reply("", "401 Unauthorized")), 9,
+        "the server answered 401 Unauthorized: authentication is required (--user, --certificate)");
     expect_message(ask(to_reply("", "302 Found")), 9, "the server answered 302 Found");
 }
 
@@ -124,15 +125,13 @@ TEST(Failures, StatusLinesCannotObeyTheTerminal) {
 
 TEST(Failures, UnexpectedContent) {
     expect_message(ask("220 mail.example ESMTP\r\n"), 10, "the answer is not HTTP");
-    expect_message(ask(to_reply("hello")), 10,
-                   "the reply is not the XML it should be: syntax error in line 1");
-    expect_message(ask(to_reply("")), 10,
-                   "the reply is not the XML it should be: no element found in line 1");
-    expect_message(ask(to_reply("<html/>")), 10, "the reply is XML, but no SOAP envelope with a body");
+    expect_message(ask(to_reply("hello")), 10, "the reply is malformed XML: syntax error in line 1");
+    expect_message(ask(to_reply("")), 10, "the reply is malformed XML: no element found in line 1");
+    expect_message(ask(to_reply("<html/>")), 10, "the reply is not a SOAP envelope with a body");
     expect_message(ask(to_soap_reply("<da:ReadResponse/>")), 10,
                    "the reply holds 'ReadResponse' instead of 'GetStatusResponse'");
     expect_message(ask(to_reply("<!DOCTYPE a [<!ENTITY b 'c'>]><a/>")), 10,
-                   "the reply is not the XML it should be: a document type declaration in line 1");
+                   "the reply is malformed XML: a document type declaration in line 1");
 }
 
 TEST(Failures, TlsInAnswerToPlainText) {
@@ -170,12 +169,12 @@ TEST(Failures, TlsWithAServerThatHasNone) {
     const Outcome outcome = run_xmlda({"status", "https://" + address, "--timeout", "200ms"});
 
     // It waits for the end of a request in plain text, which never comes.
-    expect_message(outcome, 6, "TLS with " + address + " was not agreed on within the time-out");
+    expect_message(outcome, 6, "no TLS connection with " + address + " within the timeout");
 }
 
 TEST(Failures, TimeOutWhileHeadersTrickle) {
     expect_message(ask(FakeServer::TRICKLE, {"--timeout", "200ms"}), 6,
-                   "no complete reply within the time-out");
+                   "no complete reply within the timeout");
 }
 
 /// A name server that does not answer.
@@ -192,7 +191,7 @@ TEST(Hanging, LookUpsEndWithTheDeadline) {
         run_xmlda({"read", "http://plant.example:8080", "a", "--timeout", "300ms"}, get_hanging_lookup());
 
     EXPECT_THAT(outcome.errors,
-                ::testing::HasSubstr("xmlda: cannot look up 'plant.example' within the time-out\n"));
+                ::testing::HasSubstr("xmlda: cannot look up 'plant.example' within the timeout\n"));
     EXPECT_EQ(outcome.status, 6);
 }
 
@@ -235,7 +234,7 @@ TEST(Hanging, ConnectionsEndWithTheDeadline) {
     const BusyServer server;
 
     expect_message(run_xmlda({"status", "http://" + server.get_address(), "--timeout", "300ms"}), 6,
-                   "cannot connect to " + server.get_address() + " within the time-out");
+                   "cannot connect to " + server.get_address() + " within the timeout");
 }
 
 TEST(Hanging, ConnectionsEndOnCtrlC) {

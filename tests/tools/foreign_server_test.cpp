@@ -57,7 +57,7 @@ TEST(ForeignServer, BrowseSaysWhatIsMissing) {
 
     EXPECT_EQ(outcome.output, "b\n└── a  i\n");
     EXPECT_EQ(outcome.errors,
-              "xmlda: 'b' is not complete: the server has more elements, but says not how to get them\n");
+              "xmlda: 'b' is not complete: the server has more elements, but does not say how to get them\n");
     EXPECT_EQ(outcome.status, 11);
 }
 
@@ -82,8 +82,8 @@ TEST(ForeignServer, BrowseGoesDownWithItemPaths) {
                                   "/\n"
                                   "├── DA/                               root  in DA\n"
                                   "│   ├── leaf                          root.leaf\n"
-                                  "│   └── self/ (leads back to itself)  root  in DA\n"
-                                  "└── open/ (has no item name to go on with)\n");
+                                  "│   └── self/ (contains itself)  root  in DA\n"
+                                  "└── open/ (has no item name)\n");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(server.get_requests("Browse").size(), 2U);
 }
@@ -243,7 +243,7 @@ TEST(ForeignServer, WriteReportsCodes) {
     EXPECT_EQ(outcome.output, "b  9  int  S_CLAMP: clamped\n");
     EXPECT_EQ(outcome.errors,
               "xmlda: a: not written: E_READONLY: look, do not touch\n"
-              "xmlda: c: not written: the server did not acknowledge it\n");
+              "xmlda: c: not written: the server did not confirm it\n");
     EXPECT_EQ(outcome.status, 13);
 }
 

@@ -243,7 +243,7 @@ TEST_F(People, WriteKeepsToTheLimits) {
 TEST_F(People, WriteKnowsTheSymbols) {
     expect_failure(run({"write", "/boiler/kind=7"}), 2,
                    "xmlda: /boiler/kind: 7 is none of 0 (none), 1 (historyAvailable), 2 (historySuggested) "
-                   "(--force writes it all the same)\nxmlda: nothing was written\n");
+                   "(--force writes it anyway)\nxmlda: nothing was written\n");
     EXPECT_THAT(see({"write", "/boiler/kind=historySuggested"}).output,
                 StartsWith("/boiler/kind  2 (historySuggested)  "));
 }

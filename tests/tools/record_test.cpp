@@ -98,7 +98,7 @@ TEST_F(RecordProgram, IsReplayedInAllFormats) {
     EXPECT_EQ(replay({"--to", "2000-01-01"}).output, "");
     const Outcome unknown = replay({"/nope", "/boiler/burner"});
     EXPECT_EQ(unknown.output, HOST_TIME + "  /boiler/burner  true\n");
-    EXPECT_EQ(unknown.errors, "xmlda: /nope: is not in the record\n");
+    EXPECT_EQ(unknown.errors, "xmlda: /nope: was not recorded\n");
     EXPECT_EQ(unknown.status, 11);
 }
 

@@ -77,7 +77,7 @@ TEST_F(Tls, IsUsedForSeveralRequests) {
 
 TEST_F(ForeignTls, ComparesTheHostsName) {
     expect_failure(ask({"--ca", certificate.get_certificate()}),
-                   "the certificate is for another host (--insecure takes any)");
+                   "the certificate is for another host (--insecure accepts any)");
     EXPECT_EQ(ask({"--insecure"}).status, 0);
 }
 

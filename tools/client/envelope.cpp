@@ -37,7 +37,7 @@ std::string wrap(const std::string& request) {
 XmlElement unwrap(const XmlDocument& envelope, const std::string& name) {
     const auto body = find_body(envelope.get_root());
     if (!body) {
-        throw UnexpectedMessage("the reply is XML, but no SOAP envelope with a body");
+        throw UnexpectedMessage("the reply is not a SOAP envelope with a body");
     }
     if (const auto fault = body->find_child("Fault")) {
         const auto code = fault->find_child("Code");

@@ -17,13 +17,16 @@ constexpr unsigned int MINIMUM_THREADS = 2;  // of the pool
 constexpr unsigned int MAXIMUM_THREADS = 1000;
 constexpr unsigned int MAXIMUM_SEED = 1'000'000'000;
 
-constexpr char DESCRIPTION[] = "A simulated steam plant, served to OPC XML-DA clients until Ctrl-C ends it.";
+constexpr char DESCRIPTION[] = "A simulated steam plant, for OPC XML-DA clients. Ctrl-C ends it.";
 
-constexpr char FOOTER[] = R"(Once clients can connect it prints "listening on" and the URL, what to try, and
-a line for each value that a client writes. It ends with status 0 on SIGINT and
-SIGTERM, 1 if it cannot listen, 2 if the arguments are wrong. Lines of a file of
-faults, with times in seconds: "BEGIN LENGTH sensor ITEM", "BEGIN LENGTH jump
-ITEM BY", "BEGIN LENGTH freeze", "BEGIN LENGTH drop", and "repeat PERIOD".)";
+constexpr char FOOTER[] = R"(When clients can connect, it prints "listening on" and the URL, a command to
+try, and then a line for each value that a client writes.
+
+A line of a file of faults is "BEGIN LENGTH sensor ITEM", "BEGIN LENGTH jump ITEM
+BY", "BEGIN LENGTH freeze", "BEGIN LENGTH drop" or "repeat PERIOD", with times in
+seconds. See 'man kx-plant'.
+
+Exit status: 0 ended by SIGINT or SIGTERM, 1 cannot listen, 2 wrong arguments.)";
 
 unsigned int parse_number(const std::string& option, const std::string& text, unsigned int minimum,
                           unsigned int maximum) {
@@ -48,18 +51,18 @@ public:
         add_option("--address", "ADDRESS", "Host name or numeric address to listen on\n(127.0.0.1)",
                    [this](const std::string& text) { arguments_.address = text; });
         add_number("--port", "TCP port, 0 lets the system choose (8080)", 0, MAXIMUM_PORT, arguments_.port);
-        add_file("--certificate", "PEM file; together with --private-key: serve\nHTTPS",
+        add_file("--certificate", "Certificate (PEM), with --private-key: serve\nHTTPS",
                  arguments_.certificate_file);
-        add_file("--private-key", "PEM file, without a pass phrase", arguments_.private_key_file);
+        add_file("--private-key", "Its key (PEM), without a pass phrase", arguments_.private_key_file);
         add_number("--bulk", "Add N double variables /bulk/<i/1000>/v<i> (0)", 0, MAXIMUM_BULK_VARIABLES,
                    arguments_.bulk_variables);
         add_number("--threads", "Worker threads that answer requests, 2 to\n1000 (16)", MINIMUM_THREADS,
                    MAXIMUM_THREADS, arguments_.threads);
         add_option("--faults", "N|FILE",
-                   "Let sensors fail, values jump, time stand still\nand connections drop: as made up from "
-                   "the\nnumber N, or as FILE says",
+                   "Simulate faults: sensors fail, values jump, time\nstands still, connections drop. Each "
+                   "number N gives\nother ones; FILE lists them",
                    [this](const std::string& text) { arguments_.faults = read_faults(text); });
-        app_.add_flag("--print-faults", prints_faults_, "Print these faults as such a file, and end");
+        app_.add_flag("--print-faults", prints_faults_, "Print these faults as a file, and end");
     }
 
     CommandLine parse(int argc, const char* const* argv) {

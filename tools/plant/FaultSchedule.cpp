@@ -102,12 +102,12 @@ public:
 
     Fault get_fault() const {
         if (words_.size() < 3) {
-            fail("a fault is BEGIN LENGTH and sensor, jump, freeze or drop");
+            fail("a fault is BEGIN LENGTH, then sensor, jump, freeze or drop");
         }
         const auto* const kind = std::find_if(
             KINDS.begin(), KINDS.end(), [this](const auto& entry) { return entry.second == words_[2]; });
         if (kind == KINDS.end()) {
-            fail("'" + words_[2] + "' is none of sensor, jump, freeze and drop");
+            fail("'" + words_[2] + "' is not one of sensor, jump, freeze and drop");
         }
         Fault fault{.begin = parse_time(words_[0]),
                     .length = parse_time(words_[1]),
@@ -116,9 +116,9 @@ public:
                     .by = 0};
         const std::size_t wanted = fault.kind == Fault::Kind::JUMP ? 5 : has_item(fault.kind) ? 4 : 3;
         if (words_.size() != wanted) {
-            fail(fault.kind == Fault::Kind::JUMP ? "behind \"jump\" stand an item and a number"
-                 : has_item(fault.kind)          ? "behind \"sensor\" stands an item"
-                                                 : "nothing stands behind \"" + words_[2] + "\"");
+            fail(fault.kind == Fault::Kind::JUMP ? "\"jump\" needs an item and a number"
+                 : has_item(fault.kind)          ? "\"sensor\" needs an item"
+                                                 : "\"" + words_[2] + "\" takes nothing else");
         }
         if (wanted == 5) {
             const auto by = parse_number(words_[4]);
@@ -198,15 +198,16 @@ FaultSchedule::FaultSchedule(std::istream& stream, const std::string& name) {
 
 void FaultSchedule::check(const std::string& name) const {
     if (faults_.empty()) {
-        throw ArgumentError(name + " holds no faults");
+        throw ArgumentError(name + " contains no faults");
     }
     if (period_ == std::chrono::milliseconds(0)) {
-        throw ArgumentError(name + ": the faults last no time");
+        throw ArgumentError(name + ": all faults have the length 0");
     }
     for (std::size_t i = 0; i < faults_.size(); ++i) {
         const Fault& fault = faults_[i];
         if (fault.get_end() > period_) {
-            throw ArgumentError(name + ": '" + plant::describe(fault) + "' lasts beyond the repetition");
+            throw ArgumentError(name + ": '" + plant::describe(fault) +
+                                "' ends after the time in \"repeat\"");
         }
         const bool overlaps = std::any_of(
             faults_.begin(), faults_.begin() + static_cast<std::ptrdiff_t>(i), [&](const Fault& earlier) {
@@ -214,7 +215,7 @@ void FaultSchedule::check(const std::string& name) const {
                        fault.begin < earlier.get_end();
             });
         if (overlaps) {
-            throw ArgumentError(name + ": two faults of '" + fault.item + "' at one time");
+            throw ArgumentError(name + ": two faults of '" + fault.item + "' overlap");
         }
     }
 }

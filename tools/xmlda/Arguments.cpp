@@ -26,7 +26,7 @@ constexpr char URL_VARIABLE[] = "XMLDA_URL";
 const std::vector<std::string> FORMATS = {"text", "json", "csv", "influx"};
 
 constexpr char DESCRIPTION[] =
-    "Looks into OPC XML-DA 1.0 servers: browses, reads, writes, watches and records items.";
+    "Browses, reads, writes, watches and records the items of OPC XML-DA 1.0 servers.";
 
 constexpr char FOOTER[] = R"(Run 'xmlda COMMAND --help' or 'man xmlda' for more.
 The variable XMLDA_URL may hold the URL.
@@ -41,22 +41,21 @@ Examples:
   xmlda replay --database plant.db /boiler/temperature --last 1h
 
 Exit status: 0 done, 1 other failure, 2 wrong arguments, 3 unknown host, 4 no
-connection, 5 TLS failure, 6 time-out, 7 fault, 8 "Bad request", 9 other HTTP
+connection, 5 TLS failure, 6 timeout, 7 fault, 8 "Bad request", 9 other HTTP
 error, 10 unexpected content, 11 item missing from the reply, 12 error code for
 an item, 13 not written, 14 bad quality, 15 server not running.)";
 
 constexpr char WRITE_FOOTER[] = R"(The server is asked for each item's type first. Values by type:
   boolean            true or false, on or off, yes or no, 1 or 0
   numbers            in the type's range; double and float also INF, -INF, NaN
-  string             the text as it stands behind "="
+  string             everything after the first "=", unchanged
   dateTime           2026-11-21T10:11:12Z
   duration           P1DT2H3M4.5S
   enumerated         the number, or the name that the server gives it
-  arrays             1,2,3 or [1, 2, 3]; members that hold commas, brackets or
-                     blanks at an end in double quotes as in JSON: ["a, b", c];
-                     [] has no members
-"\=" stands for "=" in an item's name. Nothing is written unless all values suit
-their types and are within the limits that the server gives.)";
+  arrays             1,2,3 or [1, 2, 3]; [] is empty. Members with commas, brackets
+                     or blanks at an end need double quotes: ["a, b", c]
+Write an "=" in an item's name as "\=". Nothing is written unless all values fit
+their types and the limits that the server gives.)";
 
 Failure create_usage_failure(const std::string& message) {
     return {ExitStatus::USAGE, message};
@@ -143,7 +142,7 @@ std::vector<ItemAddress> read_items(const std::string& file) {
         throw create_usage_failure("cannot read '" + file + "'");
     }
     if (items.empty()) {
-        throw create_usage_failure("'" + file + "' holds no names of items");
+        throw create_usage_failure("'" + file + "' contains no item names");
     }
     return items;
 }
@@ -366,7 +365,7 @@ private:
     }
 
     Failure create_failure(const std::string& message) const {
-        return create_usage_failure(message + " (xmlda" + get_failed_command() + " --help tells more)");
+        return create_usage_failure(message + " (see xmlda" + get_failed_command() + " --help)");
     }
 
     /// Whatever else is wrong: a command or an option that there is none of is named first.
@@ -380,7 +379,7 @@ private:
         const CLI::App* const app = find_command(*command);
         if (app == nullptr) {
             throw create_usage_failure("unknown command '" + *command + "'" +
-                                       suggest(*command, get_commands()) + " (xmlda --help tells more)");
+                                       suggest(*command, get_commands()) + " (see xmlda --help)");
         }
         check_options(*app, {command + 1, words.end()});
     }
@@ -407,9 +406,9 @@ private:
                                                .append(name)
                                                .append("'")
                                                .append(suggest(name, get_options(app)))
-                                               .append(" (xmlda")
+                                               .append(" (see xmlda")
                                                .append(command)
-                                               .append(" --help tells more)"));
+                                               .append(" --help)"));
             }
             const bool has_value_behind = takes_value(*option) && name == words[i];
             i += has_value_behind ? 1 : 0;
@@ -480,17 +479,17 @@ private:
     }
 
     void add_get() {
-        CLI::App& app = add_command("get", "Print the value of one item alone, for scripts", Command::GET);
+        CLI::App& app = add_command("get", "Print only the value of one item, for scripts", Command::GET);
         add_items(app, "Item name as the server gives it");
         app.add_flag("--no-quality", arguments_.without_quality,
-                     "Do not ask for the quality: without this, a bad one\nis an error");
+                     "Do not ask for the quality; otherwise a bad quality\nis an error");
         add_item_path(app);
         add_common(app);
     }
 
     /// Which items are meant.
     void add_choice(CLI::App& app) {
-        app.add_flag("-r,--recursive", arguments_.recursive, "Of branches, take all items below");
+        app.add_flag("-r,--recursive", arguments_.recursive, "Take all items below a branch");
         app.add_option("--items", raw_.items_file,
                        "Take the item names in this file as well, one a\nline; \"-\" is standard input")
             ->type_name("FILE");
@@ -498,7 +497,7 @@ private:
 
     void add_quality(CLI::App& app) {
         app.add_flag("--no-quality", arguments_.without_quality,
-                     "Do not ask for units and qualities: one request less");
+                     "Do not ask for units and qualities (saves a request)");
         add_utc(app);
     }
 
@@ -510,12 +509,12 @@ private:
         CLI::App& app = add_command("write", "Write values to items", Command::WRITE);
         add_items(app, "Item name and the value to write")->type_name("PATH=VALUE");
         app.add_flag("-n,--dry-run", arguments_.dry_run, "Only show what would be written");
-        app.add_flag("--force", arguments_.force, "Also write what is outside of an item's limits");
+        app.add_flag("--force", arguments_.force, "Also write values outside an item's limits");
         app.add_option("--type", raw_.type,
-                       "Type of all values, double or ArrayOfInt, say;\nwithout it the server is asked")
+                       "Type of all values, for example ArrayOfInt;\nwithout it the server is asked")
             ->type_name("TYPE");
         app.add_flag("--without-values", arguments_.without_values,
-                     "Do not ask for the values after the write:\nfor items that cannot be read");
+                     "Do not ask for the values after the write,\nfor items that cannot be read");
         add_utc(app);
         add_item_path(app);
         add_common(app);
@@ -527,7 +526,7 @@ private:
         add_items(app, "Item names as the server gives them; \"*\" and \"?\"\nstand for parts of names");
         add_choice(app);
         add_polling(app);
-        app.add_option("--count", arguments_.count, "End after N changes, first values included")
+        app.add_option("--count", arguments_.count, "End after N changes, including the first values")
             ->type_name("N")
             ->check(without_description(CLI::Range(1U, 1'000'000'000U)));
         auto* const format = add_format(app);
@@ -542,9 +541,9 @@ private:
                "--for", [this](const std::string& text) { arguments_.duration = parse_duration(text); },
                "End after this time")
             ->type_name("SECONDS");
-        add_duration(app, "--retry", arguments_.patience, "Time to get a lost connection back (60)");
+        add_duration(app, "--retry", arguments_.patience, "How long to retry a lost connection (60)");
         add_duration(app, "--rediscover", arguments_.rediscovery,
-                     "With -r or patterns, look for other items after\nthis time (60), 0 for never");
+                     "With -r or patterns, look for new and removed\nitems this often (60), 0 for never");
     }
 
     void add_record() {
@@ -554,12 +553,12 @@ private:
         add_database(app);
         app.add_option_function<std::string>(
                "--retain", [this](const std::string& text) { arguments_.retention = parse_duration(text); },
-               "Keep changes for this time: 30d, 12h (for ever)")
+               "How long to keep changes: 30d, 12h (for ever)")
             ->type_name("TIME");
-        app.add_flag("--quiet", arguments_.is_quiet, "Do not say what was recorded");
+        app.add_flag("--quiet", arguments_.is_quiet, "Do not report what was recorded");
         add_polling(app);
         app.add_flag("--no-quality", arguments_.without_quality,
-                     "Do not ask for units and qualities: one request less");
+                     "Do not ask for units and qualities (saves a request)");
         add_item_path(app);
         add_connection(app);
     }
@@ -567,12 +566,12 @@ private:
     void add_replay() {
         CLI::App& app = add_command("replay", "Print what was recorded", Command::REPLAY);
         add_items(app, "Item names; \"*\" and \"?\" stand for parts of names;\nwithout one, all items");
-        app.add_flag("-r,--recursive", arguments_.recursive, "Of branches, take all items below");
+        app.add_flag("-r,--recursive", arguments_.recursive, "Take all items below a branch");
         add_database(app);
         auto* const from =
             add_time(app, "--from", arguments_.from,
                      "Begin here: 2026-11-21, 2026-11-21T10:11:12,\nlocal unless \"Z\" or a zone follows");
-        auto* const to = add_time(app, "--to", arguments_.to, "End in front of this time");
+        auto* const to = add_time(app, "--to", arguments_.to, "End before this time");
         app.add_option_function<std::string>(
                "--last", [this](const std::string& text) { arguments_.last = parse_duration(text); },
                "Only this time up to now: 90, 5m, 1h, 7d")
@@ -601,7 +600,7 @@ private:
     }
 
     void add_database(CLI::App& app) {
-        app.add_option("--database", arguments_.database, "File with the record")
+        app.add_option("--database", arguments_.database, "SQLite database with the changes")
             ->type_name("FILE")
             ->required();
     }
@@ -625,7 +624,7 @@ private:
     }
 
     void add_item_path(CLI::App& app) {
-        app.add_option("--item-path", raw_.item_path, "ItemPath of all items, for servers that use it")
+        app.add_option("--item-path", raw_.item_path, "ItemPath of all items, for servers that need it")
             ->type_name("TEXT");
     }
 
@@ -662,7 +661,7 @@ private:
     }
 
     void add_limits(CLI::App& app) {
-        add_duration(app, "--timeout", arguments_.http.time_out, "Time for each request and its reply (10)")
+        add_duration(app, "--timeout", arguments_.http.time_out, "Timeout of each request and its reply (10)")
             ->group(CONNECTION);
         app.add_option("--max-reply", raw_.largest_reply, "Largest reply that is accepted (64)")
             ->type_name("MIB")

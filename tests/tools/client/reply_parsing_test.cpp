@@ -324,13 +324,11 @@ TEST(Unwrap, FaultsOfTheNewerSoap) {
 }
 
 TEST(Unwrap, NoXml) {
-    expect_failure<UnexpectedMessage>("hello",
-                                      "the reply is not the XML it should be: syntax error in line 1");
+    expect_failure<UnexpectedMessage>("hello", "the reply is malformed XML: syntax error in line 1");
 }
 
 TEST(Unwrap, NoEnvelope) {
-    expect_failure<UnexpectedMessage>("<html><body/></html>",
-                                      "the reply is XML, but no SOAP envelope with a body");
+    expect_failure<UnexpectedMessage>("<html><body/></html>", "the reply is not a SOAP envelope with a body");
 }
 
 }  // namespace

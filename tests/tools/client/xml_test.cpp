@@ -16,7 +16,7 @@ void expect_refusal(const std::string& document, const std::string& message) {
         XmlDocument parsed(document);
         FAIL() << "no failure for " << document.substr(0, 100);
     } catch (const UnexpectedMessage& error) {
-        EXPECT_EQ(std::string(error.what()), "not the XML it should be: " + message);
+        EXPECT_EQ(std::string(error.what()), "malformed XML: " + message);
     }
 }
 

@@ -117,7 +117,7 @@ public:
         if (line_ == 0 || context_->errNo == XML_ERR_NO_MEMORY) {
             throw std::bad_alloc();
         }
-        throw UnexpectedMessage(std::string("not the XML it should be: ") + reason_.data() + " in line " +
+        throw UnexpectedMessage(std::string("malformed XML: ") + reason_.data() + " in line " +
                                 std::to_string(line_));
     }
 

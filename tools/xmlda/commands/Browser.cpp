@@ -57,7 +57,7 @@ void Browser::add_elements(const ItemAddress& address, std::vector<BrowseNode>& 
             console_.report(ExitStatus::MISSING_ITEM,
                             "'" + address.name +
                                 "' is not complete: the server has more elements, but "
-                                "says not how to get them");
+                                "does not say how to get them");
         }
         continuation_point = reply.continuation_point;
     }
@@ -69,9 +69,9 @@ void Browser::go_into(const std::string& path, BrowseNode& node) {
     const BrowseElement& element = node.element;
     const ItemAddress address{element.item_name, element.item_path.empty() ? path : element.item_path};
     if (address.name.empty()) {
-        node.note = "(has no item name to go on with)";
+        node.note = "(has no item name)";
     } else if (std::find(way_.begin(), way_.end(), address) != way_.end()) {
-        node.note = "(leads back to itself)";
+        node.note = "(contains itself)";
     } else if (way_.size() == DEEPEST) {
         node.note = "(too deep)";
     } else {

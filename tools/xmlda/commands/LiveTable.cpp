@@ -90,7 +90,7 @@ std::vector<std::string> LiveTable::get_lines() {
     if (lines.size() > room) {
         const std::size_t hidden = lines.size() - room + 1;
         lines.resize(room - 1);
-        lines.push_back("and " + std::to_string(hidden) + " more that do not fit here");
+        lines.push_back("and " + std::to_string(hidden) + " more that do not fit");
     }
     lines.push_back(cut_to_width(get_footer(), size.columns - 1));
     return lines;

@@ -97,7 +97,7 @@ private:
         const std::string& name = addresses_.front().name;
         const auto& value = item.reply.value;
         if (!value || value->kind == Value::Kind::NIL) {
-            console_.report(ExitStatus::MISSING_ITEM, name + ": holds no value");
+            console_.report(ExitStatus::MISSING_ITEM, name + ": has no value");
             return;
         }
         // A text is given as it is, so that a script gets what the server has.

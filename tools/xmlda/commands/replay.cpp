@@ -36,7 +36,7 @@ std::vector<History::Item> select_recorded(const History& history, const Argumen
             is_known = is_known || is_hit;
         }
         if (!is_known) {
-            console.report(ExitStatus::MISSING_ITEM, wanted.name + ": is not in the record");
+            console.report(ExitStatus::MISSING_ITEM, wanted.name + ": was not recorded");
         }
     }
     std::vector<History::Item> selected;

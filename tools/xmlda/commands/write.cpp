@@ -40,7 +40,7 @@ ItemFacts get_facts(Client& client, Console& console, const ItemAddress& address
         throw Failure(ExitStatus::NOT_WRITTEN,
                       is_branch(client, console, address)
                           ? "is a branch, which has no value"
-                          : "the server tells no type, perhaps it holds no value (--type names one)");
+                          : "the server gives no type, perhaps the item has no value (--type sets one)");
     }
     return facts;
 }
@@ -84,7 +84,7 @@ std::optional<double> to_number(const std::string& text) {
 std::string find_objection(const ItemFacts& facts, const std::string& text) {
     const auto number = to_number(text);
     if (!facts.symbols.empty()) {
-        return facts.find_symbol(text) == nullptr ? text + " is none of " + join_symbols(facts, true) : "";
+        return facts.find_symbol(text) == nullptr ? text + " is not one of " + join_symbols(facts, true) : "";
     }
     const auto low = to_number(facts.low);
     const auto high = to_number(facts.high);
@@ -176,7 +176,7 @@ private:
             return;
         }
         if (!arguments_.force) {
-            throw Failure(ExitStatus::USAGE, objection + " (--force writes it all the same)");
+            throw Failure(ExitStatus::USAGE, objection + " (--force writes it anyway)");
         }
         console_.report(address.name + ": " + objection);
     }
@@ -258,7 +258,7 @@ private:
             return get_error_text(*replies_[i]);
         }
         return facts_[i].access_rights == "readable" ? "the item is read-only"
-                                                     : "the server did not acknowledge it";
+                                                     : "the server did not confirm it";
     }
 
     /// What is to be shown of an item. Its quality is that of before the write.

@@ -82,7 +82,7 @@ Endpoint parse_endpoint(const std::string& url) {
         throw create_failure(url, NO_SERVER);
     }
     if (!parts.get(CURLUPART_USER).empty() || !parts.get(CURLUPART_PASSWORD).empty()) {
-        throw create_failure(url, "holds a user: name that one with --user");
+        throw create_failure(url, "contains a user name: use --user");
     }
     return endpoint;
 }

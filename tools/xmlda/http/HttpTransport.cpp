@@ -279,15 +279,15 @@ private:
 
     std::string explain_time_out() const {
         if (has_reached(CURLINFO_PRETRANSFER_TIME_T)) {
-            return "no complete reply within the time-out";
+            return "no complete reply within the timeout";
         }
         if (!has_reached(CURLINFO_NAMELOOKUP_TIME_T)) {
-            return "cannot look up '" + endpoint_.host + "' within the time-out";
+            return "cannot look up '" + endpoint_.host + "' within the timeout";
         }
         if (get_number(CURLINFO_LOCAL_PORT) > 0 && endpoint_.is_secure) {
-            return "TLS with " + endpoint_.get_authority() + " was not agreed on within the time-out";
+            return "no TLS connection with " + endpoint_.get_authority() + " within the timeout";
         }
-        return "cannot connect to " + endpoint_.get_authority() + " within the time-out";
+        return "cannot connect to " + endpoint_.get_authority() + " within the timeout";
     }
 
     std::string explain_tls(CURLcode code, const std::string& text) const {
@@ -304,10 +304,10 @@ private:
         }
         const std::string untrusted = "SSL certificate problem: ";
         if (!text.starts_with(untrusted)) {
-            return place + ": the certificate is for another host (--insecure takes any)";
+            return place + ": the certificate is for another host (--insecure accepts any)";
         }
         return place + ": the certificate is not trusted: " + text.substr(untrusted.size()) +
-               " (--ca names an authority to trust, --insecure takes any)";
+               " (--ca names an authority to trust, --insecure accepts any)";
     }
 
     const Endpoint& endpoint_;

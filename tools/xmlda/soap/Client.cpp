@@ -26,9 +26,9 @@ Failure explain_status(const HttpReply& reply) {
         case BAD_REQUEST:
             return {ExitStatus::BAD_REQUEST,
                     answer + get_quotation(reply.body) +
-                        ": it can make nothing of the request, perhaps of an item name or a value in it"};
+                        ": it does not understand the request; an item name or a value may be malformed"};
         case UNAUTHORIZED:
-            return {ExitStatus::HTTP_ERROR, answer + ": it wants to know who asks (--user, --certificate)"};
+            return {ExitStatus::HTTP_ERROR, answer + ": authentication is required (--user, --certificate)"};
         default:
             if (!reply.location.empty()) {
                 return {ExitStatus::HTTP_ERROR, answer + ": the server is at " + reply.location};

@@ -140,7 +140,7 @@ TEST(CommandLine, UsersHaveAPassword) {
 
 TEST(CommandLine, HelpAndVersionAreTexts) {
     EXPECT_EQ(parse({"--version"}).text, "xmlda " XMLDA_VERSION "\n");
-    EXPECT_TRUE(parse({"--help"}).text->starts_with("Looks into OPC XML-DA 1.0 servers"));
+    EXPECT_TRUE(parse({"--help"}).text->starts_with("Browses, reads, writes"));
     EXPECT_NE(parse({"write", "--help"}).text->find("Usage: xmlda write [OPTIONS] [URL] PATH=VALUE..."),
               std::string::npos);
 }

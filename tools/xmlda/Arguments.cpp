@@ -52,8 +52,8 @@ constexpr char WRITE_FOOTER[] = R"(The server is asked for each item's type firs
   dateTime           2026-11-21T10:11:12Z
   duration           P1DT2H3M4.5S
   enumerated         the number, or the name that the server gives it
-  arrays             1,2,3 or [1, 2, 3]; [] is empty. Members with commas, brackets
-                     or blanks at an end need double quotes: ["a, b", c]
+  arrays             1,2,3 or [1, 2, 3]; [] is empty. Members with commas,
+                     brackets or blanks at an end need quotes: ["a, b", c]
 Write an "=" in an item's name as "\=". Nothing is written unless all values fit
 their types and the limits that the server gives.)";
 

@@ -6,6 +6,8 @@
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 
+#include <strings.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -63,9 +65,10 @@ bool has_plain_encoding(const xmlParserCtxt& context) {
     if (buffer == nullptr || buffer->encoder == nullptr) {
         return true;  // UTF-8
     }
-    const std::string_view name = buffer->encoder->name;
-    return name.starts_with("UTF-16") || name.starts_with("ISO-8859") || name.starts_with("WINDOWS-125") ||
-           name.starts_with("CP125") || name.ends_with("ASCII");
+    constexpr std::array PLAIN = {"UTF-16", "ISO-8859", "WINDOWS-125", "CP125", "LATIN", "US-ASCII", "ASCII"};
+    return std::any_of(PLAIN.begin(), PLAIN.end(), [buffer](std::string_view name) {
+        return ::strncasecmp(buffer->encoder->name, name.data(), name.size()) == 0;
+    });
 }
 
 /// libxml2 wants to be set up by one thread before several use it.

@@ -248,8 +248,8 @@ TEST_F(Commands, ReadSomeThatAreMissing) {
 TEST_F(Commands, ReadAMalformedName) {
     expect_failure(
         run({"read", "a//b"}), 8,
-        "xmlda: the server answered 400 Bad Request \"Bad request\": it can make nothing of the request, "
-        "perhaps of an item name or a value in it\n");
+        "xmlda: the server answered 400 Bad Request \"Bad request\": it does not understand the request; "
+        "an item name or a value may be malformed\n");
 }
 
 TEST_F(Commands, WriteWithTypesFromTheServer) {
@@ -292,8 +292,8 @@ TEST_F(Commands, WriteWithAGivenType) {
     EXPECT_EQ(host.get("boiler/setpoint"), Value(1.0));
     expect_failure(
         run({"write", "--type", "short", "/boiler/setpoint=1"}), 8,
-        "xmlda: the server answered 400 Bad Request \"Bad request\": it can make nothing of the request, "
-        "perhaps of an item name or a value in it\n");
+        "xmlda: the server answered 400 Bad Request \"Bad request\": it does not understand the request; "
+        "an item name or a value may be malformed\n");
 }
 
 TEST_F(Commands, WriteWithoutValues) {

@@ -98,8 +98,8 @@ TEST(Failures, FaultsCannotObeyTheTerminal) {
 TEST(Failures, BadRequest) {
     expect_message(
         ask("HTTP/1.1 400 Bad Request\r\nTransfer-Encoding: chunked\r\n\r\nB\r\nBad request\r\n0\r\n\r\n"), 8,
-        "the server answered 400 Bad Request \"Bad request\": it can make nothing of the request, "
-        "perhaps of an item name or a value in it");
+        "the server answered 400 Bad Request \"Bad request\": it does not understand the request; "
+        "an item name or a value may be malformed");
 }
 
 TEST(Failures, OtherStatuses) {

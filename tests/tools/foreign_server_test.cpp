@@ -80,8 +80,8 @@ TEST(ForeignServer, BrowseGoesDownWithItemPaths) {
 
     EXPECT_EQ(outcome.output, server.get_url() +
                                   "/\n"
-                                  "├── DA/                               root  in DA\n"
-                                  "│   ├── leaf                          root.leaf\n"
+                                  "├── DA/                          root  in DA\n"
+                                  "│   ├── leaf                     root.leaf\n"
                                   "│   └── self/ (contains itself)  root  in DA\n"
                                   "└── open/ (has no item name)\n");
     EXPECT_EQ(outcome.status, 0);

@@ -227,11 +227,11 @@ TEST_F(People, GetTellsOfABadQuality) {
 
 TEST_F(People, WriteKeepsToTheLimits) {
     expect_failure(run({"write", "/boiler/setpoint=500"}), 2,
-                   "xmlda: /boiler/setpoint: 500 is above the limit of 400.000000 (--force writes it all the "
-                   "same)\nxmlda: nothing was written\n");
+                   "xmlda: /boiler/setpoint: 500 is above the limit of 400.000000 (--force writes it "
+                   "anyway)\nxmlda: nothing was written\n");
     expect_failure(run({"write", "/boiler/setpoint=-1"}), 2,
-                   "xmlda: /boiler/setpoint: -1 is below the limit of 0.000000 (--force writes it all the "
-                   "same)\nxmlda: nothing was written\n");
+                   "xmlda: /boiler/setpoint: -1 is below the limit of 0.000000 (--force writes it "
+                   "anyway)\nxmlda: nothing was written\n");
     EXPECT_EQ(host.get("boiler/setpoint"), Value(180.0));
 
     const Outcome forced = run({"write", "--force", "/boiler/setpoint=500"});
@@ -241,9 +241,10 @@ TEST_F(People, WriteKeepsToTheLimits) {
 }
 
 TEST_F(People, WriteKnowsTheSymbols) {
-    expect_failure(run({"write", "/boiler/kind=7"}), 2,
-                   "xmlda: /boiler/kind: 7 is none of 0 (none), 1 (historyAvailable), 2 (historySuggested) "
-                   "(--force writes it anyway)\nxmlda: nothing was written\n");
+    expect_failure(
+        run({"write", "/boiler/kind=7"}), 2,
+        "xmlda: /boiler/kind: 7 is not one of 0 (none), 1 (historyAvailable), 2 (historySuggested) "
+        "(--force writes it anyway)\nxmlda: nothing was written\n");
     EXPECT_THAT(see({"write", "/boiler/kind=historySuggested"}).output,
                 StartsWith("/boiler/kind  2 (historySuggested)  "));
 }

@@ -59,7 +59,7 @@ TEST_F(Tls, TrustsNobodyElse) {
     const TlsFiles other("IP:127.0.0.1");
     const std::string message =
         "the certificate is not trusted: self-signed certificate (--ca names an authority to "
-        "trust, --insecure takes any)";
+        "trust, --insecure accepts any)";
     expect_failure(ask({}), message);
     expect_failure(ask({"--ca", other.get_certificate()}), message);
 }

@@ -134,11 +134,11 @@ private:
     bool is_subscribed_ = false;
 };
 
-class SamplerTest : public testing::Test {
+class Sampling : public testing::Test {
 protected:
-    SamplerTest() { sampler_.start(); }
+    Sampling() { sampler_.start(); }
 
-    ~SamplerTest() override {
+    ~Sampling() override {
         spawn(sampler_.stop());
         loop_.pass(1s);
     }
@@ -152,7 +152,7 @@ protected:
     Sampler sampler_{loop_, client_, table_, 250ms};
 };
 
-TEST_F(SamplerTest, AsksForTheStatusWhileNobodyWatches) {
+TEST_F(Sampling, AsksForTheStatusWhileNobodyWatches) {
     loop_.pass(21s);
     EXPECT_TRUE(sampler_.get_condition().is_running);
     EXPECT_EQ(sampler_.get_condition().vendor, "test");
@@ -160,7 +160,7 @@ TEST_F(SamplerTest, AsksForTheStatusWhileNobodyWatches) {
     EXPECT_EQ(server_.requests["Subscribe"], 0);
 }
 
-TEST_F(SamplerTest, FollowsWhatIsWatched) {
+TEST_F(Sampling, FollowsWhatIsWatched) {
     server_.set("/a", 1);
     const ItemWatch watch(table_, table_.get("/a"));
     loop_.pass(1s);
@@ -173,7 +173,7 @@ TEST_F(SamplerTest, FollowsWhatIsWatched) {
     EXPECT_EQ(get_text(watch), "2");
 }
 
-TEST_F(SamplerTest, SubscribesAnewWhenMoreIsWatched) {
+TEST_F(Sampling, SubscribesAnewWhenMoreIsWatched) {
     server_.set("/a", 1);
     server_.set("/b", 1);
     const ItemWatch first(table_, table_.get("/a"));
@@ -187,7 +187,7 @@ TEST_F(SamplerTest, SubscribesAnewWhenMoreIsWatched) {
     EXPECT_EQ(server_.requests["Subscribe"], 2);
 }
 
-TEST_F(SamplerTest, GivesTheSubscriptionBackWhenNobodyWatches) {
+TEST_F(Sampling, GivesTheSubscriptionBackWhenNobodyWatches) {
     server_.set("/a", 1);
     {
         const ItemWatch watch(table_, table_.get("/a"));
@@ -200,7 +200,7 @@ TEST_F(SamplerTest, GivesTheSubscriptionBackWhenNobodyWatches) {
     EXPECT_EQ(server_.requests["Refresh"], polls);
 }
 
-TEST_F(SamplerTest, FollowsWhatIsWatchedAgain) {
+TEST_F(Sampling, FollowsWhatIsWatchedAgain) {
     server_.set("/a", 1);
     server_.set("/b", 1);
     {
@@ -216,7 +216,7 @@ TEST_F(SamplerTest, FollowsWhatIsWatchedAgain) {
     EXPECT_EQ(get_text(again), "2");
 }
 
-TEST_F(SamplerTest, NoticesItemsThatComeAndGo) {
+TEST_F(Sampling, NoticesItemsThatComeAndGo) {
     server_.set("/a", 1);
     const ItemWatch watch(table_, table_.get("/a"));
     const ItemWatch missing(table_, table_.get("/b"));
@@ -229,7 +229,7 @@ TEST_F(SamplerTest, NoticesItemsThatComeAndGo) {
     EXPECT_EQ(get_text(missing), "7");
 }
 
-TEST_F(SamplerTest, KeepsTheLastValueWhileTheServerIsAway) {
+TEST_F(Sampling, KeepsTheLastValueWhileTheServerIsAway) {
     server_.set("/a", 1);
     const ItemWatch watch(table_, table_.get("/a"));
     loop_.pass(1s);
@@ -251,7 +251,7 @@ TEST_F(SamplerTest, KeepsTheLastValueWhileTheServerIsAway) {
     EXPECT_EQ(get_text(watch), "6");
 }
 
-TEST_F(SamplerTest, GoesOnAfterAShortageOfMemory) {
+TEST_F(Sampling, GoesOnAfterAShortageOfMemory) {
     server_.set("/a", 1);
     const ItemWatch watch(table_, table_.get("/a"));
     loop_.pass(1s);
@@ -266,7 +266,7 @@ TEST_F(SamplerTest, GoesOnAfterAShortageOfMemory) {
     EXPECT_EQ(get_text(watch), "2");
 }
 
-TEST_F(SamplerTest, SubscribesAnewWhenTheServerHasForgotten) {
+TEST_F(Sampling, SubscribesAnewWhenTheServerHasForgotten) {
     server_.set("/a", 1);
     const ItemWatch watch(table_, table_.get("/a"));
     loop_.pass(1s);

@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class SubscriptionTableTest : public testing::Test {
+class Subscriptions : public testing::Test {
 protected:
     /// Subscribes to one item, as a service does it.
     std::string subscribe(const std::string& client_item_handle) {
@@ -32,7 +32,7 @@ protected:
     SubscriptionTable subscriptions_{loop_, {.most_items = 4, .most_of_an_address = 3}};
 };
 
-TEST_F(SubscriptionTableTest, BoundsTheTextsThatItKeeps) {
+TEST_F(Subscriptions, BoundsTheTextsThatItKeeps) {
     const std::string half(2 * SubscriptionTable::TEXT_BYTES_OF_AN_ITEM - 10, 'x');
     const std::string first = subscribe(half);
     subscribe(half);
@@ -41,7 +41,7 @@ TEST_F(SubscriptionTableTest, BoundsTheTextsThatItKeeps) {
     EXPECT_NO_THROW(subscribe(half));
 }
 
-TEST_F(SubscriptionTableTest, BoundsTheSubscriptionsOfAClient) {
+TEST_F(Subscriptions, BoundsTheSubscriptionsOfAClient) {
     for (int i = 0; i < 3; ++i) {
         subscribe("");
     }

@@ -30,7 +30,7 @@ using testing::wait_for;
 
 namespace {
 
-class BranchObserversTest : public ::testing::Test {
+class BranchObservers : public ::testing::Test {
 protected:
     /// A callback that notes what it is told, after a label.
     Variable::Callback note(std::string label) {
@@ -51,7 +51,7 @@ protected:
 
 }  // namespace
 
-TEST_F(BranchObserversTest, HearOfAllBelowAndOfNothingElse) {
+TEST_F(BranchObservers, HearOfAllBelowAndOfNothingElse) {
     const Registration watching = boiler_.on_change(note(""));
     level_ = Value(1);
     flow_ = Value(2);
@@ -59,7 +59,7 @@ TEST_F(BranchObserversTest, HearOfAllBelowAndOfNothingElse) {
     EXPECT_THAT(notes_, ElementsAre("/boiler/drum/level=1", "/boiler/flow=2"));
 }
 
-TEST_F(BranchObserversTest, HearOfVariablesThatAreAddedLater) {
+TEST_F(BranchObservers, HearOfVariablesThatAreAddedLater) {
     const Registration watching = root_.on_write(note(""));
     Variable& late = boiler_.add_domain("new").add_domain("newer").add_variable("late", Value(0));
     EXPECT_THAT(notes_, IsEmpty());
@@ -67,7 +67,7 @@ TEST_F(BranchObserversTest, HearOfVariablesThatAreAddedLater) {
     EXPECT_THAT(notes_, ElementsAre("/boiler/new/newer/late=1"));
 }
 
-TEST_F(BranchObserversTest, TellWritesFromChanges) {
+TEST_F(BranchObservers, TellWritesFromChanges) {
     const Registration changes = boiler_.on_change(note("changed "));
     const Registration writes = boiler_.on_write(note("written "));
     flow_ = Value(0);
@@ -79,7 +79,7 @@ TEST_F(BranchObserversTest, TellWritesFromChanges) {
                 ElementsAre("written /boiler/flow=0", "changed /boiler/flow=1", "written /boiler/flow=2"));
 }
 
-TEST_F(BranchObserversTest, AreCalledInTheOrderOfTheWritesAndFromTheLeafUp) {
+TEST_F(BranchObservers, AreCalledInTheOrderOfTheWritesAndFromTheLeafUp) {
     const Registration top = root_.on_change(note("root "));
     const Registration branch = boiler_.on_change(note("boiler "));
     const Registration leaf = level_.on_change(note("level "));
@@ -95,7 +95,7 @@ TEST_F(BranchObserversTest, AreCalledInTheOrderOfTheWritesAndFromTheLeafUp) {
                             "boiler /boiler/drum/level=3", "root /boiler/drum/level=3"));
 }
 
-TEST_F(BranchObserversTest, EndWithTheirRegistration) {
+TEST_F(BranchObservers, EndWithTheirRegistration) {
     Registration watching = boiler_.on_change(note(""));
     flow_ = Value(1);
     std::unique_lock lock(tree_);
@@ -106,7 +106,7 @@ TEST_F(BranchObserversTest, EndWithTheirRegistration) {
     EXPECT_THAT(notes_, ElementsAre("/boiler/flow=1"));
 }
 
-TEST_F(BranchObserversTest, RegistrationMayOutliveTheBranch) {
+TEST_F(BranchObservers, RegistrationMayOutliveTheBranch) {
     Registration watching = boiler_.on_change(note(""));
     std::unique_lock lock(tree_);
     flow_ = Value(1);
@@ -116,7 +116,7 @@ TEST_F(BranchObserversTest, RegistrationMayOutliveTheBranch) {
     EXPECT_THAT(notes_, ElementsAre("/boiler/flow=1"));
 }
 
-TEST_F(BranchObserversTest, MayLockWriteAndRemoveTheirBranch) {
+TEST_F(BranchObservers, MayLockWriteAndRemoveTheirBranch) {
     const Registration watching = boiler_.on_change([this](const Path& path, const Value&) {
         notes_.push_back(path.as_string());
         const std::unique_lock lock(tree_);
@@ -133,7 +133,7 @@ TEST_F(BranchObserversTest, MayLockWriteAndRemoveTheirBranch) {
     EXPECT_EQ(outside_.get_value(), Value(7));
 }
 
-TEST_F(BranchObserversTest, EmptyCallbacksAreRefused) {
+TEST_F(BranchObservers, EmptyCallbacksAreRefused) {
     EXPECT_THROW(auto watching = boiler_.on_change({}), std::invalid_argument);
     EXPECT_THROW(auto watching = boiler_.on_write(nullptr), std::invalid_argument);
     EXPECT_THROW(auto watching = flow_.on_change({}), std::invalid_argument);
@@ -142,7 +142,7 @@ TEST_F(BranchObserversTest, EmptyCallbacksAreRefused) {
     EXPECT_EQ(flow_.get_value(), Value(1));
 }
 
-TEST_F(BranchObserversTest, FailureToQueueChangesNothing) {
+TEST_F(BranchObservers, FailureToQueueChangesNothing) {
     const Registration branch = boiler_.on_change(note("boiler "));
     const Registration top = root_.on_write(note("root "));
     const Registration leaf = flow_.on_change(note("flow "));
@@ -165,7 +165,7 @@ TEST_F(BranchObserversTest, FailureToQueueChangesNothing) {
     EXPECT_THAT(notes_, ElementsAre("flow /boiler/flow=1", "boiler /boiler/flow=1", "root /boiler/flow=1"));
 }
 
-TEST_F(BranchObserversTest, FailureToRegisterChangesNothing) {
+TEST_F(BranchObservers, FailureToRegisterChangesNothing) {
     bool is_registered = false;
     Registration watching;
     for (std::size_t successes = 0; !is_registered; ++successes) {
@@ -183,7 +183,7 @@ TEST_F(BranchObserversTest, FailureToRegisterChangesNothing) {
     EXPECT_THAT(notes_, ElementsAre("/boiler/flow=1"));
 }
 
-TEST_F(BranchObserversTest, RegistrationDoesNotDependOnTheSizeOfTheBranch) {
+TEST_F(BranchObservers, RegistrationDoesNotDependOnTheSizeOfTheBranch) {
     for (int i = 0; i < 1'000; ++i) {
         boiler_.add_variable(numbered("v", i), Value(0));
     }
@@ -195,7 +195,7 @@ TEST_F(BranchObserversTest, RegistrationDoesNotDependOnTheSizeOfTheBranch) {
     EXPECT_LE(branch_counter.get_count(), for_variable);
 }
 
-TEST_F(BranchObserversTest, ManyRegistrationsTakeLinearTime) {
+TEST_F(BranchObservers, ManyRegistrationsTakeLinearTime) {
     const auto measure = [this](std::size_t count) {
         auto least = std::numeric_limits<std::clock_t>::max();
         for (int attempt = 0; attempt < 5; ++attempt) {
@@ -215,7 +215,7 @@ TEST_F(BranchObserversTest, ManyRegistrationsTakeLinearTime) {
     EXPECT_LT(measure(32'000), std::max<std::clock_t>(20 * few, CLOCKS_PER_SEC / 20));
 }
 
-TEST_F(BranchObserversTest, MayEndWhileOthersWrite) {
+TEST_F(BranchObservers, MayEndWhileOthersWrite) {
     std::atomic<int> writes = 0;
     TestThreads writer([&](const std::stop_token& stop) {
         while (!stop.stop_requested()) {

@@ -24,9 +24,9 @@ constexpr int READERS = 8;
 constexpr int WRITERS = 2;
 constexpr int ROUNDS = 50;
 
-class ConcurrencyTest : public ::testing::Test {
+class Concurrency : public ::testing::Test {
 protected:
-    ConcurrencyTest() {
+    Concurrency() {
         for (int i = 0; i < VARIABLES; ++i) {
             paths_.emplace_back(numbered("/bulk/v", i));
             bulk_.add_variable(numbered("v", i), Value(0));
@@ -68,7 +68,7 @@ protected:
 
 }  // namespace
 
-TEST_F(ConcurrencyTest, ReadersSeeWholeUpdatesOnly) {
+TEST_F(Concurrency, ReadersSeeWholeUpdatesOnly) {
     std::atomic<int> calls = 0;
     const Registration registration = find(0).on_write([&](const Path&, const Value&) { ++calls; });
     std::atomic<int> torn_reads = 0;
@@ -94,7 +94,7 @@ TEST_F(ConcurrencyTest, ReadersSeeWholeUpdatesOnly) {
     EXPECT_EQ(calls, WRITERS * ROUNDS);
 }
 
-TEST_F(ConcurrencyTest, ItemsComeAndGoWhileOthersRead) {
+TEST_F(Concurrency, ItemsComeAndGoWhileOthersRead) {
     std::atomic<int> finds = 0;
     TestThreads readers;
     for (int i = 0; i < READERS; ++i) {

@@ -47,7 +47,7 @@ std::string get_message(Action action) {
     return "nothing thrown";
 }
 
-class DomainTest : public ::testing::Test {
+class Domains : public ::testing::Test {
 protected:
     InformationModel model_{"plant"};
     Domain& root_ = model_.get_root();
@@ -55,7 +55,7 @@ protected:
 
 }  // namespace
 
-TEST_F(DomainTest, HasDefaults) {
+TEST_F(Domains, HasDefaults) {
     const Domain& domain = root_.add_domain("boiler");
     EXPECT_EQ(domain.get_name().as_string(), "boiler");
     EXPECT_EQ(domain.get_item_type(), ITEM_TYPE::DOMAIN);
@@ -67,7 +67,7 @@ TEST_F(DomainTest, HasDefaults) {
     EXPECT_THAT(get_child_names(domain), IsEmpty());
 }
 
-TEST_F(DomainTest, TakesItsOptions) {
+TEST_F(Domains, TakesItsOptions) {
     const Domain& domain = root_.add_domain("boiler", {.description = "Steam boiler 1",
                                                        .identity = Identity("B-001"),
                                                        .pattern_type = pattern_type::DEVICE});
@@ -77,11 +77,11 @@ TEST_F(DomainTest, TakesItsOptions) {
     EXPECT_EQ(domain.get_pattern_type(), pattern_type::DEVICE);
 }
 
-TEST_F(DomainTest, EmptyIdentityIsAnIdentity) {
+TEST_F(Domains, EmptyIdentityIsAnIdentity) {
     EXPECT_TRUE(root_.add_domain("boiler", {.identity = Identity("")}).has_identity());
 }
 
-TEST_F(DomainTest, KeepsTheOrderOfItsChildren) {
+TEST_F(Domains, KeepsTheOrderOfItsChildren) {
     root_.add_variable("b", Value(1));
     root_.add_domain("a");
     root_.add_variable("c", Value(1));
@@ -89,7 +89,7 @@ TEST_F(DomainTest, KeepsTheOrderOfItsChildren) {
     EXPECT_FALSE(root_.is_empty());
 }
 
-TEST_F(DomainTest, ChildrenAreItems) {
+TEST_F(Domains, ChildrenAreItems) {
     root_.add_variable("v", Value(1));
     root_.add_domain("d");
     const auto children = root_.get_children();
@@ -99,7 +99,7 @@ TEST_F(DomainTest, ChildrenAreItems) {
     EXPECT_EQ(static_cast<int>(ITEM_TYPE::VARIABLE), 1);
 }
 
-TEST_F(DomainTest, ReferencesStayValidWhileOthersAreAddedAndRemoved) {
+TEST_F(Domains, ReferencesStayValidWhileOthersAreAddedAndRemoved) {
     Domain& first = root_.add_domain("first");
     Variable& second = root_.add_variable("second", Value(2));
     for (int i = 0; i < 1'000; ++i) {
@@ -113,7 +113,7 @@ TEST_F(DomainTest, ReferencesStayValidWhileOthersAreAddedAndRemoved) {
     EXPECT_EQ(&root_.get_item(Path("second"), false), &second);
 }
 
-TEST_F(DomainTest, MalformedNamesAreRefusedAndNamed) {
+TEST_F(Domains, MalformedNamesAreRefusedAndNamed) {
     for (const std::string name :
          {"", ".", "..", "a/b", "/", "a\nb", "\xFF", "\xC2\x80", "\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
         const std::string by_domain = get_message([&] { root_.add_domain(name); });
@@ -125,7 +125,7 @@ TEST_F(DomainTest, MalformedNamesAreRefusedAndNamed) {
     EXPECT_TRUE(root_.is_empty());
 }
 
-TEST_F(DomainTest, TakenNamesAreRefusedAndNamed) {
+TEST_F(Domains, TakenNamesAreRefusedAndNamed) {
     root_.add_variable("level", Value(1));
     EXPECT_EQ(get_message([&] { root_.add_variable("level", Value(2)); }), "Name already taken: \"level\"");
     EXPECT_EQ(get_message([&] { root_.add_domain("level"); }), "Name already taken: \"level\"");
@@ -133,12 +133,12 @@ TEST_F(DomainTest, TakenNamesAreRefusedAndNamed) {
     EXPECT_EQ(dynamic_cast<const Variable&>(root_.get_item(Path("level"), false)).get_value(), Value(1));
 }
 
-TEST_F(DomainTest, SameNameIsFreeInAnotherDomain) {
+TEST_F(Domains, SameNameIsFreeInAnotherDomain) {
     root_.add_domain("a").add_domain("a").add_variable("a", Value(1));
     EXPECT_EQ(root_.get_item(Path("a/a/a"), false).get_path(), Path("/a/a/a"));
 }
 
-TEST_F(DomainTest, RemovedChildIsGoneWithAllBelow) {
+TEST_F(Domains, RemovedChildIsGoneWithAllBelow) {
     root_.add_domain("a").add_domain("b").add_variable("c", Value(1));
     root_.add_variable("d", Value(1));
     root_.remove("a");
@@ -147,7 +147,7 @@ TEST_F(DomainTest, RemovedChildIsGoneWithAllBelow) {
     EXPECT_THROW(root_.get_item(Path("a/b/c"), false), PathNotFoundException);
 }
 
-TEST_F(DomainTest, RemovedNameIsFreeAgainAndComesLast) {
+TEST_F(Domains, RemovedNameIsFreeAgainAndComesLast) {
     root_.add_variable("a", Value(1));
     root_.add_variable("b", Value(1));
     root_.remove("a");
@@ -155,7 +155,7 @@ TEST_F(DomainTest, RemovedNameIsFreeAgainAndComesLast) {
     EXPECT_THAT(get_child_names(root_), ElementsAre("b", "a"));
 }
 
-TEST_F(DomainTest, RemovingTheLastChildEmptiesTheDomain) {
+TEST_F(Domains, RemovingTheLastChildEmptiesTheDomain) {
     root_.add_variable("a", Value(1));
     root_.remove("a");
     EXPECT_TRUE(root_.is_empty());
@@ -163,14 +163,14 @@ TEST_F(DomainTest, RemovingTheLastChildEmptiesTheDomain) {
     EXPECT_FALSE(root_.is_empty());
 }
 
-TEST_F(DomainTest, RemovingWhatIsNotThereIsRefusedAndNamed) {
+TEST_F(Domains, RemovingWhatIsNotThereIsRefusedAndNamed) {
     EXPECT_EQ(get_message([&] { root_.remove("x"); }), "No such child: \"x\"");
     root_.add_domain("a").add_variable("b", Value(1));
     EXPECT_EQ(get_message([&] { root_.remove("a/b"); }), "No such child: \"a/b\"");
     EXPECT_THAT(get_child_names(root_), ElementsAre("a"));
 }
 
-TEST_F(DomainTest, FailureToAddChangesNothing) {
+TEST_F(Domains, FailureToAddChangesNothing) {
     for (int i = 0; i < 9; ++i) {
         root_.add_variable(std::to_string(i), Value(i));
     }
@@ -190,7 +190,7 @@ TEST_F(DomainTest, FailureToAddChangesNothing) {
     EXPECT_EQ(root_.get_item(Path("new"), false).get_description(), "with text");
 }
 
-TEST_F(DomainTest, DeepTreeIsDestroyedWithoutRecursion) {
+TEST_F(Domains, DeepTreeIsDestroyedWithoutRecursion) {
     Domain* domain = &root_;
     for (int i = 0; i < 100'000; ++i) {
         domain->add_variable("v", Value(i));
@@ -201,7 +201,7 @@ TEST_F(DomainTest, DeepTreeIsDestroyedWithoutRecursion) {
     EXPECT_THAT(get_child_names(root_), ElementsAre("v"));
 }
 
-TEST_F(DomainTest, WideAndDeepTreeIsDestroyedWhole) {
+TEST_F(Domains, WideAndDeepTreeIsDestroyedWhole) {
     for (int i = 0; i < 20; ++i) {
         Domain& domain = root_.add_domain(numbered("d", i));
         for (int j = 0; j < 20; ++j) {
@@ -211,7 +211,7 @@ TEST_F(DomainTest, WideAndDeepTreeIsDestroyedWhole) {
     EXPECT_EQ(root_.get_children().size(), 20U);
 }
 
-TEST_F(DomainTest, ItemsAreTheChildrenInTheirOrder) {
+TEST_F(Domains, ItemsAreTheChildrenInTheirOrder) {
     EXPECT_TRUE(root_.items().empty());
     root_.add_variable("b", Value(1));
     root_.add_domain("a");
@@ -230,7 +230,7 @@ TEST_F(DomainTest, ItemsAreTheChildrenInTheirOrder) {
     EXPECT_EQ(root_.items()[root_.items().size() - 1].get_name().as_string(), "c");
 }
 
-TEST_F(DomainTest, ItemsOfAConstantDomainAreConstant) {
+TEST_F(Domains, ItemsOfAConstantDomainAreConstant) {
     static_assert(std::is_same_v<decltype(*root_.items().begin()), Item&>);
     static_assert(std::is_same_v<decltype(*std::as_const(root_).items().begin()), const Item&>);
     static_assert(std::ranges::random_access_range<ItemRange<Item>>);
@@ -244,7 +244,7 @@ TEST_F(DomainTest, ItemsOfAConstantDomainAreConstant) {
     EXPECT_EQ(found - items.begin(), 1);
 }
 
-TEST_F(DomainTest, ClearRemovesAllBelow) {
+TEST_F(Domains, ClearRemovesAllBelow) {
     root_.clear();
     root_.add_domain("a").add_domain("b").add_variable("c", Value(1));
     root_.add_variable("d", Value(1));
@@ -255,7 +255,7 @@ TEST_F(DomainTest, ClearRemovesAllBelow) {
     EXPECT_THAT(get_child_names(root_), ElementsAre("d"));
 }
 
-TEST_F(DomainTest, ChosenChildrenAreRemoved) {
+TEST_F(Domains, ChosenChildrenAreRemoved) {
     EXPECT_EQ(root_.remove_if([](const Item&) { return true; }), 0U);
     for (int i = 0; i < 100; ++i) {
         root_.add_variable(std::to_string(i), Value(i));
@@ -274,7 +274,7 @@ TEST_F(DomainTest, ChosenChildrenAreRemoved) {
     EXPECT_EQ(root_.items()[root_.items().size() - 1].get_name().as_string(), "1");
 }
 
-TEST_F(DomainTest, FailureToChooseRemovesNothing) {
+TEST_F(Domains, FailureToChooseRemovesNothing) {
     for (int i = 0; i < 20; ++i) {
         root_.add_variable(std::to_string(i), Value(i));
     }
@@ -323,7 +323,7 @@ std::clock_t time_removal(int count, Remove remove) {
 
 }  // namespace
 
-TEST_F(DomainTest, RemovalTakesTheSameTimeInEitherOrder) {
+TEST_F(Domains, RemovalTakesTheSameTimeInEitherOrder) {
     constexpr int COUNT = 8'000;
     const auto back_to_front = time_removal(COUNT, [](Domain& root) {
         for (int i = COUNT; i-- > 0;) {
@@ -341,7 +341,7 @@ TEST_F(DomainTest, RemovalTakesTheSameTimeInEitherOrder) {
     EXPECT_LT(at_once, 5 * back_to_front);
 }
 
-TEST_F(DomainTest, LimitsOfATypedVariableHaveItsType) {
+TEST_F(Domains, LimitsOfATypedVariableHaveItsType) {
     EXPECT_THROW(root_.add<double>("a", 1.0, {.range = {.lower = Value(0)}}), BadValueTypeException);
     EXPECT_THROW(root_.add<double>("a", 1.0, {.range = {.upper = Value("x")}}), BadValueTypeException);
     try {

@@ -15,7 +15,7 @@ using testing::numbered;
 
 namespace {
 
-class ItemTest : public ::testing::Test {
+class Items : public ::testing::Test {
 protected:
     const Item& find(const Item& start, const char* path) { return start.get_item(Path(path), false); }
 
@@ -28,13 +28,13 @@ protected:
 
 }  // namespace
 
-TEST_F(ItemTest, PathsAreAbsolute) {
+TEST_F(Items, PathsAreAbsolute) {
     EXPECT_EQ(root_.get_path().as_string(), "/");
     EXPECT_EQ(boiler_.get_path().as_string(), "/boiler");
     EXPECT_EQ(level_.get_path().as_string(), "/boiler/drum/level");
 }
 
-TEST_F(ItemTest, AbsolutePathStartsAtTheRoot) {
+TEST_F(Items, AbsolutePathStartsAtTheRoot) {
     EXPECT_EQ(&find(root_, "/boiler/drum/level"), &level_);
     EXPECT_EQ(&find(drum_, "/boiler/drum/level"), &level_);
     EXPECT_EQ(&find(level_, "/boiler"), &boiler_);
@@ -42,7 +42,7 @@ TEST_F(ItemTest, AbsolutePathStartsAtTheRoot) {
     EXPECT_EQ(&find(root_, "/"), &root_);
 }
 
-TEST_F(ItemTest, OtherPathsStartAtTheItem) {
+TEST_F(Items, OtherPathsStartAtTheItem) {
     EXPECT_EQ(&find(root_, "boiler/drum"), &drum_);
     EXPECT_EQ(&find(root_, "./boiler/drum"), &drum_);
     EXPECT_EQ(&find(boiler_, "drum/level"), &level_);
@@ -50,25 +50,25 @@ TEST_F(ItemTest, OtherPathsStartAtTheItem) {
     EXPECT_THROW(find(boiler_, "boiler"), PathNotFoundException);
 }
 
-TEST_F(ItemTest, DotIsTheItemItself) {
+TEST_F(Items, DotIsTheItemItself) {
     EXPECT_EQ(&find(root_, "."), &root_);
     EXPECT_EQ(&find(drum_, "."), &drum_);
     EXPECT_EQ(&find(level_, "."), &level_);
 }
 
-TEST_F(ItemTest, OwnPathLeadsBack) {
+TEST_F(Items, OwnPathLeadsBack) {
     for (const Item* item : {static_cast<const Item*>(&root_), static_cast<const Item*>(&drum_),
                              static_cast<const Item*>(&level_)}) {
         EXPECT_EQ(&root_.get_item(item->get_path(), false), item);
     }
 }
 
-TEST_F(ItemTest, NothingStandsBelowAVariable) {
+TEST_F(Items, NothingStandsBelowAVariable) {
     EXPECT_THROW(find(root_, "/boiler/drum/level/x"), PathNotFoundException);
     EXPECT_THROW(find(level_, "x"), PathNotFoundException);
 }
 
-TEST_F(ItemTest, MissingPathIsNamedAsGiven) {
+TEST_F(Items, MissingPathIsNamedAsGiven) {
     try {
         find(root_, "./boiler/pump/speed");
         FAIL() << "nothing thrown";
@@ -77,24 +77,24 @@ TEST_F(ItemTest, MissingPathIsNamedAsGiven) {
     }
 }
 
-TEST_F(ItemTest, NamesAreComparedExactly) {
+TEST_F(Items, NamesAreComparedExactly) {
     for (const char* path : {"/Boiler", "/boile", "/boilers", "/boiler ", "/boiler/drum/levels"}) {
         EXPECT_THROW(find(root_, path), PathNotFoundException) << path;
     }
 }
 
-TEST_F(ItemTest, ChangeableItemGivesAChangeableOne) {
+TEST_F(Items, ChangeableItemGivesAChangeableOne) {
     Item& item = root_.get_item(Path("/boiler/drum/level"), false);
     dynamic_cast<Variable&>(item) = Value(2.5);
     EXPECT_EQ(level_.get_value(), Value(2.5));
 }
 
-TEST_F(ItemTest, DescriptionIsEmptyUnlessGiven) {
+TEST_F(Items, DescriptionIsEmptyUnlessGiven) {
     EXPECT_EQ(drum_.get_description(), "");
     EXPECT_EQ(drum_.add_variable("a", Value(1), {.description = "Text"}).get_description(), "Text");
 }
 
-TEST_F(ItemTest, LookUpAllocatesNothing) {
+TEST_F(Items, LookUpAllocatesNothing) {
     for (int i = 0; i < 100; ++i) {
         drum_.add_variable(numbered("a variable with a long name ", i), Value(i));
     }
@@ -105,7 +105,7 @@ TEST_F(ItemTest, LookUpAllocatesNothing) {
     EXPECT_EQ(item.get_path(), path);
 }
 
-TEST_F(ItemTest, FoundItemIsTheOneThatGetItemGives) {
+TEST_F(Items, FoundItemIsTheOneThatGetItemGives) {
     for (const char* path : {"/", ".", "/boiler/drum/level", "boiler", "./boiler/drum"}) {
         EXPECT_EQ(root_.find_item(path), &find(root_, path)) << path;
         EXPECT_EQ(std::as_const(root_).find_item(path), &find(root_, path)) << path;
@@ -117,7 +117,7 @@ TEST_F(ItemTest, FoundItemIsTheOneThatGetItemGives) {
     EXPECT_EQ(level_.find_item("/boiler"), &boiler_);
 }
 
-TEST_F(ItemTest, MissingItemIsNull) {
+TEST_F(Items, MissingItemIsNull) {
     for (const char* path : {"/boilers", "drum", "/boiler/drum/level/x", "./boiler/x/level"}) {
         EXPECT_EQ(root_.find_item(path), nullptr) << path;
         EXPECT_EQ(root_.find_item(Path(path)), nullptr) << path;
@@ -125,7 +125,7 @@ TEST_F(ItemTest, MissingItemIsNull) {
     EXPECT_EQ(level_.find_item("x"), nullptr);
 }
 
-TEST_F(ItemTest, MalformedTextIsNotLookedUp) {
+TEST_F(Items, MalformedTextIsNotLookedUp) {
     for (const char* path : {"", "/boiler/", "//boiler", "/boiler/..", "boiler/./drum", "\t", "boiler\xFF"}) {
         EXPECT_THROW(root_.find_item(path), InvalidPathException) << path;
         EXPECT_THROW(std::as_const(root_).find_item(path), InvalidPathException) << path;
@@ -133,7 +133,7 @@ TEST_F(ItemTest, MalformedTextIsNotLookedUp) {
     }
 }
 
-TEST_F(ItemTest, VariableIsFoundAsOne) {
+TEST_F(Items, VariableIsFoundAsOne) {
     EXPECT_EQ(root_.find_variable("/boiler/drum/level"), &level_);
     EXPECT_EQ(std::as_const(root_).find_variable("/boiler/drum/level"), &level_);
     EXPECT_EQ(boiler_.find_variable(Path("drum/level")), &level_);
@@ -143,7 +143,7 @@ TEST_F(ItemTest, VariableIsFoundAsOne) {
     EXPECT_EQ(root_.find_variable(Path("/boiler")), nullptr);
 }
 
-TEST_F(ItemTest, FindingAllocatesNothing) {
+TEST_F(Items, FindingAllocatesNothing) {
     for (int i = 0; i < 100; ++i) {
         drum_.add_variable(numbered("a variable with a long name ", i), Value(i));
     }
@@ -157,7 +157,7 @@ TEST_F(ItemTest, FindingAllocatesNothing) {
     EXPECT_EQ(found->get_path(), path);
 }
 
-TEST_F(ItemTest, LongPathsAreWalked) {
+TEST_F(Items, LongPathsAreWalked) {
     Domain* domain = &root_;
     std::string text;
     for (int i = 0; i < 10'000; ++i) {

@@ -32,7 +32,7 @@ std::string get_message(Action action) {
     return "nothing thrown";
 }
 
-class LockCheckTest : public ::testing::Test {
+class LockCheck : public ::testing::Test {
 protected:
     InformationModel model_{"plant"};
     Tree& tree_ = model_.get_information_tree();
@@ -43,13 +43,13 @@ protected:
 
 }  // namespace
 
-TEST_F(LockCheckTest, IsOffUntilAServerRuns) {
+TEST_F(LockCheck, IsOffUntilAServerRuns) {
     level_ = Value(2);
     boiler_.add_variable("new", Value(1));
     EXPECT_EQ(level_.get_value(), Value(2));
 }
 
-TEST_F(LockCheckTest, ChangeWithoutTheLockNamesTheItem) {
+TEST_F(LockCheck, ChangeWithoutTheLockNamesTheItem) {
     model_.check_locks(true);
     EXPECT_EQ(get_message([&] { level_ = Value(2); }),
               "change of \"/boiler/level\" without the exclusive lock of its tree");
@@ -59,7 +59,7 @@ TEST_F(LockCheckTest, ChangeWithoutTheLockNamesTheItem) {
     EXPECT_EQ(level_.get_value(), Value(2));
 }
 
-TEST_F(LockCheckTest, EveryChangeIsChecked) {
+TEST_F(LockCheck, EveryChangeIsChecked) {
     const std::vector<std::pair<const char*, std::function<void()>>> changes = {
         {"operator=", [&] { level_ = Value(2); }},
         {"set_value", [&] { level_.set_value(Value(2), CALLBACK_RESTRAIN::NO_CALLBACKS, false); }},
@@ -111,7 +111,7 @@ TEST_F(LockCheckTest, EveryChangeIsChecked) {
     }
 }
 
-TEST_F(LockCheckTest, LockOfAnotherThreadDoesNotHelp) {
+TEST_F(LockCheck, LockOfAnotherThreadDoesNotHelp) {
     model_.check_locks(true);
     const std::unique_lock lock(tree_);
     testing::TestThreads([&] { EXPECT_THROW(level_ = Value(2), std::logic_error); }).join();
@@ -119,7 +119,7 @@ TEST_F(LockCheckTest, LockOfAnotherThreadDoesNotHelp) {
     EXPECT_EQ(level_.get_value(), Value(3));
 }
 
-TEST_F(LockCheckTest, EachModelHasItsOwn) {
+TEST_F(LockCheck, EachModelHasItsOwn) {
     InformationModel other("other");
     other.check_locks(true);
     level_ = Value(2);
@@ -129,7 +129,7 @@ TEST_F(LockCheckTest, EachModelHasItsOwn) {
     EXPECT_THROW(other.get_root().add_domain("d"), std::logic_error);
 }
 
-TEST_F(LockCheckTest, EndsWithItsModel) {
+TEST_F(LockCheck, EndsWithItsModel) {
     {
         InformationModel other("other");
         other.check_locks(true);
@@ -139,13 +139,13 @@ TEST_F(LockCheckTest, EndsWithItsModel) {
     EXPECT_EQ(level_.get_value(), Value(2));
 }
 
-TEST_F(LockCheckTest, ReadingNeedsNoCheck) {
+TEST_F(LockCheck, ReadingNeedsNoCheck) {
     model_.check_locks(true);
     EXPECT_EQ(level_.get_value(), Value(1));
     EXPECT_EQ(model_.get_root().find_variable("/boiler/level"), &level_);
 }
 
-TEST_F(LockCheckTest, ObserverThatWritesWithoutTheLockIsReported) {
+TEST_F(LockCheck, ObserverThatWritesWithoutTheLockIsReported) {
     model_.check_locks(true);
     StderrCapture errors;
     std::unique_lock lock(tree_);
@@ -157,7 +157,7 @@ TEST_F(LockCheckTest, ObserverThatWritesWithoutTheLockIsReported) {
               "lock of its tree\n");
 }
 
-TEST_F(LockCheckTest, LibraryForDebuggingTurnsItOnWithTheFirstServer) {
+TEST_F(LockCheck, LibraryForDebuggingTurnsItOnWithTheFirstServer) {
     model_.begin_service();
 #ifdef NDEBUG
     level_ = Value(2);
@@ -167,7 +167,7 @@ TEST_F(LockCheckTest, LibraryForDebuggingTurnsItOnWithTheFirstServer) {
 #endif
 }
 
-TEST_F(LockCheckTest, HostHasTheLastWord) {
+TEST_F(LockCheck, HostHasTheLastWord) {
     model_.check_locks(false);
     model_.begin_service();
     level_ = Value(2);

@@ -34,7 +34,7 @@ using testing::wait_for;
 
 namespace {
 
-class ObserversTest : public ::testing::Test {
+class ItemObservers : public ::testing::Test {
 protected:
     /// A callback that notes what it is told, after a label.
     Variable::Callback note(std::string label) {
@@ -53,7 +53,7 @@ protected:
 
 }  // namespace
 
-TEST_F(ObserversTest, AreToldPathAndValue) {
+TEST_F(ItemObservers, AreToldPathAndValue) {
     const Registration registration = a_.on_change(note("changed "));
     std::unique_lock lock(tree_);
     a_ = Value(5);
@@ -68,7 +68,7 @@ struct RestrainRow {
     std::vector<std::string> notes;
 };
 
-class Restrain : public ObserversTest, public ::testing::WithParamInterface<RestrainRow> {};
+class Restrain : public ItemObservers, public ::testing::WithParamInterface<RestrainRow> {};
 
 TEST_P(Restrain, SaysWhichObserversAreCalled) {
     const Registration change = b_.on_change(note("changed "));
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
                       RestrainRow{CALLBACK_RESTRAIN::WRITTEN, 0, {"written /b=0"}},
                       RestrainRow{CALLBACK_RESTRAIN::UNRESTRAINED, 0, {"written /b=0"}}));
 
-TEST_F(ObserversTest, AreCalledAfterUnlockInTheOrderOfTheWrites) {
+TEST_F(ItemObservers, AreCalledAfterUnlockInTheOrderOfTheWrites) {
     const Registration first = a_.on_change(note(""));
     const Registration second = b_.on_change(note(""));
     const Registration third = a_.on_write(note("written "));
@@ -102,7 +102,7 @@ TEST_F(ObserversTest, AreCalledAfterUnlockInTheOrderOfTheWrites) {
     EXPECT_THAT(notes_, ElementsAre("/d/a=1", "written /d/a=1", "/b=2", "/d/a=3", "written /d/a=3"));
 }
 
-TEST_F(ObserversTest, AreCalledByUnlockOfAnyNode) {
+TEST_F(ItemObservers, AreCalledByUnlockOfAnyNode) {
     const Registration registration = a_.on_change(note(""));
     std::unique_lock<Tree> lock(b_);
     a_ = Value(1);
@@ -110,7 +110,7 @@ TEST_F(ObserversTest, AreCalledByUnlockOfAnyNode) {
     EXPECT_THAT(notes_, ElementsAre("/d/a=1"));
 }
 
-TEST_F(ObserversTest, AreCalledOnTheThreadThatUnlocks) {
+TEST_F(ItemObservers, AreCalledOnTheThreadThatUnlocks) {
     std::thread::id called_on;
     const Registration registration =
         a_.on_change([&](const Path&, const Value&) { called_on = std::this_thread::get_id(); });
@@ -124,7 +124,7 @@ TEST_F(ObserversTest, AreCalledOnTheThreadThatUnlocks) {
     EXPECT_EQ(called_on, unlocked_on);
 }
 
-TEST_F(ObserversTest, RunWithoutTheLock) {
+TEST_F(ItemObservers, RunWithoutTheLock) {
     bool is_free = false;
     const Registration registration = a_.on_change([&](const Path&, const Value&) {
         is_free = tree_.try_lock();
@@ -138,13 +138,13 @@ TEST_F(ObserversTest, RunWithoutTheLock) {
     EXPECT_TRUE(is_free);
 }
 
-TEST_F(ObserversTest, AreCalledAtOnceForAWriteWithoutTheLock) {
+TEST_F(ItemObservers, AreCalledAtOnceForAWriteWithoutTheLock) {
     const Registration registration = a_.on_change(note(""));
     a_ = Value(1);
     EXPECT_THAT(notes_, ElementsAre("/d/a=1"));
 }
 
-TEST_F(ObserversTest, WriteWithoutTheLockDoesNotWaitForAnotherThreadsLock) {
+TEST_F(ItemObservers, WriteWithoutTheLockDoesNotWaitForAnotherThreadsLock) {
     // Before the server runs, a host may have a second model whose lock another thread holds.
     InformationModel other("other");
     Variable& variable = other.get_root().add_variable("v", Value(0));
@@ -154,7 +154,7 @@ TEST_F(ObserversTest, WriteWithoutTheLockDoesNotWaitForAnotherThreadsLock) {
     EXPECT_THAT(notes_, ElementsAre("/v=1"));
 }
 
-TEST_F(ObserversTest, MayLockAndWriteAndAreToldAfterWhatWasDue) {
+TEST_F(ItemObservers, MayLockAndWriteAndAreToldAfterWhatWasDue) {
     const Registration copy = a_.on_change([this](const Path&, const Value& value) {
         notes_.push_back("begin");
         std::unique_lock lock(tree_);
@@ -170,7 +170,7 @@ TEST_F(ObserversTest, MayLockAndWriteAndAreToldAfterWhatWasDue) {
     EXPECT_THAT(notes_, ElementsAre("begin", "end", "begin", "end", "/b=101", "/b=102"));
 }
 
-TEST_F(ObserversTest, ThatWriteDoNotDeepenTheStack) {
+TEST_F(ItemObservers, ThatWriteDoNotDeepenTheStack) {
     constexpr int WRITES = 100'000;
     int depth = 0;
     int deepest = 0;
@@ -187,7 +187,7 @@ TEST_F(ObserversTest, ThatWriteDoNotDeepenTheStack) {
     EXPECT_EQ(deepest, 1);
 }
 
-TEST_F(ObserversTest, ThatWriteWithoutTheLockDoNotDeepenTheStack) {
+TEST_F(ItemObservers, ThatWriteWithoutTheLockDoNotDeepenTheStack) {
     int depth = 0;
     int deepest = 0;
     const Registration registration = a_.on_change([&](const Path&, const Value& value) {
@@ -202,7 +202,7 @@ TEST_F(ObserversTest, ThatWriteWithoutTheLockDoNotDeepenTheStack) {
     EXPECT_EQ(deepest, 1);
 }
 
-TEST_F(ObserversTest, ExceptionIsReportedAndStopsNothing) {
+TEST_F(ItemObservers, ExceptionIsReportedAndStopsNothing) {
     const Registration failing =
         a_.on_change([](const Path&, const Value&) { throw std::runtime_error("out of paper"); });
     const Registration odd = a_.on_change([](const Path&, const Value&) { throw 42; });
@@ -218,7 +218,7 @@ TEST_F(ObserversTest, ExceptionIsReportedAndStopsNothing) {
     tree_.unlock();
 }
 
-TEST_F(ObserversTest, AreNotCalledAfterTheEnd) {
+TEST_F(ItemObservers, AreNotCalledAfterTheEnd) {
     Registration registration = a_.on_change(note(""));
     a_ = Value(1);
     registration.end();
@@ -227,7 +227,7 @@ TEST_F(ObserversTest, AreNotCalledAfterTheEnd) {
     EXPECT_THAT(notes_, ElementsAre("/d/a=1"));
 }
 
-TEST_F(ObserversTest, AreNotCalledAfterDestructionOfTheRegistration) {
+TEST_F(ItemObservers, AreNotCalledAfterDestructionOfTheRegistration) {
     {
         const Registration registration = a_.on_change(note(""));
         a_ = Value(1);
@@ -236,7 +236,7 @@ TEST_F(ObserversTest, AreNotCalledAfterDestructionOfTheRegistration) {
     EXPECT_THAT(notes_, ElementsAre("/d/a=1"));
 }
 
-TEST_F(ObserversTest, EndDropsWhatIsDue) {
+TEST_F(ItemObservers, EndDropsWhatIsDue) {
     Registration registration = a_.on_change(note(""));
     std::unique_lock lock(tree_);
     a_ = Value(1);
@@ -245,7 +245,7 @@ TEST_F(ObserversTest, EndDropsWhatIsDue) {
     EXPECT_THAT(notes_, IsEmpty());
 }
 
-TEST_F(ObserversTest, RegisteredAfterAWriteAreNotToldOfIt) {
+TEST_F(ItemObservers, RegisteredAfterAWriteAreNotToldOfIt) {
     std::unique_lock lock(tree_);
     a_ = Value(1);
     const Registration registration = a_.on_change(note(""));
@@ -253,7 +253,7 @@ TEST_F(ObserversTest, RegisteredAfterAWriteAreNotToldOfIt) {
     EXPECT_THAT(notes_, IsEmpty());
 }
 
-TEST_F(ObserversTest, MayEndThemselvesAndLiveUntilTheyReturn) {
+TEST_F(ItemObservers, MayEndThemselvesAndLiveUntilTheyReturn) {
     auto witness = std::make_shared<int>(7);
     const std::weak_ptr<int> watch = witness;
     std::optional<Registration> registration;
@@ -271,7 +271,7 @@ TEST_F(ObserversTest, MayEndThemselvesAndLiveUntilTheyReturn) {
     EXPECT_TRUE(watch.expired());
 }
 
-TEST_F(ObserversTest, WhatTheyHoldIsFreedAtTheEnd) {
+TEST_F(ItemObservers, WhatTheyHoldIsFreedAtTheEnd) {
     auto witness = std::make_shared<int>(7);
     const std::weak_ptr<int> watch = witness;
     Registration registration = a_.on_change([witness = std::move(witness)](const Path&, const Value&) {});
@@ -280,7 +280,7 @@ TEST_F(ObserversTest, WhatTheyHoldIsFreedAtTheEnd) {
     EXPECT_TRUE(watch.expired());
 }
 
-TEST_F(ObserversTest, EndWaitsForACallUnderWay) {
+TEST_F(ItemObservers, EndWaitsForACallUnderWay) {
     std::atomic<bool> is_inside = false;
     std::atomic<bool> is_ending = false;
     std::atomic<bool> is_finished = false;
@@ -300,7 +300,7 @@ TEST_F(ObserversTest, EndWaitsForACallUnderWay) {
     writer.join();
 }
 
-TEST_F(ObserversTest, MayRemoveTheirVariable) {
+TEST_F(ItemObservers, MayRemoveTheirVariable) {
     const Registration registration = b_.on_change([this](const Path& path, const Value& value) {
         notes_.push_back("removing " + path.as_string());
         const std::unique_lock lock(tree_);
@@ -314,7 +314,7 @@ TEST_F(ObserversTest, MayRemoveTheirVariable) {
     EXPECT_THROW(root_.get_item(Path("b"), false), PathNotFoundException);
 }
 
-TEST_F(ObserversTest, AreToldOfAWriteWhoseVariableWasRemoved) {
+TEST_F(ItemObservers, AreToldOfAWriteWhoseVariableWasRemoved) {
     const Registration registration = b_.on_change(note(""));
     std::unique_lock lock(tree_);
     b_ = Value(1);
@@ -323,7 +323,7 @@ TEST_F(ObserversTest, AreToldOfAWriteWhoseVariableWasRemoved) {
     EXPECT_THAT(notes_, ElementsAre("/b=1"));
 }
 
-TEST_F(ObserversTest, RegistrationMayOutliveTheModel) {
+TEST_F(ItemObservers, RegistrationMayOutliveTheModel) {
     Registration registration;
     {
         InformationModel model("short");
@@ -333,7 +333,7 @@ TEST_F(ObserversTest, RegistrationMayOutliveTheModel) {
     EXPECT_THAT(notes_, IsEmpty());
 }
 
-TEST_F(ObserversTest, RegistrationMoves) {
+TEST_F(ItemObservers, RegistrationMoves) {
     Registration first = a_.on_change(note("first "));
     Registration second = std::move(first);
     first.end();  // NOLINT(bugprone-use-after-move): an empty registration
@@ -346,7 +346,7 @@ TEST_F(ObserversTest, RegistrationMoves) {
     EXPECT_THAT(notes_, ElementsAre("first /d/a=1", "second /d/a=2", "second /d/a=3"));
 }
 
-TEST_F(ObserversTest, ManyShortRegistrationsLeaveTheOthersInOrder) {
+TEST_F(ItemObservers, ManyShortRegistrationsLeaveTheOthersInOrder) {
     const Registration first = a_.on_change(note("first "));
     for (int i = 0; i < 1'000; ++i) {
         const Registration passing = a_.on_change(note("passing "));
@@ -356,7 +356,7 @@ TEST_F(ObserversTest, ManyShortRegistrationsLeaveTheOthersInOrder) {
     EXPECT_THAT(notes_, ElementsAre("first /d/a=1", "last /d/a=1"));
 }
 
-TEST_F(ObserversTest, FailureToQueueChangesNothing) {
+TEST_F(ItemObservers, FailureToQueueChangesNothing) {
     const Registration first = a_.on_change(note(""));
     const Registration second = a_.on_write(note(""));
     const TimePoint timestamp = a_.get_timestamp();
@@ -378,7 +378,7 @@ TEST_F(ObserversTest, FailureToQueueChangesNothing) {
     EXPECT_THAT(notes_, ElementsAre("/d/a=1", "/d/a=1"));
 }
 
-TEST_F(ObserversTest, WriteThatReachesNobodyAllocatesNothing) {
+TEST_F(ItemObservers, WriteThatReachesNobodyAllocatesNothing) {
     const Registration change = a_.on_change(note(""));
     Value value(0);
     const testing::AllocationCounter counter;
@@ -387,7 +387,7 @@ TEST_F(ObserversTest, WriteThatReachesNobodyAllocatesNothing) {
     EXPECT_EQ(counter.get_count(), 0U);
 }
 
-TEST_F(ObserversTest, CallsOfOneObserverDoNotOverlap) {
+TEST_F(ItemObservers, CallsOfOneObserverDoNotOverlap) {
     constexpr int THREADS = 4;
     constexpr int WRITES = 100;
     int calls = 0;  // not atomic: the thread sanitizer would see an overlap
@@ -405,7 +405,7 @@ TEST_F(ObserversTest, CallsOfOneObserverDoNotOverlap) {
     EXPECT_EQ(calls, THREADS * WRITES);
 }
 
-TEST_F(ObserversTest, MayEndWhileOthersWrite) {
+TEST_F(ItemObservers, MayEndWhileOthersWrite) {
     std::atomic<int> writes = 0;
     TestThreads writer([&](const std::stop_token& stop) {
         while (!stop.stop_requested()) {

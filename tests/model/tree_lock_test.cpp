@@ -15,7 +15,7 @@ namespace {
 
 using testing::TestThreads;
 
-class TreeLockTest : public ::testing::Test {
+class LockedTree : public ::testing::Test {
 protected:
     bool can_lock(Tree& tree) {
         bool result = false;
@@ -39,7 +39,7 @@ protected:
 
 }  // namespace
 
-TEST_F(TreeLockTest, ExclusiveKeepsAllOut) {
+TEST_F(LockedTree, ExclusiveKeepsAllOut) {
     std::unique_lock lock(tree_);
     EXPECT_FALSE(can_lock(tree_));
     EXPECT_FALSE(can_lock_shared(tree_));
@@ -47,7 +47,7 @@ TEST_F(TreeLockTest, ExclusiveKeepsAllOut) {
     EXPECT_TRUE(can_lock(tree_));
 }
 
-TEST_F(TreeLockTest, SharedAdmitsReadersOnly) {
+TEST_F(LockedTree, SharedAdmitsReadersOnly) {
     std::shared_lock lock(constant_tree_);
     EXPECT_FALSE(can_lock(tree_));
     EXPECT_TRUE(can_lock_shared(tree_));
@@ -55,19 +55,19 @@ TEST_F(TreeLockTest, SharedAdmitsReadersOnly) {
     EXPECT_TRUE(can_lock(tree_));
 }
 
-TEST_F(TreeLockTest, EveryNodeHasTheLockOfItsTree) {
+TEST_F(LockedTree, EveryNodeHasTheLockOfItsTree) {
     const std::unique_lock<Tree> lock(leaf_);
     EXPECT_FALSE(can_lock(tree_));
     EXPECT_FALSE(can_lock_shared(model_.get_root()));
 }
 
-TEST_F(TreeLockTest, EachTreeHasItsOwnLock) {
+TEST_F(LockedTree, EachTreeHasItsOwnLock) {
     InformationModel other("other");
     const std::unique_lock lock(tree_);
     EXPECT_TRUE(can_lock(other.get_information_tree()));
 }
 
-TEST_F(TreeLockTest, PlainOperationsPairUp) {
+TEST_F(LockedTree, PlainOperationsPairUp) {
     tree_.lock();
     EXPECT_FALSE(can_lock_shared(tree_));
     tree_.unlock();
@@ -83,7 +83,7 @@ TEST_F(TreeLockTest, PlainOperationsPairUp) {
     EXPECT_TRUE(can_lock(tree_));
 }
 
-TEST_F(TreeLockTest, DeferredAndAdoptedLocksWork) {
+TEST_F(LockedTree, DeferredAndAdoptedLocksWork) {
     std::unique_lock<Tree> deferred(tree_, std::defer_lock);
     EXPECT_FALSE(deferred.owns_lock());
     EXPECT_TRUE(deferred.try_lock());
@@ -94,7 +94,7 @@ TEST_F(TreeLockTest, DeferredAndAdoptedLocksWork) {
     EXPECT_FALSE(can_lock_shared(tree_));
 }
 
-TEST_F(TreeLockTest, ScopedLockTakesTwoTrees) {
+TEST_F(LockedTree, ScopedLockTakesTwoTrees) {
     InformationModel other("other");
     {
         const std::scoped_lock lock(tree_, other.get_information_tree());
@@ -104,7 +104,7 @@ TEST_F(TreeLockTest, ScopedLockTakesTwoTrees) {
     EXPECT_TRUE(can_lock(tree_));
 }
 
-TEST_F(TreeLockTest, TimedLocksTakeAFreeTree) {
+TEST_F(LockedTree, TimedLocksTakeAFreeTree) {
     using namespace std::chrono_literals;
     EXPECT_TRUE(std::unique_lock<Tree>(tree_, 0ms).owns_lock());
     EXPECT_TRUE(std::shared_lock<const Tree>(constant_tree_, 1h).owns_lock());
@@ -114,7 +114,7 @@ TEST_F(TreeLockTest, TimedLocksTakeAFreeTree) {
     EXPECT_TRUE(can_lock(tree_));
 }
 
-TEST_F(TreeLockTest, TimedLocksGiveUp) {
+TEST_F(LockedTree, TimedLocksGiveUp) {
     using namespace std::chrono_literals;
     const std::unique_lock lock(tree_);
     TestThreads([&] {
@@ -127,7 +127,7 @@ TEST_F(TreeLockTest, TimedLocksGiveUp) {
     }).join();
 }
 
-TEST_F(TreeLockTest, ObserversAreCalledAfterATimedLock) {
+TEST_F(LockedTree, ObserversAreCalledAfterATimedLock) {
     int calls = 0;
     const Registration watching = leaf_.on_change([&](const Path&, const Value&) { ++calls; });
     std::unique_lock<Tree> lock(tree_, std::chrono::hours(1));

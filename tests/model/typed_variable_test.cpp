@@ -29,7 +29,7 @@ using testing::Mode;
 
 namespace {
 
-class TypedVariableTest : public ::testing::Test {
+class TypedVariables : public ::testing::Test {
 protected:
     InformationModel model_{"plant"};
     Domain& root_ = model_.get_root();
@@ -73,7 +73,7 @@ struct Contents<std::vector<T>> {
 };
 
 template <class T>
-class TypedVariableOf : public TypedVariableTest {};
+class TypedVariableOf : public TypedVariables {};
 
 using Types =
     ::testing::Types<bool, signed char, unsigned char, short, unsigned short, int, unsigned int, long,
@@ -137,7 +137,7 @@ TYPED_TEST(TypedVariableOf, FindsOnlyItsOwnType) {
     EXPECT_EQ(others, is_one_of_them ? 1 : 0);
 }
 
-TEST_F(TypedVariableTest, NothingIsFoundWhereThereIsNoVariable) {
+TEST_F(TypedVariables, NothingIsFoundWhereThereIsNoVariable) {
     root_.add_domain("d");
     EXPECT_FALSE(root_.find<double>("/d"));
     EXPECT_FALSE(root_.find<double>("/missing"));
@@ -145,7 +145,7 @@ TEST_F(TypedVariableTest, NothingIsFoundWhereThereIsNoVariable) {
     EXPECT_FALSE(TypedVariable<double>::create(nullptr));
 }
 
-TEST_F(TypedVariableTest, WhatLosesNothingIsConverted) {
+TEST_F(TypedVariables, WhatLosesNothingIsConverted) {
     TypedVariable<double> temperature = root_.add<double>("temperature", 21);
     temperature = 22;
     EXPECT_EQ(temperature.get(), 22.0);
@@ -224,7 +224,7 @@ static_assert(!VariableContent<std::memory_order>, "an enumeration without a lis
 
 }  // namespace
 
-TEST_F(TypedVariableTest, AssignmentOfAHandleCopiesTheHandle) {
+TEST_F(TypedVariables, AssignmentOfAHandleCopiesTheHandle) {
     TypedVariable<int> first = root_.add<int>("first", 1);
     TypedVariable<int> second = root_.add<int>("second", 2);
     first = second;
@@ -233,7 +233,7 @@ TEST_F(TypedVariableTest, AssignmentOfAHandleCopiesTheHandle) {
     EXPECT_EQ(root_.find<int>("first")->get(), 1);
 }
 
-TEST_F(TypedVariableTest, OtherTypeIsNamed) {
+TEST_F(TypedVariables, OtherTypeIsNamed) {
     Variable& variable = root_.add_variable("v", Value(1));
     try {
         const TypedVariable<double> handle(variable);
@@ -244,7 +244,7 @@ TEST_F(TypedVariableTest, OtherTypeIsNamed) {
     EXPECT_EQ(TypedVariable<int>(variable).get(), 1);
 }
 
-TEST_F(TypedVariableTest, OtherListIsRefused) {
+TEST_F(TypedVariables, OtherListIsRefused) {
     Variable& variable = root_.add_variable("v", Value(SymbolInfo(Mode::OFF)));
     EXPECT_THROW(TypedVariable<QUALITY>{variable}, BadValueTypeException);
     EXPECT_EQ(TypedVariable<Mode>(variable).get(), Mode::OFF);
@@ -252,13 +252,13 @@ TEST_F(TypedVariableTest, OtherListIsRefused) {
     EXPECT_EQ(TypedVariable<Mode>(variable).get(), Mode::OFF);
 }
 
-TEST_F(TypedVariableTest, ContentThatBeliesItsDescriptorHasNoHandle) {
+TEST_F(TypedVariables, ContentThatBeliesItsDescriptorHasNoHandle) {
     root_.add_variable("v", Value(5, ValueTypeInfo(VALUE_TYPE::DOUBLE, false)));
     EXPECT_FALSE(root_.find<double>("v"));
     EXPECT_FALSE(root_.find<int>("v"));
 }
 
-TEST_F(TypedVariableTest, UpdateChangesAllOrNothing) {
+TEST_F(TypedVariables, UpdateChangesAllOrNothing) {
     const auto temperature = root_.add<double>("temperature", 21.5);
     const TimePoint sampled{std::chrono::seconds(5)};
     temperature.update({.value = 22.5, .quality = QUALITY::GOOD, .timestamp = sampled});
@@ -271,7 +271,7 @@ TEST_F(TypedVariableTest, UpdateChangesAllOrNothing) {
     EXPECT_EQ(temperature.get_variable().get_quality(), SymbolInfo(QUALITY::BAD));
 }
 
-TEST_F(TypedVariableTest, FailureToUpdateChangesNothing) {
+TEST_F(TypedVariables, FailureToUpdateChangesNothing) {
     const auto text = root_.add<std::string>("text", "before");
     const Registration watching = text.get_variable().on_write([](const Path&, const Value&) {});
     const TimePoint timestamp = text.get_variable().get_timestamp();
@@ -291,7 +291,7 @@ TEST_F(TypedVariableTest, FailureToUpdateChangesNothing) {
     EXPECT_EQ(text.get(), std::string(100, 'a'));
 }
 
-TEST_F(TypedVariableTest, ScalarsAreWrittenWithoutAllocation) {
+TEST_F(TypedVariables, ScalarsAreWrittenWithoutAllocation) {
     const auto temperature = root_.add<double>("temperature", 21.5);
     const testing::AllocationCounter counter;
     temperature = 22.5;
@@ -300,7 +300,7 @@ TEST_F(TypedVariableTest, ScalarsAreWrittenWithoutAllocation) {
     EXPECT_EQ(counter.get_count(), 0U);
 }
 
-TEST_F(TypedVariableTest, ObserversHearOfTypedWrites) {
+TEST_F(TypedVariables, ObserversHearOfTypedWrites) {
     const auto temperature = root_.add<double>("temperature", 21.5);
     std::vector<double> seen;
     const Registration watching = temperature.get_variable().on_change(
@@ -311,14 +311,14 @@ TEST_F(TypedVariableTest, ObserversHearOfTypedWrites) {
     EXPECT_EQ(seen, (std::vector<double>{22.0, 23.0}));
 }
 
-TEST_F(TypedVariableTest, ArrayIsEditedInPlace) {
+TEST_F(TypedVariables, ArrayIsEditedInPlace) {
     const auto levels = root_.add<std::vector<double>>("levels", {1.0, 2.0});
     levels.modify([](std::vector<double>& array) { array[1] = 5.0; });
     EXPECT_EQ(levels.get(), (std::vector<double>{1.0, 5.0}));
     static_assert(!ModifiableContent<double> && !ModifiableContent<std::vector<SymbolInfo>>);
 }
 
-TEST_F(TypedVariableTest, ReadersSeeWholeUpdates) {
+TEST_F(TypedVariables, ReadersSeeWholeUpdates) {
     const auto first = root_.add<double>("first", 0.0);
     const auto second = root_.add<double>("second", 0.0);
     testing::TestThreads threads([&](const std::stop_token& stop) {

@@ -27,7 +27,7 @@ TimePoint get_now() {
     return std::chrono::system_clock::now();
 }
 
-class VariableTest : public ::testing::Test {
+class Variables : public ::testing::Test {
 protected:
     Variable& add(Value initial, VariableOptions options = {}) {
         return model_.get_root().add_variable("v", std::move(initial), std::move(options));
@@ -58,7 +58,7 @@ bool is_modified_by(Variable& variable, const Value& value) {
 
 }  // namespace
 
-TEST_F(VariableTest, HasDefaults) {
+TEST_F(Variables, HasDefaults) {
     const TimePoint before = get_now();
     const Variable& variable = add(Value(21.5));
     EXPECT_EQ(variable.get_item_type(), ITEM_TYPE::VARIABLE);
@@ -71,7 +71,7 @@ TEST_F(VariableTest, HasDefaults) {
     EXPECT_EQ(variable.get_modified_timestamp(), variable.get_timestamp());
 }
 
-TEST_F(VariableTest, MetadataIsAbsentUnlessGiven) {
+TEST_F(Variables, MetadataIsAbsentUnlessGiven) {
     const Variable& variable = add(Value(21.5), {.description = "only this"});
     EXPECT_EQ(variable.get_description(), "only this");
     EXPECT_EQ(variable.get_engineering_unit(), "");
@@ -82,7 +82,7 @@ TEST_F(VariableTest, MetadataIsAbsentUnlessGiven) {
     EXPECT_FALSE(variable.get_history_kind().has_value());
 }
 
-TEST_F(VariableTest, TakesItsOptions) {
+TEST_F(Variables, TakesItsOptions) {
     const Variable& variable = add(Value(21.5), {.description = "Drum temperature",
                                                  .writable = true,
                                                  .engineering_unit = "degC",
@@ -102,7 +102,7 @@ TEST_F(VariableTest, TakesItsOptions) {
     EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::UNCERTAIN));
 }
 
-TEST_F(VariableTest, EachPieceOfMetadataStandsAlone) {
+TEST_F(Variables, EachPieceOfMetadataStandsAlone) {
     Domain& root = model_.get_root();
     EXPECT_EQ(root.add_variable("unit", Value(1), {.engineering_unit = "m"}).get_engineering_unit(), "m");
     EXPECT_EQ(root.add_variable("lower", Value(1), {.range = {.lower = Value(0)}}).get_range().lower,
@@ -115,17 +115,17 @@ TEST_F(VariableTest, EachPieceOfMetadataStandsAlone) {
               SymbolInfo(HISTORY_KIND::NONE));
 }
 
-TEST_F(VariableTest, NotWritableIsNotAbsent) {
+TEST_F(Variables, NotWritableIsNotAbsent) {
     EXPECT_EQ(add(Value(1), {.writable = false}).get_writable(), false);
 }
 
-TEST_F(VariableTest, UnlistedSymbolsInOptionsAreRefused) {
+TEST_F(Variables, UnlistedSymbolsInOptionsAreRefused) {
     EXPECT_THROW(add(Value(1), {.quality = QUALITY(16)}), std::invalid_argument);
     EXPECT_THROW(add(Value(1), {.history_kind = HISTORY_KIND(3)}), std::invalid_argument);
     EXPECT_TRUE(model_.get_root().is_empty());
 }
 
-TEST_F(VariableTest, AssignmentReplacesValueAndStamps) {
+TEST_F(Variables, AssignmentReplacesValueAndStamps) {
     Variable& variable = add(Value(1));
     variable.set_timestamp(TimePoint());
     const TimePoint before = get_now();
@@ -135,7 +135,7 @@ TEST_F(VariableTest, AssignmentReplacesValueAndStamps) {
     EXPECT_EQ(variable.get_modified_timestamp(), variable.get_timestamp());
 }
 
-TEST_F(VariableTest, TimestampIsKeptWhenAskedTo) {
+TEST_F(Variables, TimestampIsKeptWhenAskedTo) {
     Variable& variable = add(Value(1));
     variable.set_timestamp(TimePoint());
     const TimePoint before = get_now();
@@ -144,7 +144,7 @@ TEST_F(VariableTest, TimestampIsKeptWhenAskedTo) {
     EXPECT_GE(variable.get_modified_timestamp(), before);
 }
 
-TEST_F(VariableTest, UnchangedContentStampsWithoutModification) {
+TEST_F(Variables, UnchangedContentStampsWithoutModification) {
     Variable& variable = add(Value(1));
     const TimePoint modified = variable.get_modified_timestamp();
     variable.set_timestamp(TimePoint());
@@ -153,7 +153,7 @@ TEST_F(VariableTest, UnchangedContentStampsWithoutModification) {
     EXPECT_EQ(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, OtherTypesAreRefusedAndNothingChanges) {
+TEST_F(Variables, OtherTypesAreRefusedAndNothingChanges) {
     Variable& variable = add(Value(1));
     const TimePoint timestamp = variable.get_timestamp();
     for (const Value& value : {Value(1L), Value("1"), Value(1.0), Value(std::vector<int>{1}),
@@ -167,7 +167,7 @@ TEST_F(VariableTest, OtherTypesAreRefusedAndNothingChanges) {
     EXPECT_EQ(variable.get_modified_timestamp(), timestamp);
 }
 
-TEST_F(VariableTest, ContentThatBeliesItsDescriptorIsRefused) {
+TEST_F(Variables, ContentThatBeliesItsDescriptorIsRefused) {
     Variable& variable = add(Value(1.0));
     EXPECT_EQ(get_details([&] { variable = Value(5, ValueTypeInfo(VALUE_TYPE::DOUBLE, false)); }),
               "variable \"/v\" is DOUBLE, the value is DOUBLE by its descriptor and not by its content");
@@ -176,26 +176,26 @@ TEST_F(VariableTest, ContentThatBeliesItsDescriptorIsRefused) {
     EXPECT_EQ(variable.get_value(), Value(1.0));
 }
 
-TEST_F(VariableTest, ContentThatBelieItsDescriptorFromTheStartIsReplaced) {
+TEST_F(Variables, ContentThatBelieItsDescriptorFromTheStartIsReplaced) {
     Variable& variable = add(Value(5, ValueTypeInfo(VALUE_TYPE::DOUBLE, false)));
     variable = Value(1.5);
     EXPECT_EQ(variable.get_value(), Value(1.5));
 }
 
-TEST_F(VariableTest, TypeWithoutContentTakesAny) {
+TEST_F(Variables, TypeWithoutContentTakesAny) {
     Variable& variable = add(Value(5, ValueTypeInfo(VALUE_TYPE::DECIMAL, false)));
     variable = Value("x", ValueTypeInfo(VALUE_TYPE::DECIMAL, false));
     EXPECT_EQ(std::get<std::string>(variable.get_value()), "x");
 }
 
-TEST_F(VariableTest, RefusalNamesVariableAndTypes) {
+TEST_F(Variables, RefusalNamesVariableAndTypes) {
     Variable& variable = add(Value(21.5));
     EXPECT_EQ(get_details([&] { variable = Value(22); }), "variable \"/v\" is DOUBLE, the value is INT");
     EXPECT_EQ(get_details([&] { variable = Value(std::vector<std::string>{"a"}); }),
               "variable \"/v\" is DOUBLE, the value is array of STRING");
 }
 
-TEST_F(VariableTest, SymbolOfAnotherListIsRefused) {
+TEST_F(Variables, SymbolOfAnotherListIsRefused) {
     Variable& variable = add(Value(SymbolInfo(QUALITY::BAD)));
     EXPECT_EQ(get_details([&] { variable = Value(SymbolInfo(HISTORY_KIND::NONE)); }),
               "variable \"/v\" is SYMBOL of list \"common.Quality\", the value is SYMBOL of list "
@@ -205,7 +205,7 @@ TEST_F(VariableTest, SymbolOfAnotherListIsRefused) {
     EXPECT_EQ(variable.get_value(), Value(SymbolInfo(QUALITY::GOOD)));
 }
 
-TEST_F(VariableTest, SymbolsOfAnArrayBelongToItsList) {
+TEST_F(Variables, SymbolsOfAnArrayBelongToItsList) {
     const SymbolInfo good(QUALITY::GOOD);
     const SymbolInfo none(HISTORY_KIND::NONE);
     Variable& variable = add(Value(std::vector<SymbolInfo>{good}));
@@ -218,7 +218,7 @@ TEST_F(VariableTest, SymbolsOfAnArrayBelongToItsList) {
     EXPECT_EQ(variable.get_value(), Value(std::vector<SymbolInfo>{good}));
 }
 
-TEST_F(VariableTest, TimestampIsSetAlone) {
+TEST_F(Variables, TimestampIsSetAlone) {
     Variable& variable = add(Value(1));
     const TimePoint modified = variable.get_modified_timestamp();
     const TimePoint timestamp{std::chrono::seconds(1)};
@@ -227,7 +227,7 @@ TEST_F(VariableTest, TimestampIsSetAlone) {
     EXPECT_EQ(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, NewQualityIsAModification) {
+TEST_F(Variables, NewQualityIsAModification) {
     Variable& variable = add(Value(1));
     const TimePoint timestamp = variable.get_timestamp();
     while (get_now() == timestamp) {
@@ -238,7 +238,7 @@ TEST_F(VariableTest, NewQualityIsAModification) {
     EXPECT_EQ(variable.get_timestamp(), timestamp);
 }
 
-TEST_F(VariableTest, SameQualityIsNone) {
+TEST_F(Variables, SameQualityIsNone) {
     Variable& variable = add(Value(1));
     const TimePoint modified = variable.get_modified_timestamp();
     while (get_now() == modified) {
@@ -247,13 +247,13 @@ TEST_F(VariableTest, SameQualityIsNone) {
     EXPECT_EQ(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, UnlistedQualityIsRefused) {
+TEST_F(Variables, UnlistedQualityIsRefused) {
     Variable& variable = add(Value(1));
     EXPECT_THROW(variable.set_quality(QUALITY(16)), std::invalid_argument);
     EXPECT_EQ(variable.get_quality(), SymbolInfo(QUALITY::GOOD));
 }
 
-TEST_F(VariableTest, MetadataIsSetAndRemoved) {
+TEST_F(Variables, MetadataIsSetAndRemoved) {
     Variable& variable = add(Value(21.5));
     const TimePoint modified = variable.get_modified_timestamp();
     variable.set_description("Drum temperature");
@@ -291,7 +291,7 @@ TEST_F(VariableTest, MetadataIsSetAndRemoved) {
     EXPECT_EQ(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, AbsentMetadataCostsNothing) {
+TEST_F(Variables, AbsentMetadataCostsNothing) {
     Variable& variable = add(Value(21.5));
     const testing::AllocationCounter counter;
     variable.set_writable(false);
@@ -302,7 +302,7 @@ TEST_F(VariableTest, AbsentMetadataCostsNothing) {
     EXPECT_EQ(counter.get_count(), 0U);
 }
 
-TEST_F(VariableTest, LimitsOfAnotherTypeAreRefused) {
+TEST_F(Variables, LimitsOfAnotherTypeAreRefused) {
     Variable& variable = add(Value(21.5), {.range = {.lower = Value(1.0)}, .delta = Value(0.5)});
     EXPECT_EQ(get_details([&] { variable.set_range({.upper = Value(400)}); }),
               "upper limit of variable \"/v\" must be DOUBLE, but is INT");
@@ -318,13 +318,13 @@ TEST_F(VariableTest, LimitsOfAnotherTypeAreRefused) {
     EXPECT_FALSE(variable.get_history_kind().has_value());
 }
 
-TEST_F(VariableTest, LimitsOfAnArrayAreThoseOfItsMembers) {
+TEST_F(Variables, LimitsOfAnArrayAreThoseOfItsMembers) {
     Variable& variable = add(Value(std::vector<int>{1}));
     variable.set_range({.lower = Value(0), .upper = Value(9)});
     EXPECT_EQ(variable.get_range().upper, Value(9));
 }
 
-TEST_F(VariableTest, FailureToSetMetadataChangesNothing) {
+TEST_F(Variables, FailureToSetMetadataChangesNothing) {
     Variable& variable = add(Value(21.5), {.range = {.lower = Value(1.0)}});
     bool is_set = false;
     for (std::size_t successes = 0; !is_set; ++successes) {
@@ -341,7 +341,7 @@ TEST_F(VariableTest, FailureToSetMetadataChangesNothing) {
     EXPECT_EQ(variable.get_range().upper, Value(3.0));
 }
 
-TEST_F(VariableTest, UpdateChangesWhatItIsGiven) {
+TEST_F(Variables, UpdateChangesWhatItIsGiven) {
     Variable& variable = add(Value(1));
     const TimePoint sampled{std::chrono::seconds(5)};
     variable.update({.value = Value(2), .quality = QUALITY::UNCERTAIN, .timestamp = sampled});
@@ -359,7 +359,7 @@ TEST_F(VariableTest, UpdateChangesWhatItIsGiven) {
     EXPECT_EQ(variable.get_value(), Value(3));
 }
 
-TEST_F(VariableTest, UpdateChangesAllOrNothing) {
+TEST_F(Variables, UpdateChangesAllOrNothing) {
     Variable& variable = add(Value(1));
     const TimePoint before = variable.get_timestamp();
     const TimePoint sampled{std::chrono::seconds(5)};
@@ -372,7 +372,7 @@ TEST_F(VariableTest, UpdateChangesAllOrNothing) {
     EXPECT_EQ(variable.get_timestamp(), before);
 }
 
-TEST_F(VariableTest, ArrayIsEditedInPlace) {
+TEST_F(Variables, ArrayIsEditedInPlace) {
     Variable& variable = add(Value(std::vector<double>(1'000, 1.0)));
     const double* const data = std::get<std::vector<double>>(variable.get_value()).data();
     variable.set_timestamp(TimePoint());
@@ -389,7 +389,7 @@ TEST_F(VariableTest, ArrayIsEditedInPlace) {
     EXPECT_GT(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, EditSaysWhetherItChangesAnything) {
+TEST_F(Variables, EditSaysWhetherItChangesAnything) {
     Variable& variable = add(Value(std::vector<int>{1}));
     const TimePoint modified = variable.get_modified_timestamp();
     while (get_now() == modified) {
@@ -403,7 +403,7 @@ TEST_F(VariableTest, EditSaysWhetherItChangesAnything) {
     EXPECT_GT(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, EditedArrayReachesObservers) {
+TEST_F(Variables, EditedArrayReachesObservers) {
     Variable& variable = add(Value(std::vector<int>{1}));
     Value seen(0);
     int calls = 0;
@@ -423,7 +423,7 @@ TEST_F(VariableTest, EditedArrayReachesObservers) {
     EXPECT_EQ(variable.get_value(), Value(std::vector<int>{1, 2}));
 }
 
-TEST_F(VariableTest, EditThatFailsIsAModification) {
+TEST_F(Variables, EditThatFailsIsAModification) {
     Variable& variable = add(Value(std::vector<int>{1, 2}));
     const TimePoint modified = variable.get_modified_timestamp();
     while (get_now() == modified) {
@@ -437,7 +437,7 @@ TEST_F(VariableTest, EditThatFailsIsAModification) {
     EXPECT_GT(variable.get_modified_timestamp(), modified);
 }
 
-TEST_F(VariableTest, ArrayOfAnotherTypeIsNotEdited) {
+TEST_F(Variables, ArrayOfAnotherTypeIsNotEdited) {
     Variable& variable = add(Value(std::vector<int>{1}));
     EXPECT_EQ(get_details([&] { variable.modify<std::vector<long>>([](std::vector<long>&) {}); }),
               "variable \"/v\" is array of INT, and is used as array of LONG");
@@ -446,7 +446,7 @@ TEST_F(VariableTest, ArrayOfAnotherTypeIsNotEdited) {
         BadValueTypeException);
 }
 
-TEST_F(VariableTest, WithoutAGuardAllIsAccepted) {
+TEST_F(Variables, WithoutAGuardAllIsAccepted) {
     Variable& variable = add(Value(1));
     Value value(5);
     EXPECT_TRUE(variable.apply_guard(value));
@@ -455,7 +455,7 @@ TEST_F(VariableTest, WithoutAGuardAllIsAccepted) {
     EXPECT_TRUE(variable.apply_guard(value));
 }
 
-TEST_F(VariableTest, GuardRefusesOrChangesWhatIsWritten) {
+TEST_F(Variables, GuardRefusesOrChangesWhatIsWritten) {
     Variable& variable = add(Value(1), {.accept = [](const Variable& guarded, Value& value) {
                                  EXPECT_EQ(guarded.get_value(), Value(1));
                                  EXPECT_EQ(guarded.get_path(), Path("/v"));
@@ -473,7 +473,7 @@ TEST_F(VariableTest, GuardRefusesOrChangesWhatIsWritten) {
     EXPECT_EQ(variable.get_value(), Value(1));
 }
 
-TEST_F(VariableTest, GuardIsReplacedAndRemoved) {
+TEST_F(Variables, GuardIsReplacedAndRemoved) {
     Variable& variable = add(Value(1));
     Value value(5);
     variable.set_guard([](const Variable&, Value&) { return false; });
@@ -489,20 +489,20 @@ TEST_F(VariableTest, GuardIsReplacedAndRemoved) {
     EXPECT_EQ(value, Value(7));
 }
 
-TEST_F(VariableTest, GuardDoesNotConcernTheHost) {
+TEST_F(Variables, GuardDoesNotConcernTheHost) {
     Variable& variable = add(Value(1), {.accept = [](const Variable&, Value&) { return false; }});
     variable = Value(2);
     EXPECT_EQ(variable.get_value(), Value(2));
 }
 
-TEST_F(VariableTest, ExceptionOfTheGuardComesOut) {
+TEST_F(Variables, ExceptionOfTheGuardComesOut) {
     Variable& variable =
         add(Value(1), {.accept = [](const Variable&, Value&) -> bool { throw std::runtime_error("no"); }});
     Value value(5);
     EXPECT_THROW(variable.apply_guard(value), std::runtime_error);
 }
 
-TEST_F(VariableTest, GuardMayWriteOtherVariables) {
+TEST_F(Variables, GuardMayWriteOtherVariables) {
     Variable& other = model_.get_root().add_variable("other", Value(0));
     int heard = 0;
     const Registration watching =
@@ -520,7 +520,7 @@ TEST_F(VariableTest, GuardMayWriteOtherVariables) {
     EXPECT_EQ(heard, 5);
 }
 
-TEST_F(VariableTest, CallbackRestrainNumbersAreFixed) {
+TEST_F(Variables, CallbackRestrainNumbersAreFixed) {
     EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::NO_CALLBACKS), 0);
     EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::CHANGED), 1);
     EXPECT_EQ(static_cast<int>(CALLBACK_RESTRAIN::WRITTEN), 2);
@@ -535,7 +535,7 @@ struct ChangeRow {
     bool is_change;
 };
 
-class Modification : public VariableTest, public ::testing::WithParamInterface<ChangeRow> {};
+class Modification : public Variables, public ::testing::WithParamInterface<ChangeRow> {};
 
 TEST_P(Modification, IsAChangeOfContentOnly) {
     Variable& variable = add(GetParam().before);

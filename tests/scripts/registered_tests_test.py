@@ -30,6 +30,7 @@ class RegisteredTests(unittest.TestCase):
             self.assertIn(folder.lower(), folders, name)
             self.assertEqual(folder, folder.capitalize(), name)
             self.assertTrue(subject, name)
+            self.assertNotRegex(name, r"[^.]Test[./]", "a suite is named after its subject alone")
 
     def test_have_the_label_of_their_folder_and_that_of_one_kind(self):
         for name, labels in self.tests.items():

@@ -35,7 +35,7 @@ private:
     Path path_;
 };
 
-class PropertiesTest : public ::testing::Test {
+class ItemProperties : public ::testing::Test {
 protected:
     /// The reply to a request with these attributes and children, without its envelope.
     std::string call(const std::string& attributes, const std::string& children = {}) {
@@ -49,7 +49,7 @@ protected:
     std::shared_ptr<InformationModel> model_ = std::make_shared<InformationModel>("plant");
 };
 
-TEST_F(PropertiesTest, ElementsBearTheGivenName) {
+TEST_F(ItemProperties, ElementsBearTheGivenName) {
     model_->get_root().add_variable("x", Value(1));
     EXPECT_EQ(
         call(R"(ItemName="/x" ReturnPropertyValues="true")",
@@ -58,17 +58,17 @@ TEST_F(PropertiesTest, ElementsBearTheGivenName) {
         R"(<Row Description="value" Name="value"><Value xsi:type="xsd:int">1</Value></Row></Reply>)");
 }
 
-TEST_F(PropertiesTest, BothKindsOfItemHaveTheirOwn) {
+TEST_F(ItemProperties, BothKindsOfItemHaveTheirOwn) {
     EXPECT_EQ(call(R"(ReturnAllProperties="true")"),
               R"(<Reply><Row Description="description" Name="description"/>)"
               R"(<Row Description="telvix:patternType" Name="telvix:patternType"/></Reply>)");
 }
 
-TEST_F(PropertiesTest, NothingAskedForGivesNothing) {
+TEST_F(ItemProperties, NothingAskedForGivesNothing) {
     EXPECT_EQ(call(R"(ReturnPropertyValues="true")"), "<Reply/>");
 }
 
-TEST_F(PropertiesTest, AbsentOrEmptyItemNameIsTheRoot) {
+TEST_F(ItemProperties, AbsentOrEmptyItemNameIsTheRoot) {
     const std::string root = R"(<Reply><Row Description="description" Name="description"/></Reply>)";
     model_->get_root().add_variable("x", Value(1));
     EXPECT_EQ(call("", "<PropertyNames>description</PropertyNames><PropertyNames>value</PropertyNames>"),
@@ -78,16 +78,16 @@ TEST_F(PropertiesTest, AbsentOrEmptyItemNameIsTheRoot) {
               root);
 }
 
-TEST_F(PropertiesTest, MalformedItemNameThrows) {
+TEST_F(ItemProperties, MalformedItemNameThrows) {
     EXPECT_THROW(call(R"(ItemName="//")"), InvalidPathException);
 }
 
-TEST_F(PropertiesTest, FlagsMustBeBools) {
+TEST_F(ItemProperties, FlagsMustBeBools) {
     EXPECT_THROW(call(R"(ReturnAllProperties="maybe")"), Poco::SyntaxException);
     EXPECT_THROW(call(R"(ReturnPropertyValues="maybe")"), Poco::SyntaxException);
 }
 
-TEST_F(PropertiesTest, ParentIsNeeded) {
+TEST_F(ItemProperties, ParentIsNeeded) {
     const testing::ParsedRequest request(
         testing::create_element_text("Request", R"(ReturnAllProperties="true")"));
     const PropertiesOfOneItem message(model_, request.get_root(), request.get_namespaces());

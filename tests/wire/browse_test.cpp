@@ -25,9 +25,9 @@ const std::string INVALID_FILTER = "The filter string is not valid.";
 
 /// "/boiler" with the variables "temperature" and "pressure" and, between them, the domain "drum", which has
 /// a variable "level"; and "/spare", which is empty.
-class BrowseWireTest : public WireTest {
+class BrowseService : public WireTest {
 protected:
-    BrowseWireTest() {
+    BrowseService() {
         Domain& boiler = server.get_root().add_domain("boiler");
         boiler.add_variable("temperature", Value(21.5));
         boiler.add_domain("drum").add_variable("level", Value(1));
@@ -63,27 +63,27 @@ protected:
     const std::string pressure = element_text("pressure", "/boiler/pressure");
 };
 
-TEST_F(BrowseWireTest, WithoutItemNameListsTheRoot) {
+TEST_F(BrowseService, WithoutItemNameListsTheRoot) {
     expect_listing("", root_elements);
 }
 
-TEST_F(BrowseWireTest, EveryNameOfTheRootListsTheRoot) {
+TEST_F(BrowseService, EveryNameOfTheRootListsTheRoot) {
     expect_listing(R"(ItemName="")", root_elements);
     expect_listing(R"(ItemName=".")", root_elements);
     expect_listing(R"(ItemName="/")", root_elements);
 }
 
-TEST_F(BrowseWireTest, EveryFormOfAPathListsTheDomain) {
+TEST_F(BrowseService, EveryFormOfAPathListsTheDomain) {
     for (const char* name : {"/boiler", "boiler", "./boiler"}) {
         expect_listing("ItemName=\"" + std::string(name) + "\"", temperature + drum + pressure);
     }
 }
 
-TEST_F(BrowseWireTest, ListsOnlyTheNextLevel) {
+TEST_F(BrowseService, ListsOnlyTheNextLevel) {
     expect_listing(R"(ItemName="/boiler/drum")", element_text("level", "/boiler/drum/level"));
 }
 
-TEST_F(BrowseWireTest, ItemNamesOfAReplyCanBeSentBack) {
+TEST_F(BrowseService, ItemNamesOfAReplyCanBeSentBack) {
     std::string path = "/";
     for (const char* name : {"boiler", "drum", "level"}) {
         const std::string body = server.call("<Browse ItemName=\"" + path + "\"/>").body;
@@ -93,11 +93,11 @@ TEST_F(BrowseWireTest, ItemNamesOfAReplyCanBeSentBack) {
     expect_listing("ItemName=\"" + path + "\"", element_text("level", path));
 }
 
-TEST_F(BrowseWireTest, EmptyDomainHasNoElements) {
+TEST_F(BrowseService, EmptyDomainHasNoElements) {
     expect_listing(R"(ItemName="/spare")", "");
 }
 
-TEST_F(BrowseWireTest, DomainHasChildrenOnceOneIsAdded) {
+TEST_F(BrowseService, DomainHasChildrenOnceOneIsAdded) {
     {
         const std::unique_lock<Tree> lock(server.get_tree());
         dynamic_cast<Domain&>(server.get_root().get_item(Path("/spare"), false)).add_variable("x", Value(1));
@@ -105,13 +105,13 @@ TEST_F(BrowseWireTest, DomainHasChildrenOnceOneIsAdded) {
     expect_listing("", element_text("boiler", "/boiler", true) + element_text("spare", "/spare", true));
 }
 
-TEST_F(BrowseWireTest, EmptyTreeHasNoElements) {
+TEST_F(BrowseService, EmptyTreeHasNoElements) {
     const TestServer empty;
     expect_success(empty.call("<Browse/>"),
                    "<BrowseResponse>" + create_result("BrowseResult") + "</BrowseResponse>");
 }
 
-TEST_F(BrowseWireTest, ChildrenStandInTheOrderInWhichTheyWereAdded) {
+TEST_F(BrowseService, ChildrenStandInTheOrderInWhichTheyWereAdded) {
     Domain& domain = server.get_root().add_domain("order");
     std::string elements;
     for (const char* name : {"z", "a", "B", "b", "0", "\xC3\xA4"}) {
@@ -121,28 +121,28 @@ TEST_F(BrowseWireTest, ChildrenStandInTheOrderInWhichTheyWereAdded) {
     expect_listing(R"(ItemName="/order")", elements);
 }
 
-TEST_F(BrowseWireTest, FilterAllListsEveryChild) {
+TEST_F(BrowseService, FilterAllListsEveryChild) {
     expect_listing(R"(ItemName="/boiler" BrowseFilter="all")", temperature + drum + pressure);
 }
 
-TEST_F(BrowseWireTest, FilterBranchListsDomainsAlone) {
+TEST_F(BrowseService, FilterBranchListsDomainsAlone) {
     expect_listing(R"(ItemName="/boiler" BrowseFilter="branch")", drum);
     expect_listing(R"(BrowseFilter="branch")", root_elements);
     expect_listing(R"(ItemName="/boiler/drum" BrowseFilter="branch")", "");
 }
 
-TEST_F(BrowseWireTest, FilterItemListsEveryChild) {
+TEST_F(BrowseService, FilterItemListsEveryChild) {
     expect_listing(R"(ItemName="/boiler" BrowseFilter="item")", temperature + drum + pressure);
 }
 
-TEST_F(BrowseWireTest, VariableListsItselfUnlessFilteredOut) {
+TEST_F(BrowseService, VariableListsItselfUnlessFilteredOut) {
     expect_listing(R"(ItemName="/boiler/temperature")", temperature);
     expect_listing(R"(ItemName="/boiler/temperature" BrowseFilter="all")", temperature);
     expect_listing(R"(ItemName="/boiler/temperature" BrowseFilter="item")", temperature);
     expect_listing(R"(ItemName="/boiler/temperature" BrowseFilter="branch")", "");
 }
 
-TEST_F(BrowseWireTest, FilterIsComparedExactly) {
+TEST_F(BrowseService, FilterIsComparedExactly) {
     for (const char* filter :
          {"Branch", "BRANCH", "All", "Item", "", " branch", "branch ", "branches", "1", "x"}) {
         expect_browse_fault("BrowseFilter=\"" + std::string(filter) + "\"", "E_INVALIDFILTER",
@@ -150,30 +150,30 @@ TEST_F(BrowseWireTest, FilterIsComparedExactly) {
     }
 }
 
-TEST_F(BrowseWireTest, EmptyItemPathIsAccepted) {
+TEST_F(BrowseService, EmptyItemPathIsAccepted) {
     expect_listing(R"(ItemPath="")", root_elements);
 }
 
-TEST_F(BrowseWireTest, AnyOtherItemPathIsUnknown) {
+TEST_F(BrowseService, AnyOtherItemPathIsUnknown) {
     for (const char* path : {"x", "/", ".", " "}) {
         expect_browse_fault("ItemPath=\"" + std::string(path) + "\"", "E_UNKNOWNITEMPATH", UNKNOWN_PATH);
     }
 }
 
-TEST_F(BrowseWireTest, MalformedItemNameIsInvalid) {
+TEST_F(BrowseService, MalformedItemNameIsInvalid) {
     for (const char* name : {"//", "/boiler/", "boiler//drum", "..", "/..", "/boiler/../spare", "a&#10;b"}) {
         expect_browse_fault("ItemName=\"" + std::string(name) + "\"", "E_INVALIDITEMNAME", INVALID_NAME);
     }
 }
 
-TEST_F(BrowseWireTest, ItemThatDoesNotExistIsUnknown) {
+TEST_F(BrowseService, ItemThatDoesNotExistIsUnknown) {
     for (const char* name : {"/x", "boiler/x", "/Boiler", "/boiler/temperature/x", " "}) {
         expect_browse_fault("ItemName=\"" + std::string(name) + "\"", "E_UNKNOWNITEMNAME", UNKNOWN_NAME);
     }
     expect_tree_is_unlocked();
 }
 
-TEST_F(BrowseWireTest, FirstFaultIsAnswered) {
+TEST_F(BrowseService, FirstFaultIsAnswered) {
     const std::string bad_flag = R"( ReturnErrorText="maybe")";
     const std::string bad_name = R"( ItemName="//")";
     const std::string unknown_name = R"( ItemName="/x")";
@@ -186,7 +186,7 @@ TEST_F(BrowseWireTest, FirstFaultIsAnswered) {
     expect_browse_fault(unknown_name, "E_UNKNOWNITEMNAME", UNKNOWN_NAME);
 }
 
-TEST_F(BrowseWireTest, FlagThatIsNoBoolIsABadRequest) {
+TEST_F(BrowseService, FlagThatIsNoBoolIsABadRequest) {
     for (const char* flag : {"ReturnErrorText", "ReturnAllProperties", "ReturnPropertyValues"}) {
         SCOPED_TRACE(flag);
         expect_bad_request(server.call("<Browse " + std::string(flag) + "=\"maybe\"/>"));
@@ -194,13 +194,13 @@ TEST_F(BrowseWireTest, FlagThatIsNoBoolIsABadRequest) {
     }
 }
 
-TEST_F(BrowseWireTest, ReturnErrorTextHasNoEffect) {
+TEST_F(BrowseService, ReturnErrorTextHasNoEffect) {
     expect_listing(R"(ReturnErrorText="true")", root_elements);
     expect_listing(R"(ReturnErrorText="false")", root_elements);
     expect_browse_fault(R"(ReturnErrorText="false" ItemName="/x")", "E_UNKNOWNITEMNAME", UNKNOWN_NAME);
 }
 
-TEST_F(BrowseWireTest, ClientRequestHandleIsEchoed) {
+TEST_F(BrowseService, ClientRequestHandleIsEchoed) {
     expect_success(server.call(R"(<Browse ClientRequestHandle="&lt;h&quot;1"/>)"),
                    "<BrowseResponse>" + root_elements + create_result("BrowseResult", "&lt;h&quot;1") +
                        "</BrowseResponse>");
@@ -209,19 +209,19 @@ TEST_F(BrowseWireTest, ClientRequestHandleIsEchoed) {
         "<BrowseResponse>" + root_elements + create_result("BrowseResult", "") + "</BrowseResponse>");
 }
 
-TEST_F(BrowseWireTest, WhatWouldCutTheListingShortHasNoEffect) {
+TEST_F(BrowseService, WhatWouldCutTheListingShortHasNoEffect) {
     expect_listing(R"(LocaleID="de-DE" ContinuationPoint="x" MaxElementsReturned="1")"
                    R"( ElementNameFilter="x" VendorFilter="x")",
                    root_elements);
 }
 
-TEST_F(BrowseWireTest, ItemNameAndItemPathAreReadWithoutANamespaceOnly) {
+TEST_F(BrowseService, ItemNameAndItemPathAreReadWithoutANamespaceOnly) {
     expect_success(server.call(R"(<q:Browse xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")"
                                R"( q:ItemName="/boiler/drum" q:ItemPath="x"/>)"),
                    "<BrowseResponse>" + root_elements + create_result("BrowseResult") + "</BrowseResponse>");
 }
 
-TEST_F(BrowseWireTest, OtherAttributesAreReadWithANamespaceToo) {
+TEST_F(BrowseService, OtherAttributesAreReadWithANamespaceToo) {
     expect_success(
         server.call(R"(<q:Browse xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")"
                     R"( ItemName="/boiler" q:BrowseFilter="branch" q:ClientRequestHandle="h")"
@@ -229,7 +229,7 @@ TEST_F(BrowseWireTest, OtherAttributesAreReadWithANamespaceToo) {
         "<BrowseResponse>" + drum + create_result("BrowseResult", "h") + "</BrowseResponse>");
 }
 
-TEST_F(BrowseWireTest, PropertiesOfEachChildStandInItsElement) {
+TEST_F(BrowseService, PropertiesOfEachChildStandInItsElement) {
     expect_success(
         server.call(
             R"(<Browse ItemName="/boiler" ReturnPropertyValues="true">)"
@@ -245,14 +245,14 @@ TEST_F(BrowseWireTest, PropertiesOfEachChildStandInItsElement) {
             create_result("BrowseResult") + "</BrowseResponse>");
 }
 
-TEST_F(BrowseWireTest, ItemOfUnknownTypeFails) {
+TEST_F(BrowseService, ItemOfUnknownTypeFails) {
     Item& spare = server.get_root().get_item(Path("/spare"), false);
     const ItemOfUnknownType odd(spare);
     expect_browse_fault(R"(ItemName="/spare")", "E_FAIL", "Unspecified Error");
     expect_tree_is_unlocked();
 }
 
-TEST_F(BrowseWireTest, ChildOfUnknownTypeFailsTheListing) {
+TEST_F(BrowseService, ChildOfUnknownTypeFailsTheListing) {
     Item& spare = server.get_root().get_item(Path("/spare"), false);
     const ItemOfUnknownType odd(spare);
     expect_browse_fault("", "E_FAIL", "Unspecified Error");
@@ -260,14 +260,14 @@ TEST_F(BrowseWireTest, ChildOfUnknownTypeFailsTheListing) {
     expect_tree_is_unlocked();
 }
 
-TEST_F(BrowseWireTest, ChildThatIsNoItemIsABadRequest) {
+TEST_F(BrowseService, ChildThatIsNoItemIsABadRequest) {
     Domain& boiler = dynamic_cast<Domain&>(server.get_root().get_item(Path("/boiler"), false));
     const ChildThatIsNoItem odd(boiler);
     expect_bad_request(server.call(R"(<Browse ItemName="/boiler"/>)"));
     expect_tree_is_unlocked();
 }
 
-TEST_F(BrowseWireTest, ValueThatCannotBeWrittenFailsTheListing) {
+TEST_F(BrowseService, ValueThatCannotBeWrittenFailsTheListing) {
     server.get_root().add_variable("odd", Value(1, ValueTypeInfo(VALUE_TYPE::DOUBLE, false)));
     expect_bad_request(server.call(R"(<Browse ReturnAllProperties="true" ReturnPropertyValues="true"/>)"));
     expect_tree_is_unlocked();

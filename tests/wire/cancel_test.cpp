@@ -15,9 +15,9 @@ using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
-class CancelTest : public WireTest {
+class CancelService : public WireTest {
 protected:
-    CancelTest() { server.get_root().add_variable("count", Value(7)); }
+    CancelService() { server.get_root().add_variable("count", Value(7)); }
 
     std::string subscribe(const std::string& ping_rate = LONG_PING_RATE) {
         return get_handle(server.call(create_subscribe(R"(<Items ItemName="/count"/>)", ping_rate)));
@@ -34,27 +34,27 @@ protected:
     }
 };
 
-TEST_F(CancelTest, AnswersWithTheClientRequestHandleAlone) {
+TEST_F(CancelService, AnswersWithTheClientRequestHandleAlone) {
     expect_success(server.call(R"(<SubscriptionCancel ServerSubHandle=")" + subscribe() +
                                R"(" ClientRequestHandle="a &lt;b&gt;"/>)"),
                    R"(<SubscriptionCancelResponse ClientRequestHandle="a &lt;b&gt;"/>)");
 }
 
-TEST_F(CancelTest, AbsentAndEmptyClientRequestHandleAreWrittenEmpty) {
+TEST_F(CancelService, AbsentAndEmptyClientRequestHandleAreWrittenEmpty) {
     expect_cancelled(subscribe());
     expect_success(server.call(R"(<SubscriptionCancel ServerSubHandle=")" + subscribe() +
                                R"(" ClientRequestHandle=""/>)"),
                    R"(<SubscriptionCancelResponse ClientRequestHandle=""/>)");
 }
 
-TEST_F(CancelTest, OptionsAreNotRead) {
+TEST_F(CancelService, OptionsAreNotRead) {
     expect_success(
         server.call(R"(<SubscriptionCancel ServerSubHandle=")" + subscribe() +
                     R"("><Options ClientRequestHandle="o" ReturnItemTime="maybe"/></SubscriptionCancel>)"),
         R"(<SubscriptionCancelResponse ClientRequestHandle=""/>)");
 }
 
-TEST_F(CancelTest, CancelledHandleIsInvalidForPolls) {
+TEST_F(CancelService, CancelledHandleIsInvalidForPolls) {
     const std::string handle = subscribe();
     const std::string other = subscribe();
     expect_cancelled(handle);
@@ -64,13 +64,13 @@ TEST_F(CancelTest, CancelledHandleIsInvalidForPolls) {
                              create_invalid(handle)));
 }
 
-TEST_F(CancelTest, SecondCancelIsAFault) {
+TEST_F(CancelService, SecondCancelIsAFault) {
     const std::string handle = subscribe();
     expect_cancelled(handle);
     expect_no_subscription(create_cancel(handle));
 }
 
-TEST_F(CancelTest, UnknownHandleIsAFault) {
+TEST_F(CancelService, UnknownHandleIsAFault) {
     const std::string handle = subscribe();
     expect_no_subscription(create_cancel("1"));
     expect_no_subscription(create_cancel(""));
@@ -79,7 +79,7 @@ TEST_F(CancelTest, UnknownHandleIsAFault) {
     expect_cancelled(handle);
 }
 
-TEST_F(CancelTest, ExpiredHandleIsAFault) {
+TEST_F(CancelService, ExpiredHandleIsAFault) {
     const std::string handle = subscribe("1");
     const auto asked_for = steady_clock::now() + 1ms;
     while (steady_clock::now() <= asked_for) {
@@ -89,14 +89,14 @@ TEST_F(CancelTest, ExpiredHandleIsAFault) {
     expect_no_subscription(create_cancel(subscribe("0")));
 }
 
-TEST_F(CancelTest, WithoutHandleIsABadRequest) {
+TEST_F(CancelService, WithoutHandleIsABadRequest) {
     expect_bad_request(server.call("<SubscriptionCancel/>"));
     expect_bad_request(server.call(R"(<SubscriptionCancel ClientRequestHandle="r"/>)"));
     expect_bad_request(
         server.call("<SubscriptionCancel><ServerSubHandle>1</ServerSubHandle></SubscriptionCancel>"));
 }
 
-TEST_F(CancelTest, AnyPrefixWillDo) {
+TEST_F(CancelService, AnyPrefixWillDo) {
     expect_success(
         server.call(R"(<da:SubscriptionCancel xmlns:da="http://opcfoundation.org/webservices/XMLDA/1.0/")"
                     R"( da:ServerSubHandle=")" +
@@ -104,14 +104,14 @@ TEST_F(CancelTest, AnyPrefixWillDo) {
         R"(<SubscriptionCancelResponse ClientRequestHandle="r"/>)");
 }
 
-TEST_F(CancelTest, DoesNotLockTheTree) {
+TEST_F(CancelService, DoesNotLockTheTree) {
     const std::string handle = subscribe();
     const std::unique_lock lock(server.get_tree());
     expect_cancelled(handle);
 }
 
 // The look-up comes after the hold time, so the poll finds the handle gone.
-TEST_F(CancelTest, DuringAPollsHoldTime) {
+TEST_F(CancelService, DuringAPollsHoldTime) {
     const std::string handle = subscribe();
     HttpClient poller(server.get_port());
     const TimePoint hold_time = system_clock::now() + 1500ms;

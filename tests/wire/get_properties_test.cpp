@@ -12,9 +12,9 @@ namespace kx::information_model::opc::testing {
 namespace {
 
 /// "/boiler" with the variable "temperature".
-class GetPropertiesWireTest : public WireTest {
+class GetPropertiesService : public WireTest {
 protected:
-    GetPropertiesWireTest() {
+    GetPropertiesService() {
         server.get_root()
             .add_domain("boiler", {.description = "Steam boiler 1"})
             .add_variable("temperature", Value(21.5), {.description = "Drum temperature"});
@@ -42,36 +42,36 @@ protected:
     const std::string temperature = list_text("temperature", "/boiler/temperature");
 };
 
-TEST_F(GetPropertiesWireTest, WithoutItemsThereIsOnlyTheResult) {
+TEST_F(GetPropertiesService, WithoutItemsThereIsOnlyTheResult) {
     expect_lists("", "");
     expect_lists("<PropertyNames>value</PropertyNames>", "");
 }
 
-TEST_F(GetPropertiesWireTest, WithoutPropertiesListsAreEmpty) {
+TEST_F(GetPropertiesService, WithoutPropertiesListsAreEmpty) {
     expect_lists(R"(<ItemIDs ItemName="/boiler"/><ItemIDs ItemName="/boiler/temperature"/>)",
                  boiler + temperature);
 }
 
-TEST_F(GetPropertiesWireTest, ItemsWithoutNameAreTheRoot) {
+TEST_F(GetPropertiesService, ItemsWithoutNameAreTheRoot) {
     expect_lists("<ItemIDs/>", root);
     expect_lists(R"(<ItemIDs ItemName=""/>)", root);
     expect_lists(R"(<ItemIDs ItemName="."/>)", root);
     expect_lists(R"(<ItemIDs ItemName="/"/>)", root);
 }
 
-TEST_F(GetPropertiesWireTest, EveryFormOfAPathGivesTheAbsoluteOne) {
+TEST_F(GetPropertiesService, EveryFormOfAPathGivesTheAbsoluteOne) {
     for (const char* name : {"/boiler/temperature", "boiler/temperature", "./boiler/temperature"}) {
         expect_lists("<ItemIDs ItemName=\"" + std::string(name) + "\"/>", temperature);
     }
 }
 
-TEST_F(GetPropertiesWireTest, ListsStandInTheOrderOfTheRequestWithDuplicates) {
+TEST_F(GetPropertiesService, ListsStandInTheOrderOfTheRequestWithDuplicates) {
     expect_lists(R"(<ItemIDs ItemName="boiler/temperature"/><ItemIDs ItemName="/"/>)"
                  R"(<ItemIDs ItemName="/boiler/temperature"/><ItemIDs ItemName="boiler"/>)",
                  temperature + root + temperature + boiler);
 }
 
-TEST_F(GetPropertiesWireTest, EachListHoldsThePropertiesOfItsItem) {
+TEST_F(GetPropertiesService, EachListHoldsThePropertiesOfItsItem) {
     expect_success(
         server.call(R"(<GetProperties ReturnPropertyValues="true" ClientRequestHandle="h">)"
                     R"(<ItemIDs ItemName="boiler"/><ItemIDs ItemName="boiler/temperature"/>)"
@@ -85,12 +85,12 @@ TEST_F(GetPropertiesWireTest, EachListHoldsThePropertiesOfItsItem) {
             create_result("GetPropertiesResult", "h") + "</GetPropertiesResponse>");
 }
 
-TEST_F(GetPropertiesWireTest, UnknownItemIsLeftOutAndNamed) {
+TEST_F(GetPropertiesService, UnknownItemIsLeftOutAndNamed) {
     expect_lists(R"(<ItemIDs ItemName="/boiler"/><ItemIDs ItemName="/x &amp; y"/><ItemIDs ItemName="/"/>)",
                  boiler + root, "error not found: /x & y\n");
 }
 
-TEST_F(GetPropertiesWireTest, UnknownItemsAreNamedAsTheyWereAskedFor) {
+TEST_F(GetPropertiesService, UnknownItemsAreNamedAsTheyWereAskedFor) {
     expect_lists(R"(<ItemIDs ItemName="x"/><ItemIDs ItemName="./x"/><ItemIDs ItemName="/x"/>)"
                  R"(<ItemIDs ItemName="x"/><ItemIDs ItemName="boiler/temperature/x"/>)",
                  "",
@@ -99,7 +99,7 @@ TEST_F(GetPropertiesWireTest, UnknownItemsAreNamedAsTheyWereAskedFor) {
     expect_tree_is_unlocked();
 }
 
-TEST_F(GetPropertiesWireTest, MalformedItemNameIsABadRequest) {
+TEST_F(GetPropertiesService, MalformedItemNameIsABadRequest) {
     for (const char* name : {"//", "boiler/", "..", "boiler/./temperature"}) {
         SCOPED_TRACE(name);
         StderrCapture capture;
@@ -111,25 +111,25 @@ TEST_F(GetPropertiesWireTest, MalformedItemNameIsABadRequest) {
     }
 }
 
-TEST_F(GetPropertiesWireTest, FlagThatIsNoBoolIsABadRequest) {
+TEST_F(GetPropertiesService, FlagThatIsNoBoolIsABadRequest) {
     for (const char* flag : {"ReturnAllProperties", "ReturnPropertyValues"}) {
         expect_bad_request(server.call("<GetProperties " + std::string(flag) + "=\"maybe\"/>"));
     }
 }
 
-TEST_F(GetPropertiesWireTest, ItemPathsAndErrorTextsAreNotRead) {
+TEST_F(GetPropertiesService, ItemPathsAndErrorTextsAreNotRead) {
     expect_success(server.call(R"(<GetProperties ItemPath="x" ReturnErrorText="maybe" LocaleID="de-DE">)"
                                R"(<ItemIDs ItemPath="x" ItemName="/boiler"/></GetProperties>)"),
                    "<GetPropertiesResponse>" + boiler + create_result("GetPropertiesResult") +
                        "</GetPropertiesResponse>");
 }
 
-TEST_F(GetPropertiesWireTest, ItemNameIsReadWithoutANamespaceOnly) {
+TEST_F(GetPropertiesService, ItemNameIsReadWithoutANamespaceOnly) {
     expect_lists(
         R"(<ItemIDs xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/" q:ItemName="/boiler"/>)", root);
 }
 
-TEST_F(GetPropertiesWireTest, OnlyItemIdChildrenCount) {
+TEST_F(GetPropertiesService, OnlyItemIdChildrenCount) {
     expect_lists(
         R"(text<!-- --><Items ItemName="/boiler"/><itemIDs ItemName="/boiler"/><ItemIDs xmlns="" ItemName="/x"/>)"
         R"(<ItemList><ItemIDs ItemName="/boiler"/></ItemList><ItemIDs xmlns="urn:other" ItemName="/x"/>)"
@@ -137,7 +137,7 @@ TEST_F(GetPropertiesWireTest, OnlyItemIdChildrenCount) {
         boiler);
 }
 
-TEST_F(GetPropertiesWireTest, AttributesAreReadWithANamespaceToo) {
+TEST_F(GetPropertiesService, AttributesAreReadWithANamespaceToo) {
     expect_success(
         server.call(R"(<q:GetProperties xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")"
                     R"( q:ReturnPropertyValues="yes" q:ReturnAllProperties="on" q:ClientRequestHandle="h">)"
@@ -149,7 +149,7 @@ TEST_F(GetPropertiesWireTest, AttributesAreReadWithANamespaceToo) {
             create_result("GetPropertiesResult", "h") + "</GetPropertiesResponse>");
 }
 
-TEST_F(GetPropertiesWireTest, ItemOfUnknownTypeIsABadRequest) {
+TEST_F(GetPropertiesService, ItemOfUnknownTypeIsABadRequest) {
     Item& boiler_item = server.get_root().get_item(Path("/boiler"), false);
     const ItemOfUnknownType odd(boiler_item);
     StderrCapture capture;
@@ -159,7 +159,7 @@ TEST_F(GetPropertiesWireTest, ItemOfUnknownTypeIsABadRequest) {
     expect_tree_is_unlocked();
 }
 
-TEST_F(GetPropertiesWireTest, MarkupInNamesIsEscaped) {
+TEST_F(GetPropertiesService, MarkupInNamesIsEscaped) {
     server.get_root().add_variable(R"(<a & "b">)", Value(1));
     expect_lists(R"(<ItemIDs ItemName="/&lt;a &amp; &quot;b&quot;&gt;"/>)",
                  list_text("&lt;a &amp; &quot;b&quot;&gt;", "/&lt;a &amp; &quot;b&quot;&gt;"));

@@ -37,9 +37,9 @@ const std::string TEMPERATURE = create_item(R"(ItemName="/boiler/temperature")",
 const std::string COUNT = create_item(R"(ItemName="/boiler/count")", create_int_value(7));
 const std::string BOILER = create_item(R"(ItemName="/boiler")", "");
 
-class PolledRefreshTest : public WireTest {
+class PolledRefreshService : public WireTest {
 protected:
-    PolledRefreshTest() : boiler(server.get_root().add_domain("boiler")) {
+    PolledRefreshService() : boiler(server.get_root().add_domain("boiler")) {
         temperature = &boiler.add_variable("temperature", Value(21.5));
         temperature->set_timestamp(date_time_from_iso8601_string("2026-11-21T10:11:12Z"));
         count = &boiler.add_variable("count", Value(7));
@@ -71,24 +71,24 @@ protected:
     Variable* count;
 };
 
-TEST_F(PolledRefreshTest, WithoutHandlesTheListIsEmpty) {
+TEST_F(PolledRefreshService, WithoutHandlesTheListIsEmpty) {
     expect_success(server.call("<SubscriptionPolledRefresh/>"), create_poll_response(""));
 }
 
-TEST_F(PolledRefreshTest, FirstPollReportsAllInRequestOrder) {
+TEST_F(PolledRefreshService, FirstPollReportsAllInRequestOrder) {
     expect_poll(subscribe(R"(<Items ItemName="/boiler/count"/><Items ItemName="/"/>)"
                           R"(<Items ItemName="boiler/temperature"/>)"),
                 COUNT + create_item(R"(ItemName="/")", "") + TEMPERATURE);
 }
 
-TEST_F(PolledRefreshTest, SecondPollReportsOnlyTheDomains) {
+TEST_F(PolledRefreshService, SecondPollReportsOnlyTheDomains) {
     const std::string handle = subscribe(BOTH_AND_DOMAIN);
     expect_poll(handle, TEMPERATURE + COUNT + BOILER);
     expect_poll(handle, BOILER);
     expect_poll(handle, BOILER);
 }
 
-TEST_F(PolledRefreshTest, ChangedVariableIsReportedExactlyOnce) {
+TEST_F(PolledRefreshService, ChangedVariableIsReportedExactlyOnce) {
     const std::string handle = subscribe_and_poll(BOTH);
     set_count(8);
     expect_poll(handle, create_item(R"(ItemName="/boiler/count")", create_int_value(8)));
@@ -99,14 +99,14 @@ TEST_F(PolledRefreshTest, ChangedVariableIsReportedExactlyOnce) {
     expect_poll(handle, "");
 }
 
-TEST_F(PolledRefreshTest, ValueThatChangedAndChangedBackIsReported) {
+TEST_F(PolledRefreshService, ValueThatChangedAndChangedBackIsReported) {
     const std::string handle = subscribe_and_poll(BOTH);
     set_count(8);
     set_count(7);
     expect_poll(handle, COUNT);
 }
 
-TEST_F(PolledRefreshTest, RefreshedValueAndTimestampAreNoChange) {
+TEST_F(PolledRefreshService, RefreshedValueAndTimestampAreNoChange) {
     const std::string handle = subscribe_and_poll(BOTH);
     set_count(7);
     {
@@ -116,7 +116,7 @@ TEST_F(PolledRefreshTest, RefreshedValueAndTimestampAreNoChange) {
     expect_poll(handle, "");
 }
 
-TEST_F(PolledRefreshTest, QualityIsAChange) {
+TEST_F(PolledRefreshService, QualityIsAChange) {
     const std::string handle = subscribe_and_poll(BOTH);
     {
         const std::unique_lock lock(server.get_tree());
@@ -125,7 +125,7 @@ TEST_F(PolledRefreshTest, QualityIsAChange) {
     expect_poll(handle, COUNT);
 }
 
-TEST_F(PolledRefreshTest, DeadbandIsNotApplied) {
+TEST_F(PolledRefreshService, DeadbandIsNotApplied) {
     const std::string handle = subscribe_and_poll(R"(<Items ItemName="/boiler/temperature" Deadband="90"/>)");
     {
         const std::unique_lock lock(server.get_tree());
@@ -135,7 +135,7 @@ TEST_F(PolledRefreshTest, DeadbandIsNotApplied) {
                                     R"(<Value xsi:type="xsd:double">21.500001</Value>)"));
 }
 
-TEST_F(PolledRefreshTest, SubscriptionsAreIndependent) {
+TEST_F(PolledRefreshService, SubscriptionsAreIndependent) {
     const std::string first = subscribe(BOTH);
     const std::string second = subscribe(BOTH);
     expect_poll(first, TEMPERATURE + COUNT);
@@ -147,7 +147,7 @@ TEST_F(PolledRefreshTest, SubscriptionsAreIndependent) {
     expect_poll(second, changed);
 }
 
-TEST_F(PolledRefreshTest, SeveralSubscriptionsAreServedInRequestOrder) {
+TEST_F(PolledRefreshService, SeveralSubscriptionsAreServedInRequestOrder) {
     const std::string first = subscribe(R"(<Items ItemName="/boiler/temperature" ClientItemHandle="1"/>)");
     const std::string second = subscribe(R"(<Items ItemName="/boiler/temperature" ClientItemHandle="2"/>)");
     expect_success(
@@ -158,20 +158,20 @@ TEST_F(PolledRefreshTest, SeveralSubscriptionsAreServedInRequestOrder) {
 }
 
 // The second mention comes after the first one's poll has ended, and so finds no changes.
-TEST_F(PolledRefreshTest, SameHandleTwiceReportsVariablesOnce) {
+TEST_F(PolledRefreshService, SameHandleTwiceReportsVariablesOnce) {
     const std::string handle = subscribe(BOTH_AND_DOMAIN);
     expect_success(server.call(create_poll_of({handle, handle})),
                    create_poll_response(TEMPERATURE + COUNT + BOILER + BOILER));
 }
 
-TEST_F(PolledRefreshTest, UnknownHandlesAreReportedAndTheOthersServed) {
+TEST_F(PolledRefreshService, UnknownHandlesAreReportedAndTheOthersServed) {
     const std::string handle = subscribe(BOTH);
     expect_success(server.call(create_poll_of({"one", handle, "2", "one"})),
                    create_poll_response(TEMPERATURE + COUNT,
                                         create_invalid("one") + create_invalid("2") + create_invalid("one")));
 }
 
-TEST_F(PolledRefreshTest, HandleIsTheWholeTextOfItsElement) {
+TEST_F(PolledRefreshService, HandleIsTheWholeTextOfItsElement) {
     const std::string handle = subscribe(BOTH);
     expect_success(
         server.call(create_poll_of({" " + handle, handle + "\n", "", "a<b>c</b>d<!-- e --><![CDATA[<f>]]>"})),
@@ -182,7 +182,7 @@ TEST_F(PolledRefreshTest, HandleIsTheWholeTextOfItsElement) {
         create_poll_response(TEMPERATURE + COUNT));
 }
 
-TEST_F(PolledRefreshTest, OtherChildrenAreSkipped) {
+TEST_F(PolledRefreshService, OtherChildrenAreSkipped) {
     const std::string handle = subscribe(BOTH);
     expect_success(
         server.call(R"(<SubscriptionPolledRefresh xmlns:o="urn:other"> text <!-- c --><o:ServerSubHandles>1)"
@@ -192,7 +192,7 @@ TEST_F(PolledRefreshTest, OtherChildrenAreSkipped) {
         create_poll_response(TEMPERATURE + COUNT));
 }
 
-TEST_F(PolledRefreshTest, AnyPrefixWillDo) {
+TEST_F(PolledRefreshService, AnyPrefixWillDo) {
     const std::string handle = subscribe(R"(<Items ItemName="/boiler/count"/>)");
     expect_success(
         server.call(
@@ -203,7 +203,7 @@ TEST_F(PolledRefreshTest, AnyPrefixWillDo) {
         create_poll_response(COUNT, "", "r"));
 }
 
-TEST_F(PolledRefreshTest, ItemTimeIsWrittenWhenAskedFor) {
+TEST_F(PolledRefreshService, ItemTimeIsWrittenWhenAskedFor) {
     const std::string item = R"(<Items ItemName="/boiler/count" ClientItemHandle="h"/>)";
     const std::string timed = create_item(
         R"(ClientItemHandle="h" ItemName="/boiler/count" Timestamp="2026-11-21T10:11:13.000000001Z")",
@@ -218,7 +218,7 @@ TEST_F(PolledRefreshTest, ItemTimeIsWrittenWhenAskedFor) {
     expect_poll(subscribe(item), plain);
 }
 
-TEST_F(PolledRefreshTest, DomainCarriesTheCurrentTime) {
+TEST_F(PolledRefreshService, DomainCarriesTheCurrentTime) {
     const std::string handle = subscribe(R"(<Items ItemName="/boiler" ClientItemHandle=""/>)");
     const TimePoint before = system_clock::now();
     const Reply reply = server.call(create_poll(handle, "", "<Options/>"));
@@ -232,12 +232,12 @@ TEST_F(PolledRefreshTest, DomainCarriesTheCurrentTime) {
     EXPECT_LE(time, system_clock::now());
 }
 
-TEST_F(PolledRefreshTest, EmptyClientItemHandleIsWritten) {
+TEST_F(PolledRefreshService, EmptyClientItemHandleIsWritten) {
     expect_poll(subscribe(R"(<Items ItemName="/boiler/count" ClientItemHandle=""/>)"),
                 create_item(R"(ClientItemHandle="" ItemName="/boiler/count")", create_int_value(7)));
 }
 
-TEST_F(PolledRefreshTest, OptionsAreThoseOfThePoll) {
+TEST_F(PolledRefreshService, OptionsAreThoseOfThePoll) {
     const std::string handle = get_handle(
         server.call(create_subscribe(BOTH, LONG_PING_RATE, R"(<Options ClientRequestHandle="s"/>)")));
     expect_poll(handle, TEMPERATURE + COUNT);
@@ -249,7 +249,7 @@ TEST_F(PolledRefreshTest, OptionsAreThoseOfThePoll) {
                    create_poll_response(""));
 }
 
-TEST_F(PolledRefreshTest, WaitTimeAndReturnAllItemsHaveNoEffect) {
+TEST_F(PolledRefreshService, WaitTimeAndReturnAllItemsHaveNoEffect) {
     const std::string handle = subscribe_and_poll(BOTH_AND_DOMAIN);
     expect_success(server.call(create_poll(handle, R"( WaitTime="2147483647" ReturnAllItems="true")")),
                    create_poll_response(BOILER));
@@ -257,7 +257,7 @@ TEST_F(PolledRefreshTest, WaitTimeAndReturnAllItemsHaveNoEffect) {
                    create_poll_response(BOILER));
 }
 
-TEST_F(PolledRefreshTest, HoldTimeDelaysTheReply) {
+TEST_F(PolledRefreshService, HoldTimeDelaysTheReply) {
     const std::string handle = subscribe(BOTH);
     const TimePoint hold_time = system_clock::now() + 1s;
     const Reply reply =
@@ -266,7 +266,7 @@ TEST_F(PolledRefreshTest, HoldTimeDelaysTheReply) {
     expect_success(reply, create_poll_response(TEMPERATURE + COUNT));
 }
 
-TEST_F(PolledRefreshTest, HoldTimeDelaysTheReplyWithoutAKnownHandleToo) {
+TEST_F(PolledRefreshService, HoldTimeDelaysTheReplyWithoutAKnownHandleToo) {
     for (const std::string handles : {"", "<ServerSubHandles>0</ServerSubHandles>"}) {
         const TimePoint hold_time = system_clock::now() + 500ms;
         const Reply reply =
@@ -277,7 +277,7 @@ TEST_F(PolledRefreshTest, HoldTimeDelaysTheReplyWithoutAKnownHandleToo) {
     }
 }
 
-TEST_F(PolledRefreshTest, PassedHoldTimeHasNoEffect) {
+TEST_F(PolledRefreshService, PassedHoldTimeHasNoEffect) {
     const std::string handle = subscribe(BOTH_AND_DOMAIN);
     expect_success(server.call(create_poll(handle, R"( HoldTime="1970-01-01T00:00:00Z")")),
                    create_poll_response(TEMPERATURE + COUNT + BOILER));
@@ -292,7 +292,7 @@ TEST_F(PolledRefreshTest, PassedHoldTimeHasNoEffect) {
 }
 
 // Nothing is locked meanwhile: the host can write, other clients are served, and the poll sees the change.
-TEST_F(PolledRefreshTest, HoldingLocksNothing) {
+TEST_F(PolledRefreshService, HoldingLocksNothing) {
     const std::string handle = subscribe_and_poll(BOTH);
     HttpClient holder(server.get_port());
     const TimePoint hold_time = system_clock::now() + 1s;
@@ -307,7 +307,7 @@ TEST_F(PolledRefreshTest, HoldingLocksNothing) {
     EXPECT_GE(system_clock::now(), hold_time);
 }
 
-TEST_F(PolledRefreshTest, RemovedVariableIsLeftOutUntilItIsBack) {
+TEST_F(PolledRefreshService, RemovedVariableIsLeftOutUntilItIsBack) {
     const std::string handle = subscribe_and_poll(BOTH_AND_DOMAIN);
     {
         const std::unique_lock lock(server.get_tree());
@@ -329,7 +329,7 @@ TEST_F(PolledRefreshTest, RemovedVariableIsLeftOutUntilItIsBack) {
     EXPECT_EQ(silence.stop(), "");
 }
 
-TEST_F(PolledRefreshTest, DomainReplacedByAVariableAndBack) {
+TEST_F(PolledRefreshService, DomainReplacedByAVariableAndBack) {
     const std::string handle =
         subscribe_and_poll(R"(<Items ItemName="/boiler"/><Items ItemName="/boiler/count"/>)");
     {
@@ -352,7 +352,7 @@ TEST_F(PolledRefreshTest, DomainReplacedByAVariableAndBack) {
     expect_poll(handle, BOILER);
 }
 
-TEST_F(PolledRefreshTest, VariableOfAnotherTypeIsReportedAsItIs) {
+TEST_F(PolledRefreshService, VariableOfAnotherTypeIsReportedAsItIs) {
     const std::string handle = subscribe_and_poll(R"(<Items ItemName="/boiler/count"/>)");
     {
         const std::unique_lock lock(server.get_tree());
@@ -363,7 +363,7 @@ TEST_F(PolledRefreshTest, VariableOfAnotherTypeIsReportedAsItIs) {
 }
 
 // The failed poll must not count as one: what it would have reported is still to come.
-TEST_F(PolledRefreshTest, ValueThatCannotBeSentFailsTheRequestAndLosesNothing) {
+TEST_F(PolledRefreshService, ValueThatCannotBeSentFailsTheRequestAndLosesNothing) {
     StderrCapture capture;
     const std::string handle =
         subscribe_and_poll(R"(<Items ItemName="/boiler/count"/><Items ItemName="/later"/>)");
@@ -383,7 +383,7 @@ TEST_F(PolledRefreshTest, ValueThatCannotBeSentFailsTheRequestAndLosesNothing) {
     EXPECT_EQ(poll_capture.stop(), "error not found Path not found: /later\n");
 }
 
-TEST_F(PolledRefreshTest, ItemOfUnknownTypeFailsTheRequestAndLosesNothing) {
+TEST_F(PolledRefreshService, ItemOfUnknownTypeFailsTheRequestAndLosesNothing) {
     const std::string handle = subscribe(BOTH);
     {
         const ItemOfUnknownType odd(*count);
@@ -395,7 +395,7 @@ TEST_F(PolledRefreshTest, ItemOfUnknownTypeFailsTheRequestAndLosesNothing) {
 }
 
 // Each subscription is polled on its own: what came before the one that fails has been polled.
-TEST_F(PolledRefreshTest, FailureOfALaterSubscriptionConsumesTheChangesOfEarlierOnes) {
+TEST_F(PolledRefreshService, FailureOfALaterSubscriptionConsumesTheChangesOfEarlierOnes) {
     const std::string first = subscribe(R"(<Items ItemName="/boiler/temperature"/>)");
     const std::string second = subscribe(R"(<Items ItemName="/boiler/count"/>)");
     {
@@ -405,7 +405,7 @@ TEST_F(PolledRefreshTest, FailureOfALaterSubscriptionConsumesTheChangesOfEarlier
     expect_success(server.call(create_poll_of({first, second})), create_poll_response(COUNT));
 }
 
-TEST_F(PolledRefreshTest, ManySubscriptionsInOneRequest) {
+TEST_F(PolledRefreshService, ManySubscriptionsInOneRequest) {
     constexpr int SUBSCRIPTIONS = 500;
     HttpClient client(server.get_port());
     std::vector<std::string> handles;
@@ -424,7 +424,7 @@ TEST_F(PolledRefreshTest, ManySubscriptionsInOneRequest) {
     expect_success(server.call(create_poll_of(handles)), create_poll_response("", invalid));
 }
 
-TEST_F(PolledRefreshTest, ManyUnknownHandles) {
+TEST_F(PolledRefreshService, ManyUnknownHandles) {
     constexpr int HANDLES = 100'000;
     std::vector<std::string> handles;
     std::string invalid;
@@ -438,7 +438,7 @@ TEST_F(PolledRefreshTest, ManyUnknownHandles) {
 }
 
 // A handle repeated n times and n domains in its subscription would make a reply of n times n elements.
-TEST_F(PolledRefreshTest, RepeatedHandlesCannotExhaustTheProcess) {
+TEST_F(PolledRefreshService, RepeatedHandlesCannotExhaustTheProcess) {
     constexpr std::size_t ITEMS = 1000;
     constexpr std::size_t REPETITIONS = 100;  // as many as name 100,000 items
     std::string items;
@@ -459,7 +459,7 @@ TEST_F(PolledRefreshTest, RepeatedHandlesCannotExhaustTheProcess) {
 }
 
 // Variables are reported for the first mention alone, so that repetitions of them are no danger.
-TEST_F(PolledRefreshTest, RepeatedHandlesOfVariablesAreServed) {
+TEST_F(PolledRefreshService, RepeatedHandlesOfVariablesAreServed) {
     std::string items;
     std::string reported;
     for (int item = 0; item < 1000; ++item) {
@@ -472,7 +472,7 @@ TEST_F(PolledRefreshTest, RepeatedHandlesOfVariablesAreServed) {
     EXPECT_TRUE(mask_times(reply.body) == create_reply(create_poll_response(reported)));
 }
 
-TEST_F(PolledRefreshTest, RepeatedHandleReportsAllButVariablesEachTime) {
+TEST_F(PolledRefreshService, RepeatedHandleReportsAllButVariablesEachTime) {
     StderrCapture capture;
     const std::string handle = subscribe(R"(<Items ItemName="/x"/>)" + BOTH_AND_DOMAIN);
     const std::string other = subscribe(BOTH);
@@ -483,7 +483,7 @@ TEST_F(PolledRefreshTest, RepeatedHandleReportsAllButVariablesEachTime) {
     EXPECT_EQ(capture.stop(), "error not found:/x\n" + line + line + line);
 }
 
-TEST_F(PolledRefreshTest, RefusedRepetitionsLoseNoChange) {
+TEST_F(PolledRefreshService, RefusedRepetitionsLoseNoChange) {
     std::string domains;
     for (int item = 0; item < 1000; ++item) {
         domains += R"(<Items ItemName="/boiler"/>)";
@@ -499,7 +499,7 @@ TEST_F(PolledRefreshTest, RefusedRepetitionsLoseNoChange) {
     EXPECT_NE(server.call(create_poll(repeated)).body.find(count_8), std::string::npos);
 }
 
-TEST_F(PolledRefreshTest, ExpiredSubscriptionIsInvalid) {
+TEST_F(PolledRefreshService, ExpiredSubscriptionIsInvalid) {
     const std::string handle = get_handle(server.call(create_subscribe(BOTH, "1")));
     const auto asked_for = steady_clock::now() + 1ms;
     while (steady_clock::now() <= asked_for) {
@@ -510,7 +510,7 @@ TEST_F(PolledRefreshTest, ExpiredSubscriptionIsInvalid) {
 
 // Each poll has to come within the ping rate from the request before. Where the machine stood still for
 // longer, the subscription may be gone, and the test begins anew.
-TEST_F(PolledRefreshTest, PollingKeepsTheSubscriptionAlive) {
+TEST_F(PolledRefreshService, PollingKeepsTheSubscriptionAlive) {
     constexpr auto PING_RATE = 1s;
     const auto poll_for_two_ping_rates = [&] {
         const auto start = steady_clock::now();
@@ -530,7 +530,7 @@ TEST_F(PolledRefreshTest, PollingKeepsTheSubscriptionAlive) {
     EXPECT_TRUE(wait_for(poll_for_two_ping_rates));
 }
 
-TEST_F(PolledRefreshTest, NewUnknownItemsAreNamedAtEachPoll) {
+TEST_F(PolledRefreshService, NewUnknownItemsAreNamedAtEachPoll) {
     StderrCapture capture;
     const std::string handle = subscribe(R"(<Items ItemName="x"/><Items ItemName="/y/z"/>)");
     expect_poll(handle, "");

@@ -70,7 +70,7 @@ std::string names_request(const std::vector<std::string>& names) {
 }
 
 /// Asks for properties of the item "/item", in both services, and expects the same from both.
-class PropertiesWireTest : public WireTest {
+class ItemProperties : public WireTest {
 protected:
     Variable& add_variable(Value initial, VariableOptions options = {}) {
         Variable& variable = server.get_root().add_variable("item", std::move(initial), std::move(options));
@@ -112,7 +112,7 @@ protected:
     }
 };
 
-TEST_F(PropertiesWireTest, VariableWithEverything) {
+TEST_F(ItemProperties, VariableWithEverything) {
     add_variable(Value(21.5), {.description = "Drum temperature",
                                .writable = true,
                                .engineering_unit = "degC",
@@ -136,7 +136,7 @@ TEST_F(PropertiesWireTest, VariableWithEverything) {
         property_text("telvix:historyKind", "xsd:int", "1"));
 }
 
-TEST_F(PropertiesWireTest, VariableWithNothing) {
+TEST_F(ItemProperties, VariableWithNothing) {
     add_variable(Value(7));
     expect_all(property_text("accessRights", "xsd:string", "readable") +
                property_text("dataType", "xsd:QName", "xsd:int") +
@@ -147,7 +147,7 @@ TEST_F(PropertiesWireTest, VariableWithNothing) {
                property_text("value", "xsd:int", "7") + property_text("description", "xsd:string", ""));
 }
 
-TEST_F(PropertiesWireTest, EnumeratedVariable) {
+TEST_F(ItemProperties, EnumeratedVariable) {
     add_variable(Value(SymbolInfo(MODE::AUTOMATIC)));
     expect_all(property_text("accessRights", "xsd:string", "readable") +
                property_text("dataType", "xsd:QName", "xsd:int") +
@@ -159,7 +159,7 @@ TEST_F(PropertiesWireTest, EnumeratedVariable) {
                property_text("value", "xsd:int", "1") + property_text("description", "xsd:string", ""));
 }
 
-TEST_F(PropertiesWireTest, DomainWithIdentity) {
+TEST_F(ItemProperties, DomainWithIdentity) {
     add_domain({.description = "Steam boiler 1",
                 .identity = Identity("B-001"),
                 .pattern_type = pattern_type::DEVICE});
@@ -168,20 +168,20 @@ TEST_F(PropertiesWireTest, DomainWithIdentity) {
                property_text("telvix:identity", "xsd:string", "B-001"));
 }
 
-TEST_F(PropertiesWireTest, DomainWithoutIdentity) {
+TEST_F(ItemProperties, DomainWithoutIdentity) {
     add_domain();
     expect_all(property_text("description", "xsd:string", "") +
                property_text("telvix:patternType", "xsd:string", "common.Any"));
     expect_absent("telvix:identity");
 }
 
-TEST_F(PropertiesWireTest, EmptyIdentityIsAnIdentity) {
+TEST_F(ItemProperties, EmptyIdentityIsAnIdentity) {
     add_domain({.identity = Identity("")});
     expect_properties(R"(ReturnPropertyValues="true")", names_request({"telvix:identity"}),
                       property_text("telvix:identity", "xsd:string", ""));
 }
 
-TEST_F(PropertiesWireTest, EveryPropertyOfDomainsByItsName) {
+TEST_F(ItemProperties, EveryPropertyOfDomainsByItsName) {
     add_domain({.description = "d",
                 .identity = Identity("i"),
                 .pattern_type = pattern_type::collection(pattern_type::UNIT)});
@@ -196,14 +196,14 @@ TEST_F(PropertiesWireTest, EveryPropertyOfDomainsByItsName) {
     }
 }
 
-TEST_F(PropertiesWireTest, PropertiesOfVariablesAreIgnored) {
+TEST_F(ItemProperties, PropertiesOfVariablesAreIgnored) {
     add_domain();
     expect_properties(R"(ReturnPropertyValues="true")",
                       names_request({"accessRights", "dataType", "quality", "value", "timestamp", "lowEU"}),
                       "");
 }
 
-TEST_F(PropertiesWireTest, EveryPropertyOfVariablesByItsName) {
+TEST_F(ItemProperties, EveryPropertyOfVariablesByItsName) {
     add_variable(Value(SymbolInfo(MODE::OFF)),
                  {.description = "d",
                   .writable = true,
@@ -230,7 +230,7 @@ TEST_F(PropertiesWireTest, EveryPropertyOfVariablesByItsName) {
     expect_value("telvix:historyKind", "xsd:int", "2");
 }
 
-TEST_F(PropertiesWireTest, AbsentOnesAreLeftOutAlsoWhenAskedFor) {
+TEST_F(ItemProperties, AbsentOnesAreLeftOutAlsoWhenAskedFor) {
     add_variable(Value(1.0));
     for (const char* name : {"euInfo", "lowEU", "lowIR", "highEU", "highIR", "telvix:delta",
                              "telvix:fractionalDigits", "telvix:historyKind"}) {
@@ -238,7 +238,7 @@ TEST_F(PropertiesWireTest, AbsentOnesAreLeftOutAlsoWhenAskedFor) {
     }
 }
 
-TEST_F(PropertiesWireTest, EachBoundIsPresentOnItsOwn) {
+TEST_F(ItemProperties, EachBoundIsPresentOnItsOwn) {
     add_variable(Value(1.0), {.range = {.upper = Value(9)}});
     expect_properties(R"(ReturnPropertyValues="true")", names_request({"lowEU", "lowIR", "highEU", "highIR"}),
                       property_text("highEU", "xsd:int", "9") + property_text("highIR", "xsd:int", "9"));
@@ -248,14 +248,14 @@ TEST_F(PropertiesWireTest, EachBoundIsPresentOnItsOwn) {
                       property_text("lowEU", "xsd:int", "9") + property_text("lowIR", "xsd:int", "9"));
 }
 
-TEST_F(PropertiesWireTest, NothingIsWrittenUnasked) {
+TEST_F(ItemProperties, NothingIsWrittenUnasked) {
     add_variable(Value(1.0));
     expect_properties("", "", "");
     expect_properties(R"(ReturnPropertyValues="true")", "", "");
     expect_properties(R"(ReturnAllProperties="false" ReturnPropertyValues="true")", "", "");
 }
 
-TEST_F(PropertiesWireTest, WithoutValuesElementsAreEmpty) {
+TEST_F(ItemProperties, WithoutValuesElementsAreEmpty) {
     add_variable(Value(1.0));
     const std::string all = property_text("accessRights") + property_text("dataType") +
                             property_text("engineeringUnits") + property_text("euType") +
@@ -265,13 +265,13 @@ TEST_F(PropertiesWireTest, WithoutValuesElementsAreEmpty) {
     expect_properties(R"(ReturnAllProperties="true" ReturnPropertyValues="false")", "", all);
 }
 
-TEST_F(PropertiesWireTest, OrderIsTheCataloguesAndDuplicatesCollapse) {
+TEST_F(ItemProperties, OrderIsTheCataloguesAndDuplicatesCollapse) {
     add_variable(Value(1.0));
     expect_properties("", names_request({"value", "accessRights", "value", "accessRights", "euType"}),
                       property_text("accessRights") + property_text("euType") + property_text("value"));
 }
 
-TEST_F(PropertiesWireTest, NamesAreComparedExactly) {
+TEST_F(ItemProperties, NamesAreComparedExactly) {
     add_variable(Value(1.0), {.delta = Value(1.0)});
     expect_properties("",
                       names_request({"AccessRights", " value", "value ", "delta", "xmlda:value", "quality\n",
@@ -280,14 +280,14 @@ TEST_F(PropertiesWireTest, NamesAreComparedExactly) {
     expect_properties("", names_request({"nothing", "value"}), property_text("value"));
 }
 
-TEST_F(PropertiesWireTest, NameIsTheWholeTextOfItsElement) {
+TEST_F(ItemProperties, NameIsTheWholeTextOfItsElement) {
     add_variable(Value(1.0));
     expect_properties("", "<PropertyNames>val<!-- -->ue</PropertyNames>", property_text("value"));
     expect_properties("", "<PropertyNames><![CDATA[qual]]>ity</PropertyNames>", property_text("quality"));
     expect_properties("", "<PropertyNames>&#x65;uType</PropertyNames>", property_text("euType"));
 }
 
-TEST_F(PropertiesWireTest, OnlyPropertyNamesChildrenCount) {
+TEST_F(ItemProperties, OnlyPropertyNamesChildrenCount) {
     add_variable(Value(1.0));
     expect_properties("",
                       "value<propertyNames>value</propertyNames><Names>value</Names>"
@@ -300,7 +300,7 @@ TEST_F(PropertiesWireTest, OnlyPropertyNamesChildrenCount) {
                       property_text("value"));
 }
 
-TEST_F(PropertiesWireTest, VendorNamesAreTextsWhosePrefixIsNotResolved) {
+TEST_F(ItemProperties, VendorNamesAreTextsWhosePrefixIsNotResolved) {
     add_variable(Value(1.0), {.delta = Value(1.0)});
     expect_properties("",
                       "<PropertyNames xmlns:v=\"urn:telvix:information-model:1.0\">v:delta</PropertyNames>"
@@ -308,7 +308,7 @@ TEST_F(PropertiesWireTest, VendorNamesAreTextsWhosePrefixIsNotResolved) {
                       property_text("telvix:delta"));
 }
 
-TEST_F(PropertiesWireTest, AllPropertiesOutdoNames) {
+TEST_F(ItemProperties, AllPropertiesOutdoNames) {
     add_variable(Value(1.0));
     expect_properties(R"(ReturnAllProperties="1")", names_request({"value"}),
                       property_text("accessRights") + property_text("dataType") +
@@ -317,7 +317,7 @@ TEST_F(PropertiesWireTest, AllPropertiesOutdoNames) {
                           property_text("description"));
 }
 
-TEST_F(PropertiesWireTest, AccessRightsAreReadableUnlessWritable) {
+TEST_F(ItemProperties, AccessRightsAreReadableUnlessWritable) {
     add_variable(Value(1), {.writable = false});
     expect_value("accessRights", "xsd:string", "readable");
     server.get_root().remove("item");
@@ -328,7 +328,7 @@ TEST_F(PropertiesWireTest, AccessRightsAreReadableUnlessWritable) {
     expect_value("accessRights", "xsd:string", "readable");
 }
 
-TEST_F(PropertiesWireTest, QualityIsWrittenByName) {
+TEST_F(ItemProperties, QualityIsWrittenByName) {
     const std::vector<std::string> names = {"bad",
                                             "badConfigurationError",
                                             "badNotConnected",
@@ -355,7 +355,7 @@ TEST_F(PropertiesWireTest, QualityIsWrittenByName) {
     }
 }
 
-TEST_F(PropertiesWireTest, HistoryKindIsWrittenByNumber) {
+TEST_F(ItemProperties, HistoryKindIsWrittenByNumber) {
     const std::vector<symbol_list::HISTORY_KIND> kinds = {symbol_list::HISTORY_KIND::NONE,
                                                           symbol_list::HISTORY_KIND::HISTORY_AVAILABLE,
                                                           symbol_list::HISTORY_KIND::HISTORY_SUGGESTED};
@@ -366,7 +366,7 @@ TEST_F(PropertiesWireTest, HistoryKindIsWrittenByNumber) {
     }
 }
 
-TEST_F(PropertiesWireTest, TypeAndKindOfEveryScalar) {
+TEST_F(ItemProperties, TypeAndKindOfEveryScalar) {
     struct Row {
         Value value;
         std::string data_type;
@@ -399,7 +399,7 @@ TEST_F(PropertiesWireTest, TypeAndKindOfEveryScalar) {
     }
 }
 
-TEST_F(PropertiesWireTest, TypeAndKindOfEveryArray) {
+TEST_F(ItemProperties, TypeAndKindOfEveryArray) {
     const std::vector<std::pair<Value, std::string>> rows = {
         {Value(std::vector<bool>{}), "ArrayOfBoolean"},
         {Value(std::vector<std::string>{}), "ArrayOfString"},
@@ -427,7 +427,7 @@ TEST_F(PropertiesWireTest, TypeAndKindOfEveryArray) {
     }
 }
 
-TEST_F(PropertiesWireTest, ArrayOfSymbolsIsDescribedByItsFirstMember) {
+TEST_F(ItemProperties, ArrayOfSymbolsIsDescribedByItsFirstMember) {
     add_variable(Value(std::vector<SymbolInfo>{SymbolInfo(MODE::MANUAL), SymbolInfo(MODE::OFF)}));
     expect_value("dataType", "xsd:QName", "ArrayOfInt");
     expect_value("euType", "xsd:string", "enumerated");
@@ -435,20 +435,20 @@ TEST_F(PropertiesWireTest, ArrayOfSymbolsIsDescribedByItsFirstMember) {
     expect_value("value", "ArrayOfInt", "<int>2</int><int>0</int>");
 }
 
-TEST_F(PropertiesWireTest, ArrayWithoutSymbolsIsEnumeratedAllTheSame) {
+TEST_F(ItemProperties, ArrayWithoutSymbolsIsEnumeratedAllTheSame) {
     add_variable(Value(std::vector<SymbolInfo>{}));
     expect_value("euType", "xsd:string", "enumerated");
     expect_absent("euInfo");
     expect_value("value", "ArrayOfInt", "");
 }
 
-TEST_F(PropertiesWireTest, SymbolNamesStandInTheListsOrder) {
+TEST_F(ItemProperties, SymbolNamesStandInTheListsOrder) {
     add_variable(Value(SymbolInfo(ALARM::LOW)));
     expect_value("euInfo", "ArrayOfString", "<string>high</string><string>low</string>");
     expect_value("value", "xsd:int", "0");
 }
 
-TEST_F(PropertiesWireTest, BoundsAndDeltaKeepTheirOwnTypes) {
+TEST_F(ItemProperties, BoundsAndDeltaKeepTheirOwnTypes) {
     add_variable(Value(1.0), {.range = {.lower = Value("low"), .upper = Value(std::vector<int>{1, 2})},
                               .delta = Value(Duration(2s))});
     expect_value("lowEU", "xsd:string", "low");
@@ -456,12 +456,12 @@ TEST_F(PropertiesWireTest, BoundsAndDeltaKeepTheirOwnTypes) {
     expect_value("telvix:delta", "xsd:duration", "PT2S");
 }
 
-TEST_F(PropertiesWireTest, ArrayValueIsWrittenWhole) {
+TEST_F(ItemProperties, ArrayValueIsWrittenWhole) {
     add_variable(Value(std::vector<double>{1.5, -2}));
     expect_value("value", "ArrayOfDouble", "<double>1.500000</double><double>-2.000000</double>");
 }
 
-TEST_F(PropertiesWireTest, ValueIsTheCurrentOne) {
+TEST_F(ItemProperties, ValueIsTheCurrentOne) {
     Variable& variable = add_variable(Value(1));
     expect_value("value", "xsd:int", "1");
     {
@@ -474,7 +474,7 @@ TEST_F(PropertiesWireTest, ValueIsTheCurrentOne) {
 }
 
 /// A variable that says it holds something else than it does, or something that cannot be written.
-class BadVariableWireTest : public PropertiesWireTest {
+class PropertiesOfABadVariable : public ItemProperties {
 protected:
     void expect_failure(const std::string& attributes, const std::string& name) {
         SCOPED_TRACE(name);
@@ -488,7 +488,7 @@ protected:
     const std::string with_values = R"(ReturnPropertyValues="true")";
 };
 
-TEST_F(BadVariableWireTest, EnumeratedWithoutSymbolsFails) {
+TEST_F(PropertiesOfABadVariable, EnumeratedWithoutSymbolsFails) {
     for (const bool is_array : {false, true}) {
         add_variable(Value(1, ValueTypeInfo(VALUE_TYPE::SYMBOL, is_array)));
         expect_failure(with_values, "euInfo");
@@ -499,7 +499,7 @@ TEST_F(BadVariableWireTest, EnumeratedWithoutSymbolsFails) {
     }
 }
 
-TEST_F(BadVariableWireTest, TypeThatIsNotServedFailsWhereItsNameOrValueIsWritten) {
+TEST_F(PropertiesOfABadVariable, TypeThatIsNotServedFailsWhereItsNameOrValueIsWritten) {
     for (const VALUE_TYPE type :
          {VALUE_TYPE::DECIMAL, VALUE_TYPE::ATTACHMENT, VALUE_TYPE{0}, VALUE_TYPE{20}}) {
         add_variable(Value("1", ValueTypeInfo(type, false)));
@@ -513,7 +513,7 @@ TEST_F(BadVariableWireTest, TypeThatIsNotServedFailsWhereItsNameOrValueIsWritten
     }
 }
 
-TEST_F(BadVariableWireTest, BoundOfAnotherTypeThanItSaysFails) {
+TEST_F(PropertiesOfABadVariable, BoundOfAnotherTypeThanItSaysFails) {
     add_variable(Value(1), {.range = {.lower = Value("x", ValueTypeInfo(VALUE_TYPE::INT, false))}});
     expect_failure(with_values, "lowEU");
     expect_properties("", names_request({"lowEU"}), property_text("lowEU"));
@@ -532,7 +532,7 @@ std::map<std::string, std::string> parse_properties(const std::string& body) {
     return texts;
 }
 
-TEST_F(PropertiesWireTest, AnyTextArrivesUnharmed) {
+TEST_F(ItemProperties, AnyTextArrivesUnharmed) {
     for (const std::string text :
          {"<b>&amp;</b>", R"(say "hi" & 'bye')", "]]>", "<![CDATA[x]]>", "two\nlines\n", "\ttabs\t", "  ",
           "\xC3\xA4\xC3\xB6\xC3\xBC \xE6\xB8\xA9\xE5\xBA\xA6 \xF0\x9F\x94\xA5", "&#10;", "<!-- -->"}) {
@@ -551,7 +551,7 @@ TEST_F(PropertiesWireTest, AnyTextArrivesUnharmed) {
     }
 }
 
-TEST_F(PropertiesWireTest, AnyTextOfADomainArrivesUnharmed) {
+TEST_F(ItemProperties, AnyTextOfADomainArrivesUnharmed) {
     const std::string text = "<a b=\"c\">\n & '\xC3\xA4' ]]>";
     add_domain({.description = text, .identity = Identity(text), .pattern_type = {text, std::nullopt}});
     const auto texts = parse_properties(
@@ -561,7 +561,7 @@ TEST_F(PropertiesWireTest, AnyTextOfADomainArrivesUnharmed) {
 }
 
 // XML lets a parser hand out any end of line as a line feed, unless it is escaped, which it is not here.
-TEST_F(PropertiesWireTest, CarriageReturnArrivesAsLineFeed) {
+TEST_F(ItemProperties, CarriageReturnArrivesAsLineFeed) {
     add_variable(Value("a\r\nb\rc"));
     expect_value("value", "xsd:string", "a\r\nb\rc");
     const auto texts = parse_properties(
@@ -569,7 +569,7 @@ TEST_F(PropertiesWireTest, CarriageReturnArrivesAsLineFeed) {
     EXPECT_EQ(texts.at("value"), "a\nb\nc");
 }
 
-TEST_F(PropertiesWireTest, TextThatXmlCannotCarrySpoilsOnlyItself) {
+TEST_F(ItemProperties, TextThatXmlCannotCarrySpoilsOnlyItself) {
     add_variable(Value("a\x01z\xFF"), {.description = "fine"});
     expect_value("value", "xsd:string", "a\xEF\xBF\xBDz\xEF\xBF\xBD");
     expect_value("description", "xsd:string", "fine");

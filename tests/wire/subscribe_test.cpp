@@ -24,9 +24,9 @@ std::string create_item(const std::string& attributes, const std::string& value)
 
 const std::string TEMPERATURE_ITEM = create_item(R"(ItemName="/boiler/temperature")", TEMPERATURE_VALUE);
 
-class SubscribeTest : public WireTest {
+class SubscribeService : public WireTest {
 protected:
-    SubscribeTest() {
+    SubscribeService() {
         Domain& boiler = server.get_root().add_domain("boiler");
         temperature = &boiler.add_variable("temperature", Value(21.5));
         temperature->set_timestamp(date_time_from_iso8601_string("2026-11-21T10:11:12.25Z"));
@@ -46,7 +46,7 @@ protected:
     Variable* temperature;
 };
 
-TEST_F(SubscribeTest, AnswersWithAHandleAndTheValuesInRequestOrder) {
+TEST_F(SubscribeService, AnswersWithAHandleAndTheValuesInRequestOrder) {
     const std::string handle =
         expect_items(create_subscribe(R"(<Items ItemName="/boiler/count" ClientItemHandle="c"/>)"
                                       R"(<Items ItemName="/boiler"/>)"
@@ -56,23 +56,23 @@ TEST_F(SubscribeTest, AnswersWithAHandleAndTheValuesInRequestOrder) {
     EXPECT_THAT(handle, ::testing::MatchesRegex("[1-9][0-9]*"));
 }
 
-TEST_F(SubscribeTest, LaterHandlesAreLarger) {
+TEST_F(SubscribeService, LaterHandlesAreLarger) {
     const long long first = std::stoll(get_handle(server.call(create_subscribe(""))));
     const long long second = std::stoll(get_handle(server.call(create_subscribe(""))));
     EXPECT_GT(second, first);
 }
 
-TEST_F(SubscribeTest, WithoutItemListTheListIsEmpty) {
+TEST_F(SubscribeService, WithoutItemListTheListIsEmpty) {
     const std::string request = R"(<Subscribe ReturnValuesOnReply="true" SubscriptionPingRate="3600000"/>)";
     const std::string handle = expect_items(request, "");
     expect_success(server.call(create_poll(handle)), create_poll_response(""));
 }
 
-TEST_F(SubscribeTest, EmptyItemListGivesAnEmptyList) {
+TEST_F(SubscribeService, EmptyItemListGivesAnEmptyList) {
     expect_items(create_subscribe(""), "");
 }
 
-TEST_F(SubscribeTest, UnknownItemIsLeftOutButStaysInTheSubscription) {
+TEST_F(SubscribeService, UnknownItemIsLeftOutButStaysInTheSubscription) {
     StderrCapture capture;
     const std::string handle =
         expect_items(create_subscribe(R"(<Items ItemName="/nowhere/at all"/>)"
@@ -94,7 +94,7 @@ TEST_F(SubscribeTest, UnknownItemIsLeftOutButStaysInTheSubscription) {
     EXPECT_EQ(poll_capture.stop(), "error not found Path not found: boiler/temperature/below\n");
 }
 
-TEST_F(SubscribeTest, SameItemTwiceIsReportedTwice) {
+TEST_F(SubscribeService, SameItemTwiceIsReportedTwice) {
     const std::string item = R"(<Items ItemName="/boiler/temperature"/>)";
     const std::string handle =
         expect_items(create_subscribe(item + item), TEMPERATURE_ITEM + TEMPERATURE_ITEM);
@@ -102,28 +102,28 @@ TEST_F(SubscribeTest, SameItemTwiceIsReportedTwice) {
     expect_success(server.call(create_poll(handle)), create_poll_response(reported + reported));
 }
 
-TEST_F(SubscribeTest, RelativeNamesComeBackAbsolute) {
+TEST_F(SubscribeService, RelativeNamesComeBackAbsolute) {
     expect_items(create_subscribe(R"(<Items ItemName="boiler/temperature"/><Items ItemName="./boiler"/>)"
                                   R"(<Items ItemName="."/><Items ItemName="/"/>)"),
                  TEMPERATURE_ITEM + create_item(R"(ItemName="/boiler")", "") +
                      create_item(R"(ItemName="/")", "") + create_item(R"(ItemName="/")", ""));
 }
 
-TEST_F(SubscribeTest, ArrayValue) {
+TEST_F(SubscribeService, ArrayValue) {
     server.get_root().add_variable("list", Value(std::vector<short>{1, -2}));
     expect_items(create_subscribe(R"(<Items ItemName="/list"/>)"),
                  create_item(R"(ItemName="/list")",
                              R"(<Value xsi:type="ArrayOfShort"><short>1</short><short>-2</short></Value>)"));
 }
 
-TEST_F(SubscribeTest, EmptyClientItemHandleIsWritten) {
+TEST_F(SubscribeService, EmptyClientItemHandleIsWritten) {
     expect_items(create_subscribe(R"(<Items ItemName="/boiler" ClientItemHandle=""/>)"
                                   R"(<Items ItemName="/boiler/count" ClientItemHandle=""/>)"),
                  create_item(R"(ClientItemHandle="" ItemName="/boiler")", "") +
                      create_item(R"(ClientItemHandle="" ItemName="/boiler/count")", COUNT_VALUE));
 }
 
-TEST_F(SubscribeTest, ItemTimeIsWrittenWhenAskedFor) {
+TEST_F(SubscribeService, ItemTimeIsWrittenWhenAskedFor) {
     const std::string timed = create_item(
         R"(ItemName="/boiler/temperature" Timestamp="2026-11-21T10:11:12.250Z")", TEMPERATURE_VALUE);
     const std::string item = R"(<Items ItemName="/boiler/temperature"/>)";
@@ -134,7 +134,7 @@ TEST_F(SubscribeTest, ItemTimeIsWrittenWhenAskedFor) {
     expect_items(create_subscribe(item), TEMPERATURE_ITEM);
 }
 
-TEST_F(SubscribeTest, DomainCarriesTheCurrentTime) {
+TEST_F(SubscribeService, DomainCarriesTheCurrentTime) {
     const std::string before = to_iso8601_string(std::chrono::system_clock::now());
     const Reply reply =
         server.call(create_subscribe(R"(<Items ItemName="/boiler"/>)", LONG_PING_RATE, "<Options/>"));
@@ -148,14 +148,14 @@ TEST_F(SubscribeTest, DomainCarriesTheCurrentTime) {
     EXPECT_LE(time, std::chrono::system_clock::now());
 }
 
-TEST_F(SubscribeTest, ClientRequestHandleIsThatOfTheOptions) {
+TEST_F(SubscribeService, ClientRequestHandleIsThatOfTheOptions) {
     expect_items(create_subscribe("", LONG_PING_RATE, R"(<Options ClientRequestHandle="mine"/>)"), "",
                  "mine");
     expect_items(create_subscribe("", LONG_PING_RATE, R"(<Options ClientRequestHandle=""/>)"), "", "");
     expect_items(R"(<Subscribe ReturnValuesOnReply="true" ClientRequestHandle="not there"/>)", "");
 }
 
-TEST_F(SubscribeTest, OtherOptionsChangeNothing) {
+TEST_F(SubscribeService, OtherOptionsChangeNothing) {
     expect_items(
         create_subscribe(R"(<Items ItemName="/boiler/temperature" ItemPath="elsewhere"/>)", LONG_PING_RATE,
                          R"(<Options ReturnErrorText="false" ReturnDiagnosticInfo="true")"
@@ -163,13 +163,13 @@ TEST_F(SubscribeTest, OtherOptionsChangeNothing) {
         TEMPERATURE_ITEM);
 }
 
-TEST_F(SubscribeTest, ValuesAreSentWhateverReturnValuesOnReplySays) {
+TEST_F(SubscribeService, ValuesAreSentWhateverReturnValuesOnReplySays) {
     expect_items(R"(<Subscribe ReturnValuesOnReply="false"><ItemList><Items ItemName="/boiler/temperature"/>)"
                  R"(</ItemList></Subscribe>)",
                  TEMPERATURE_ITEM);
 }
 
-TEST_F(SubscribeTest, OtherChildrenAreSkipped) {
+TEST_F(SubscribeService, OtherChildrenAreSkipped) {
     expect_items(
         R"(<Subscribe ReturnValuesOnReply="true"><!-- c --><Other/> text )"
         R"(<ItemList xmlns:o="urn:other"> text <!-- c --><o:Items ItemName="/boiler/count"/>)"
@@ -178,7 +178,7 @@ TEST_F(SubscribeTest, OtherChildrenAreSkipped) {
         TEMPERATURE_ITEM);
 }
 
-TEST_F(SubscribeTest, TakesTheItemNameWithoutPrefixOnly) {
+TEST_F(SubscribeService, TakesTheItemNameWithoutPrefixOnly) {
     const std::string declaration = R"(xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")";
     expect_items(create_subscribe("<Items " + declaration +
                                   R"( q:ItemName="/boiler" ItemName="/boiler/temperature"/>)"),
@@ -186,7 +186,7 @@ TEST_F(SubscribeTest, TakesTheItemNameWithoutPrefixOnly) {
     expect_bad_request(server.call(create_subscribe("<Items " + declaration + R"( q:ItemName="/boiler"/>)")));
 }
 
-TEST_F(SubscribeTest, AnyPrefixWillDo) {
+TEST_F(SubscribeService, AnyPrefixWillDo) {
     expect_items(
         R"(<da:Subscribe xmlns:da="http://opcfoundation.org/webservices/XMLDA/1.0/")"
         R"( da:ReturnValuesOnReply="true" da:SubscriptionPingRate="3600000">)"
@@ -196,7 +196,7 @@ TEST_F(SubscribeTest, AnyPrefixWillDo) {
         create_item(R"(ClientItemHandle="i" ItemName="/boiler/temperature")", TEMPERATURE_VALUE), "r");
 }
 
-TEST_F(SubscribeTest, WithoutPingRateTheHandleIsInvalidAtTheNextRequest) {
+TEST_F(SubscribeService, WithoutPingRateTheHandleIsInvalidAtTheNextRequest) {
     const std::string request =
         R"(<Subscribe ReturnValuesOnReply="true"><ItemList><Items ItemName="/boiler/count"/>)"
         R"(</ItemList></Subscribe>)";
@@ -204,18 +204,18 @@ TEST_F(SubscribeTest, WithoutPingRateTheHandleIsInvalidAtTheNextRequest) {
     expect_success(server.call(create_poll(handle)), create_poll_response("", create_invalid(handle)));
 }
 
-TEST_F(SubscribeTest, NegativePingRateExpiresAtOnce) {
+TEST_F(SubscribeService, NegativePingRateExpiresAtOnce) {
     const std::string handle = get_handle(server.call(create_subscribe("", "-2147483648")));
     expect_success(server.call(create_poll(handle)), create_poll_response("", create_invalid(handle)));
 }
 
-TEST_F(SubscribeTest, LargestPingRate) {
+TEST_F(SubscribeService, LargestPingRate) {
     const std::string handle = get_handle(server.call(create_subscribe("", "2147483647")));
     expect_success(server.call(create_poll(handle)), create_poll_response(""));
 }
 
 // The value of one item cannot be written: the whole request fails, and the tree is not left locked.
-TEST_F(SubscribeTest, ValueThatCannotBeSentFailsTheRequest) {
+TEST_F(SubscribeService, ValueThatCannotBeSentFailsTheRequest) {
     server.get_root().add_variable("bad", Value(1, ValueTypeInfo(VALUE_TYPE::DECIMAL, false)));
     expect_bad_request(
         server.call(create_subscribe(R"(<Items ItemName="/boiler/temperature"/><Items ItemName="/bad"/>)")));
@@ -223,7 +223,7 @@ TEST_F(SubscribeTest, ValueThatCannotBeSentFailsTheRequest) {
     server.get_tree().unlock();
 }
 
-TEST_F(SubscribeTest, ItemOfUnknownTypeFailsTheRequest) {
+TEST_F(SubscribeService, ItemOfUnknownTypeFailsTheRequest) {
     const ItemOfUnknownType odd(*temperature);
     expect_bad_request(server.call(
         create_subscribe(R"(<Items ItemName="/boiler/count"/><Items ItemName="/boiler/temperature"/>)")));
@@ -231,19 +231,19 @@ TEST_F(SubscribeTest, ItemOfUnknownTypeFailsTheRequest) {
     server.get_tree().unlock();
 }
 
-TEST_F(SubscribeTest, TextThatXmlCannotCarryIsReplaced) {
+TEST_F(SubscribeService, TextThatXmlCannotCarryIsReplaced) {
     server.get_root().add_variable("text", Value(std::string("a\x01z")));
     expect_items(create_subscribe(R"(<Items ItemName="/text"/>)"),
                  create_item(R"(ItemName="/text")", "<Value xsi:type=\"xsd:string\">a\xEF\xBF\xBDz</Value>"));
 }
 
-TEST_F(SubscribeTest, GetStatusInTheSameBodyComesFirst) {
+TEST_F(SubscribeService, GetStatusInTheSameBodyComesFirst) {
     const Reply reply = server.call(create_subscribe("") + "<GetStatus/>");
     EXPECT_EQ(reply.status, 200);
     EXPECT_THAT(reply.body, ::testing::HasSubstr("<GetStatusResponse>"));
 }
 
-TEST_F(SubscribeTest, ComesBeforeTheOtherSubscriptionServices) {
+TEST_F(SubscribeService, ComesBeforeTheOtherSubscriptionServices) {
     expect_items(create_cancel("1") + create_poll("1") + create_subscribe(""), "");
     expect_success(server.call(create_cancel("1") + create_poll("1")),
                    create_poll_response("", create_invalid("1")));

@@ -74,7 +74,7 @@ TimePoint to_time(long seconds) {
     return TimePoint(std::chrono::seconds(seconds));
 }
 
-class WriteWireTest : public WireTest {
+class WriteService : public WireTest {
 protected:
     Variable& add(const std::string& name, Value initial) {
         return add(name, std::move(initial), {.writable = true});
@@ -125,9 +125,9 @@ struct TypeRow {
     friend std::ostream& operator<<(std::ostream& stream, const TypeRow& row) { return stream << row.name; }
 };
 
-class WriteTypeWireTest : public WriteWireTest, public ::testing::WithParamInterface<TypeRow> {};
+class WriteType : public WriteService, public ::testing::WithParamInterface<TypeRow> {};
 
-TEST_P(WriteTypeWireTest, StoresAndReturnsTheValue) {
+TEST_P(WriteType, StoresAndReturnsTheValue) {
     const TypeRow& row = GetParam();
     Variable& variable = add("v", row.initial);
     const char* reply_type = row.reply_xsi_type != nullptr ? row.reply_xsi_type : row.xsi_type;
@@ -138,7 +138,7 @@ TEST_P(WriteTypeWireTest, StoresAndReturnsTheValue) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Scalars, WriteTypeWireTest,
+    Scalars, WriteType,
     ::testing::Values(
         TypeRow{"Boolean", Value(false), "xsd:boolean", "1", Value(true), "1"},
         TypeRow{"String", Value("x"), "xsd:string", " a &lt;b&gt; ", Value(" a <b> "), " a &lt;b&gt; "},
@@ -172,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
     get_row_name<TypeRow>);
 
 INSTANTIATE_TEST_SUITE_P(
-    Arrays, WriteTypeWireTest,
+    Arrays, WriteType,
     ::testing::Values(
         TypeRow{"Boolean", Value(std::vector<bool>{}), "ArrayOfBoolean",
                 "<boolean>1</boolean><boolean>0</boolean>", Value(std::vector<bool>{true, false}),
@@ -224,7 +224,7 @@ INSTANTIATE_TEST_SUITE_P(
     get_row_name<TypeRow>);
 
 INSTANTIATE_TEST_SUITE_P(
-    Quirks, WriteTypeWireTest,
+    Quirks, WriteType,
     ::testing::Values(
         TypeRow{"PartialNumber", Value(0), "xsd:int", "12 apples", Value(12), "12"},
         TypeRow{"NoNumber", Value(7), "xsd:int", "x", Value(0), "0"},
@@ -266,9 +266,9 @@ struct ResetRow {
     friend std::ostream& operator<<(std::ostream& stream, const ResetRow& row) { return stream << row.name; }
 };
 
-class WriteResetWireTest : public WriteWireTest, public ::testing::WithParamInterface<ResetRow> {};
+class WriteReset : public WriteService, public ::testing::WithParamInterface<ResetRow> {};
 
-TEST_P(WriteResetWireTest, LeavesTheDefaultContentOfTheType) {
+TEST_P(WriteReset, LeavesTheDefaultContentOfTheType) {
     Variable& variable = add("v", GetParam().initial);
     expect_success(write(R"(<Items ItemName="v"/>)"),
                    create_response(create_item("/v", GetParam().reply_value)));
@@ -277,7 +277,7 @@ TEST_P(WriteResetWireTest, LeavesTheDefaultContentOfTheType) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Types, WriteResetWireTest,
+    Types, WriteReset,
     ::testing::Values(ResetRow{"Boolean", Value(true), Value(false), create_value("xsd:boolean", "0")},
                       ResetRow{"String", Value("x"), Value(""), "<Value xsi:type=\"xsd:string\"/>"},
                       ResetRow{"Double", Value(2.5), Value(0.0), create_value("xsd:double", "0.000000")},
@@ -301,14 +301,14 @@ INSTANTIATE_TEST_SUITE_P(
                                Value(std::vector<SymbolInfo>{}), create_value("ArrayOfInt", "")}),
     get_row_name<ResetRow>);
 
-TEST_F(WriteWireTest, ValueElementOfAnotherNamespaceIsNoValue) {
+TEST_F(WriteService, ValueElementOfAnotherNamespaceIsNoValue) {
     Variable& variable = add("v", Value(7));
     expect_success(write(create_item("v", R"(<Value xmlns="" xsi:type="xsd:int">5</Value>)")),
                    create_response(create_item("/v", create_value("xsd:int", "0"))));
     EXPECT_EQ(get(variable), Value(0));
 }
 
-TEST_F(WriteWireTest, FirstOfSeveralValuesCounts) {
+TEST_F(WriteService, FirstOfSeveralValuesCounts) {
     Variable& variable = add("v", Value(7));
     expect_success(
         write(create_item("v", "text" + create_value("xsd:int", "1") + create_value("xsd:int", "2"))),
@@ -329,10 +329,10 @@ struct FailureRow {
     }
 };
 
-class WriteFailureWireTest : public WriteWireTest, public ::testing::WithParamInterface<FailureRow> {};
+class WriteFailure : public WriteService, public ::testing::WithParamInterface<FailureRow> {};
 
 // The value is seen to be wrong when its turn comes: what stands before it is written, what follows is not.
-TEST_P(WriteFailureWireTest, LeavesEarlierItemsWritten) {
+TEST_P(WriteFailure, LeavesEarlierItemsWritten) {
     Variable& before = add("before", Value(0));
     Variable& variable = add("v", GetParam().initial);
     Variable& after = add("after", Value(0));
@@ -354,7 +354,7 @@ const Value UNSIGNED_BYTES(std::vector<unsigned char>{1});
 const Value PATHS(std::vector<Path>{Path("/a")});
 
 INSTANTIATE_TEST_SUITE_P(
-    WrongKindOfValue, WriteFailureWireTest,
+    WrongKindOfValue, WriteFailure,
     ::testing::Values(
         FailureRow{"UnsignedBytesFromShorts", UNSIGNED_BYTES, "ArrayOfShort", "<short>1</short>"},
         FailureRow{"UnsignedBytesFromScalar", UNSIGNED_BYTES, "xsd:byte", "1"},
@@ -383,10 +383,10 @@ INSTANTIATE_TEST_SUITE_P(
         FailureRow{"StringFromBoolean", Value("x"), "xsd:boolean", "1"}),
     get_row_name<FailureRow>);
 
-class WriteMalformedWireTest : public WriteWireTest, public ::testing::WithParamInterface<std::string> {};
+class WriteMalformed : public WriteService, public ::testing::WithParamInterface<std::string> {};
 
 // Seen while the request is read, before any item is written.
-TEST_P(WriteMalformedWireTest, WritesNothing) {
+TEST_P(WriteMalformed, WritesNothing) {
     Variable& first = add("first", Value(0));
     Variable& variable = add("v", Value(7));
     StderrCapture capture;
@@ -398,7 +398,7 @@ TEST_P(WriteMalformedWireTest, WritesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Types, WriteMalformedWireTest,
+    Types, WriteMalformed,
     ::testing::Values(
         create_item("v", "<Value>5</Value>"), create_item("v", R"(<Value type="xsd:int">5</Value>)"),
         create_item("v", R"(<Value type="xsd:int" xmlns:o="urn:o" o:type="xsd:int">5</Value>)"),
@@ -411,7 +411,7 @@ INSTANTIATE_TEST_SUITE_P(
         create_item("v", create_value("ArrayOfAnyType", "")),
         create_item("nowhere", create_value("xsd:anyType", "5"))));
 
-INSTANTIATE_TEST_SUITE_P(Texts, WriteMalformedWireTest,
+INSTANTIATE_TEST_SUITE_P(Texts, WriteMalformed,
                          ::testing::Values(create_item("v", create_value("xsd:dateTime", "yesterday")),
                                            create_item("v", create_value("xsd:dateTime", "")),
                                            create_item("v",
@@ -419,15 +419,15 @@ INSTANTIATE_TEST_SUITE_P(Texts, WriteMalformedWireTest,
                                            create_item("v", create_value("xsd:duration", "1 s")),
                                            create_item("v", create_value("ArrayOfDateTime", "<dateTime/>"))));
 
-INSTANTIATE_TEST_SUITE_P(ItemNames, WriteMalformedWireTest,
+INSTANTIATE_TEST_SUITE_P(ItemNames, WriteMalformed,
                          ::testing::Values("<Items/>", R"(<Items ItemName=""/>)",
                                            R"(<Items ItemName="a//b"/>)", R"(<Items ItemName="../v"/>)",
                                            R"(<Items ItemPath="v"/>)",
                                            R"(<Items xmlns:q="urn:q" q:ItemName="v"/>)"));
 
-class WriteRequestWireTest : public WriteWireTest, public ::testing::WithParamInterface<std::string> {};
+class WriteRequest : public WriteService, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(WriteRequestWireTest, IsRefusedAndWritesNothing) {
+TEST_P(WriteRequest, IsRefusedAndWritesNothing) {
     Variable& variable = add("v", Value(7));
     expect_bad_request(server.call(GetParam() + "<ItemList>" +
                                    create_item("v", create_value("xsd:int", "5")) + "</ItemList></Write>"));
@@ -435,7 +435,7 @@ TEST_P(WriteRequestWireTest, IsRefusedAndWritesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Attributes, WriteRequestWireTest,
+    Attributes, WriteRequest,
     ::testing::Values("<Write>", R"(<Write ReturnValuesOnReply="">)",
                       R"(<Write ReturnValuesOnReply="maybe">)", R"(<Write returnValuesOnReply="true">)",
                       R"(<Write><Options ReturnValuesOnReply="true"/>)",
@@ -444,7 +444,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // ---- What is left out ----
 
-TEST_F(WriteWireTest, LeavesOutWhatIsUnknownNoVariableOrNotWritable) {
+TEST_F(WriteService, LeavesOutWhatIsUnknownNoVariableOrNotWritable) {
     Variable& first = add("first", Value(0));
     Variable& read_only = add("readOnly", Value(0), {.writable = false});
     Variable& unsaid = add("unsaid", Value(0), {});
@@ -469,7 +469,7 @@ TEST_F(WriteWireTest, LeavesOutWhatIsUnknownNoVariableOrNotWritable) {
     EXPECT_EQ(get(last), Value(1));
 }
 
-TEST_F(WriteWireTest, DoesNotLookAtTheValueForAVariableThatIsNotWritable) {
+TEST_F(WriteService, DoesNotLookAtTheValueForAVariableThatIsNotWritable) {
     Variable& variable = add("v", Value(0), {.writable = false});
     StderrCapture capture;
     expect_success(write(create_item("v", create_value("xsd:string", "x")) + create_item("v", "")),
@@ -478,7 +478,7 @@ TEST_F(WriteWireTest, DoesNotLookAtTheValueForAVariableThatIsNotWritable) {
     EXPECT_EQ(get(variable), Value(0));
 }
 
-TEST_F(WriteWireTest, EmptyOrMissingItemListGivesAnEmptyList) {
+TEST_F(WriteService, EmptyOrMissingItemListGivesAnEmptyList) {
     for (const char* content :
          {"", "<ItemList/>", "<ItemList> \n </ItemList>", "<ItemList><!-- x --></ItemList>",
           "<ItemList><Item ItemName=\"v\"/><items/></ItemList>", "<Items ItemName=\"v\"/>",
@@ -492,7 +492,7 @@ TEST_F(WriteWireTest, EmptyOrMissingItemListGivesAnEmptyList) {
 
 // ---- The reply ----
 
-TEST_F(WriteWireTest, ReportsOnlyNameAndHandleUnlessAskedForMore) {
+TEST_F(WriteService, ReportsOnlyNameAndHandleUnlessAskedForMore) {
     Variable& variable = add("v", Value(0));
     expect_success(
         server.call("<Write ReturnValuesOnReply=\"false\"><ItemList>"
@@ -504,7 +504,7 @@ TEST_F(WriteWireTest, ReportsOnlyNameAndHandleUnlessAskedForMore) {
     EXPECT_EQ(get(variable), Value(2));
 }
 
-TEST_F(WriteWireTest, ReturnsTheValueOfEachMomentForAnItemThatIsWrittenTwice) {
+TEST_F(WriteService, ReturnsTheValueOfEachMomentForAnItemThatIsWrittenTwice) {
     add("v", Value(0));
     expect_success(write(create_item("v", create_value("xsd:int", "1")) + create_item("v", "") +
                          create_item("v", create_value("xsd:int", "2"))),
@@ -513,7 +513,7 @@ TEST_F(WriteWireTest, ReturnsTheValueOfEachMomentForAnItemThatIsWrittenTwice) {
                                    create_item("/v", create_value("xsd:int", "2"))));
 }
 
-TEST_F(WriteWireTest, AcceptsEveryFormOfABool) {
+TEST_F(WriteService, AcceptsEveryFormOfABool) {
     add("v", Value(0));
     const std::string list = "<ItemList><Items ItemName=\"v\"/></ItemList></Write>";
     const std::string with_value = create_response(create_item("/v", create_value("xsd:int", "0")));
@@ -528,7 +528,7 @@ TEST_F(WriteWireTest, AcceptsEveryFormOfABool) {
     }
 }
 
-TEST_F(WriteWireTest, ReportsTheTimeOfTheWriteIfAsked) {
+TEST_F(WriteService, ReportsTheTimeOfTheWriteIfAsked) {
     Variable& variable = add("v", Value(0));
     const TimePoint before = std::chrono::system_clock::now();
     const Reply reply = write(create_item("v", create_value("xsd:int", "0")),
@@ -540,7 +540,7 @@ TEST_F(WriteWireTest, ReportsTheTimeOfTheWriteIfAsked) {
                                           "r"));
 }
 
-TEST_F(WriteWireTest, OptionsWithoutItemTimeAskForIt) {
+TEST_F(WriteService, OptionsWithoutItemTimeAskForIt) {
     Variable& variable = add("v", Value(0));
     const Reply reply = write(R"(<Items ItemName="v"/>)", "<Options/>");
     expect_success(reply, create_response("<Items ItemName=\"/v\" Timestamp=\"" +
@@ -548,7 +548,7 @@ TEST_F(WriteWireTest, OptionsWithoutItemTimeAskForIt) {
                                           create_value("xsd:int", "0") + "</Items>"));
 }
 
-TEST_F(WriteWireTest, OtherOptionsChangeNothing) {
+TEST_F(WriteService, OtherOptionsChangeNothing) {
     add("v", Value(0));
     expect_success(write(R"(<Items ItemName="v"/>)",
                          R"(<Options ReturnErrorText="0" ReturnDiagnosticInfo="1" ReturnItemTime="0")"
@@ -556,7 +556,7 @@ TEST_F(WriteWireTest, OtherOptionsChangeNothing) {
                    create_response(create_item("/v", create_value("xsd:int", "0"))));
 }
 
-TEST_F(WriteWireTest, AddressesItemsByTheirNameAlone) {
+TEST_F(WriteService, AddressesItemsByTheirNameAlone) {
     Domain& boiler = add_domain("boiler");
     {
         const std::unique_lock<Tree> lock(server.get_tree());
@@ -571,7 +571,7 @@ TEST_F(WriteWireTest, AddressesItemsByTheirNameAlone) {
     EXPECT_EQ(capture.stop(), "error not foundPath not found: level\n");
 }
 
-TEST_F(WriteWireTest, TakesTheItemNameWithoutPrefixOnly) {
+TEST_F(WriteService, TakesTheItemNameWithoutPrefixOnly) {
     add("v", Value(0));
     add("w", Value(0));
     const std::string declaration = R"(xmlns:q="http://opcfoundation.org/webservices/XMLDA/1.0/")";
@@ -580,7 +580,7 @@ TEST_F(WriteWireTest, TakesTheItemNameWithoutPrefixOnly) {
     expect_bad_request(write("<Items " + declaration + R"( q:ItemName="w"/>)"));
 }
 
-TEST_F(WriteWireTest, GoesByNamespacesNotByPrefixes) {
+TEST_F(WriteService, GoesByNamespacesNotByPrefixes) {
     Variable& variable = add("v", Value(0));
     const Reply reply = server.post(
         R"(<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/")"
@@ -595,7 +595,7 @@ TEST_F(WriteWireTest, GoesByNamespacesNotByPrefixes) {
     EXPECT_EQ(get(variable), Value(5));
 }
 
-TEST_F(WriteWireTest, WritesManyItemsOfOneRequest) {
+TEST_F(WriteService, WritesManyItemsOfOneRequest) {
     std::string items;
     std::string expected;
     for (int index = 0; index < 2000; ++index) {
@@ -616,7 +616,7 @@ bool clamp(const Variable& /*variable*/, Value& value) {
     return true;
 }
 
-TEST_F(WriteWireTest, StoresAndReportsWhatTheGuardMakesOfAValue) {
+TEST_F(WriteService, StoresAndReportsWhatTheGuardMakesOfAValue) {
     Variable& setpoint = add("setpoint", Value(20.0), {.writable = true, .accept = clamp});
     std::vector<Value> seen;
     Registration registration;
@@ -631,7 +631,7 @@ TEST_F(WriteWireTest, StoresAndReportsWhatTheGuardMakesOfAValue) {
     EXPECT_EQ(seen, (std::vector<Value>{Value(350.0), Value(200.0)}));
 }
 
-TEST_F(WriteWireTest, LeavesOutWhatTheGuardRefuses) {
+TEST_F(WriteService, LeavesOutWhatTheGuardRefuses) {
     const auto refuse = [](const Variable&, Value& value) {
         value = Value(7);
         return false;
@@ -650,7 +650,7 @@ TEST_F(WriteWireTest, LeavesOutWhatTheGuardRefuses) {
     EXPECT_EQ(get(other), Value(2));
 }
 
-TEST_F(WriteWireTest, AGuardSeesTheValueAsTheVariableHoldsIt) {
+TEST_F(WriteService, AGuardSeesTheValueAsTheVariableHoldsIt) {
     std::vector<Value> seen;
     const Guard remember = [&](const Variable& variable, Value& value) {
         EXPECT_EQ(value.get_type_info(), variable.get_value_type_info());
@@ -669,7 +669,7 @@ TEST_F(WriteWireTest, AGuardSeesTheValueAsTheVariableHoldsIt) {
                                         Value(std::vector<unsigned char>{255}), Value(0)}));
 }
 
-TEST_F(WriteWireTest, AGuardThatFailsRefuses) {
+TEST_F(WriteService, AGuardThatFailsRefuses) {
     const auto fail = [](const Variable&, Value&) -> bool { throw std::runtime_error("guard at fault"); };
     const auto fail_oddly = [](const Variable&, Value&) -> bool { throw 5; };
     const auto retype = [](const Variable&, Value& value) {
@@ -693,7 +693,7 @@ TEST_F(WriteWireTest, AGuardThatFailsRefuses) {
     expect_unlocked();
 }
 
-TEST_F(WriteWireTest, AGuardIsNotAskedAboutAValueOfAnotherType) {
+TEST_F(WriteService, AGuardIsNotAskedAboutAValueOfAnotherType) {
     int asked = 0;
     const Guard count = [&](const Variable&, Value&) {
         ++asked;
@@ -708,7 +708,7 @@ TEST_F(WriteWireTest, AGuardIsNotAskedAboutAValueOfAnotherType) {
 
 // ---- Observers and the lock ----
 
-TEST_F(WriteWireTest, ObserversMayLockTheTreeAndWrite) {
+TEST_F(WriteService, ObserversMayLockTheTreeAndWrite) {
     Variable& setpoint = add("setpoint", Value(0.0));
     Variable& echo = add("echo", Value(0.0));
     std::vector<std::string> seen;
@@ -727,7 +727,7 @@ TEST_F(WriteWireTest, ObserversMayLockTheTreeAndWrite) {
     EXPECT_EQ(get(echo), Value(2.5));
 }
 
-TEST_F(WriteWireTest, ObserversSeeEveryItemOfTheRequestWritten) {
+TEST_F(WriteService, ObserversSeeEveryItemOfTheRequestWritten) {
     Variable& first = add("first", Value(0));
     Variable& second = add("second", Value(0));
     std::vector<Value> seen;
@@ -741,7 +741,7 @@ TEST_F(WriteWireTest, ObserversSeeEveryItemOfTheRequestWritten) {
     EXPECT_EQ(seen, std::vector<Value>{Value(2)});
 }
 
-TEST_F(WriteWireTest, EveryBranchReachesBothKindsOfObservers) {
+TEST_F(WriteService, EveryBranchReachesBothKindsOfObservers) {
     Variable& number = add("number", Value(1));
     Variable& symbol = add("symbol", Value(SymbolInfo(HISTORY_KIND::NONE)));
     Variable& path = add("path", Value(Path("/a")));
@@ -773,7 +773,7 @@ TEST_F(WriteWireTest, EveryBranchReachesBothKindsOfObservers) {
     EXPECT_EQ(written.size(), 2 * all.size());
 }
 
-TEST_F(WriteWireTest, ObserversOfWhatWasWrittenRunWhenTheRequestFailsHalfWay) {
+TEST_F(WriteService, ObserversOfWhatWasWrittenRunWhenTheRequestFailsHalfWay) {
     Variable& first = add("first", Value(0));
     Variable& symbol = add("symbol", SYMBOL);
     std::vector<Value> seen;
@@ -793,7 +793,7 @@ TEST_F(WriteWireTest, ObserversOfWhatWasWrittenRunWhenTheRequestFailsHalfWay) {
     expect_unlocked();
 }
 
-TEST_F(WriteWireTest, AnObserverThatThrowsDoesNotFailTheRequest) {
+TEST_F(WriteService, AnObserverThatThrowsDoesNotFailTheRequest) {
     Variable& variable = add("v", Value(0));
     Registration registration;
     {
@@ -807,7 +807,7 @@ TEST_F(WriteWireTest, AnObserverThatThrowsDoesNotFailTheRequest) {
     EXPECT_NE(capture.stop().find("observer at fault"), std::string::npos);
 }
 
-TEST_F(WriteWireTest, WaitsForTheTreeLock) {
+TEST_F(WriteService, WaitsForTheTreeLock) {
     Variable& variable = add("v", Value(0));
     std::shared_lock<const Tree> lock(server.get_tree());
     auto reply =
@@ -820,13 +820,13 @@ TEST_F(WriteWireTest, WaitsForTheTreeLock) {
 }
 
 // What a malformed request does not need is the lock: it is refused while the host holds it.
-TEST_F(WriteWireTest, ReadsTheRequestWithoutTheTreeLock) {
+TEST_F(WriteService, ReadsTheRequestWithoutTheTreeLock) {
     add("v", Value(0));
     const std::unique_lock<Tree> lock(server.get_tree());
     expect_bad_request(write(create_item("v", create_value("xsd:decimal", "1"))));
 }
 
-TEST_F(WriteWireTest, NobodySeesTheItemsOfOneRequestApart) {
+TEST_F(WriteService, NobodySeesTheItemsOfOneRequestApart) {
     Variable& left = add("left", Value(0));
     Variable& right = add("right", Value(0));
     std::atomic<bool> torn = false;

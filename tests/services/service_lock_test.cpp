@@ -7,6 +7,7 @@
 #include "services/Write.h"
 #include "subscriptions/Subscribe.h"
 #include "subscriptions/SubscriptionPolledRefresh.h"
+#include "support/TestThreads.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +15,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -24,6 +24,7 @@
 #include <regex>
 #include <shared_mutex>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -141,19 +142,16 @@ protected:
 using ReadingServiceLock = ServiceLock;
 
 TEST_P(ReadingServiceLock, IsHeldOverAllItems) {
-    std::atomic<bool> done{false};
-    std::thread writer([&] {
-        for (int number = 1; !done; ++number) {
+    const std::string items = create_items();
+    const TestThreads writer([&](const std::stop_token& token) {
+        for (int number = 1; !token.stop_requested(); ++number) {
             write_both(number);
         }
     });
-    const std::string items = create_items();
     for (int round = 0; round < 50; ++round) {
         const auto [first_value, last_value] = get_outer_values(GetParam().call(caller, items));
         EXPECT_EQ(first_value, last_value);
     }
-    done = true;
-    writer.join();
 }
 
 TEST_P(ReadingServiceLock, WaitsForTheHost) {

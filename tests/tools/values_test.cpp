@@ -126,6 +126,17 @@ Value create_number(const std::string& type, const std::string& text) {
     return {Value::Kind::SCALAR, type, text, {}};
 }
 
+TEST(JsonWriter, WritesAsNumbersWhatJsonTakesForNumbers) {
+    for (const std::string number : {"0", "-0", "10", "-12.5", "0.0", "1e5", "1E+05", "2.50e-300"}) {
+        EXPECT_EQ(to_json(create_number("double", number)), number);
+    }
+    for (const std::string other :
+         {"",     "-",     "+1",   "007", "00", "1.",  ".5",  "-.5",  "1e", "1e+",
+          "1.e1", "1.5.2", "0x10", "1 ",  " 1", "1,5", "--1", "1e5e", "e5", "NaN"}) {
+        EXPECT_EQ(to_json(create_number("double", other)), '"' + other + '"');
+    }
+}
+
 TEST(ValueWithFacts, HasUnitAndDigits) {
     ItemFacts facts;
     facts.unit = "degC";

@@ -4,9 +4,9 @@
 #include "client/type_names.h"
 #include "xmlda/text/printable.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
-#include <regex>
 
 namespace xmlda {
 namespace {
@@ -48,9 +48,31 @@ std::string quote(std::string_view text) {
     return quoted + '"';
 }
 
-bool is_json_number(const std::string& text) {
-    static const std::regex pattern(R"(-?(0|[1-9]\d*)(\.\d+)?([eE][+-]?\d+)?)");
-    return text.size() < 400 && std::regex_match(text, pattern);
+bool take(std::string_view& text, std::string_view characters) {
+    const bool is_there = !text.empty() && characters.find(text.front()) != std::string_view::npos;
+    text.remove_prefix(is_there ? 1 : 0);
+    return is_there;
+}
+
+bool take_digits(std::string_view& text) {
+    const std::size_t count = std::min(text.find_first_not_of("0123456789"), text.size());
+    text.remove_prefix(count);
+    return count > 0;
+}
+
+bool is_json_number(std::string_view text) {
+    take(text, "-");
+    if (!take(text, "0") && !take_digits(text)) {
+        return false;
+    }
+    if (take(text, ".") && !take_digits(text)) {
+        return false;
+    }
+    if (take(text, "eE")) {
+        take(text, "+-");
+        return take_digits(text) && text.empty();
+    }
+    return text.empty();
 }
 
 }  // namespace

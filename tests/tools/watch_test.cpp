@@ -240,6 +240,26 @@ TEST(Watch, ShowsCodesAndQualitiesAsChanges) {
               "-  item  a\n-  item  a  bad\n-  item  (no value)  E_FAIL: broken\n");
 }
 
+TEST(Watch, LeavesOutWhatWasRemovedAfterTheServerReportedIt) {
+    const ForeignServer server(
+        {{"Subscribe", always(create_subscribed("h", "a"))},
+         {"SubscriptionPolledRefresh",
+          [](const std::string& /*request*/, int earlier) {
+              return create_refreshed({earlier == 0 ? "removed" : "back"});
+          }},
+         {"GetProperties",
+          [](const std::string& /*request*/, int earlier) -> std::string {
+              return earlier == 1
+                         ? "<da:GetPropertiesResponse/>"
+                         : "<da:GetPropertiesResponse><da:PropertyLists ItemName='item'>"
+                           "<da:Properties Name='quality'><da:Value i:type='x:string'>good</da:Value>"
+                           "</da:Properties></da:PropertyLists></da:GetPropertiesResponse>";
+          }},
+         {"SubscriptionCancel", CANCEL}});
+
+    EXPECT_EQ(watch(server, {"--count", "2"}).output, "-  item  a\n-  item  back\n");
+}
+
 TEST(Watch, BearsABusyServer) {
     const ForeignServer server({{"Subscribe", always(create_subscribed("h", "a"))},
                                 {"SubscriptionPolledRefresh",

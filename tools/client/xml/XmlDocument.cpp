@@ -215,7 +215,8 @@ private:
     }
 
     void append_text(const xmlChar* text, std::size_t size) {
-        XmlText* const part = new (memory_.allocate<XmlText>(1)) XmlText{.text = memory_.copy(text, size)};
+        const XmlText content{.text = memory_.copy(text, size)};
+        XmlText* const part = new (memory_.allocate<XmlText>(1)) XmlText(content);
         Open& element = open_[depth_ - 1];
         (element.last_text == nullptr ? element.node->texts : element.last_text->next) = part;
         element.last_text = part;

@@ -45,6 +45,12 @@ bool is_same(const ShownItem& left, const ShownItem& right) {
            left.reply.result == right.reply.result;
 }
 
+/// Whether the server knows nothing more of an item whose value it has just sent: somebody has removed it
+/// since.
+bool has_vanished(const ShownItem& before, const ShownItem& now) {
+    return !now.reply.has_error() && before.get_quality() && !now.get_quality();
+}
+
 Arguments with_items(Arguments arguments, std::vector<ItemAddress> items) {
     arguments.items = std::move(items);
     return arguments;
@@ -281,7 +287,8 @@ void Watch::take(const std::vector<ItemReply>& items) {
     for (std::size_t i = 0; i < shown.size(); ++i) {
         auto& latest = latest_[indices[i]];
         const bool is_enough = arguments_.count && changes_ >= *arguments_.count;
-        if (is_enough || (latest && is_same(*latest, *shown[i]))) {
+        if (is_enough || (latest && is_same(*latest, *shown[i])) ||
+            (latest && asks_for_facts_ && has_vanished(*latest, *shown[i]))) {
             continue;
         }
         latest = shown[i];

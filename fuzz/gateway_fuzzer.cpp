@@ -9,6 +9,7 @@
 #include "Exchange.h"
 #include "Host.h"
 #include "ManualClock.h"
+#include "SilentDiagnostics.h"
 #include "gateway/ManualLoop.h"
 #include "gateway/items/ItemTable.h"
 #include "gateway/net/HttpClient.h"
@@ -19,6 +20,7 @@
 #include "gateway/web/Metrics.h"
 #include "gateway/web/PageApi.h"
 #include "gateway/web/Router.h"
+#include "requests.h"
 #include "require.h"
 #include "server/OPCQueryHandler.h"
 #include "subscriptions/SubscriptionHandler.h"
@@ -27,10 +29,8 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <optional>
-#include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,13 +45,6 @@ using namespace std::chrono_literals;
 using information_model::opc::OPCQueryHandler;
 using information_model::opc::SubscriptionHandler;
 
-constexpr std::size_t MAXIMUM_REQUESTS = 8;
-constexpr std::string_view SEPARATOR = "\n%%\n";
-const std::string ENVELOPE_START = R"(<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/")"
-                                   R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
-                                   R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
-                                   R"( xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/"><s:Body>)";
-const std::string ENVELOPE_END = "</s:Body></s:Envelope>";
 const std::string SCHEMA =
     R"(<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema">)"
     R"(<xs:import namespace="http://schemas.xmlsoap.org/soap/envelope/" schemaLocation=")" KX_ENVELOPE_SCHEMA
@@ -119,13 +112,6 @@ private:
     gateway::EventLoop& loop_;
     Host host_;
     std::shared_ptr<SubscriptionHandler> subscriptions_ = std::make_shared<SubscriptionHandler>();
-};
-
-/// Diagnostics of the server are made, but nobody reads them.
-class SilentStream : public std::streambuf {
-protected:
-    int_type overflow(int_type character) override { return traits_type::not_eof(character); }
-    std::streamsize xsputn(const char* /*text*/, std::streamsize size) override { return size; }
 };
 
 class Site {
@@ -199,7 +185,7 @@ private:
         const std::string rest = replace_names(text.substr(text.empty() ? 0 : 1));
         switch (kind) {
             case '=':
-                request.body = ENVELOPE_START + rest + ENVELOPE_END;
+                request.body = create_envelope(rest);
                 break;
             case '?':
                 request.method = "GET";
@@ -280,21 +266,12 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const kx::fuzz::Schema schema;
-    static kx::fuzz::SilentStream silent;
-    std::streambuf* const original = std::cerr.rdbuf(&silent);
-    {
-        const kx::fuzz::ManualClock clock;
-        kx::fuzz::Site site(schema);
-        std::string_view input(reinterpret_cast<const char*>(data), size);
-        for (std::size_t count = 0; count < kx::fuzz::MAXIMUM_REQUESTS; ++count) {
-            const std::size_t end = input.find(kx::fuzz::SEPARATOR);
-            site.serve(input.substr(0, end));
-            if (end == std::string_view::npos) {
-                break;
-            }
-            input.remove_prefix(end + kx::fuzz::SEPARATOR.size());
-        }
+    static kx::fuzz::SilentDiagnostics diagnostics;
+    const kx::fuzz::ManualClock clock;
+    kx::fuzz::Site site(schema);
+    for (const std::string_view request :
+         kx::fuzz::split_requests({reinterpret_cast<const char*>(data), size})) {
+        site.serve(request);
     }
-    std::cerr.rdbuf(original);
     return 0;
 }

@@ -7,6 +7,8 @@
 #include "Exchange.h"
 #include "Host.h"
 #include "ManualClock.h"
+#include "SilentDiagnostics.h"
+#include "requests.h"
 #include "require.h"
 #include "server/OPCQueryHandler.h"
 #include "server/message/Error.h"
@@ -27,10 +29,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <iostream>
 #include <memory>
 #include <sstream>
-#include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,49 +44,10 @@ using namespace information_model::opc;
 using Poco::XML::Node;
 using Document = Poco::AutoPtr<Poco::XML::Document>;
 
-constexpr std::size_t MAXIMUM_REQUESTS = 8;
-constexpr std::string_view SEPARATOR = "\n%%\n";
-const std::string ENVELOPE_START = R"(<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/")"
-                                   R"( xmlns:xsd="http://www.w3.org/2001/XMLSchema")"
-                                   R"( xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance")"
-                                   R"( xmlns="http://opcfoundation.org/webservices/XMLDA/1.0/"><s:Body>)";
-const std::string ENVELOPE_END = "</s:Body></s:Envelope>";
 const std::string XML_DECLARATION = R"(<?xml version="1.0" encoding="utf-8"?>)";
 
-/// Diagnostics are made, but nobody reads them.
-class SilentDiagnostics : public std::streambuf {
-public:
-    SilentDiagnostics() : original_(std::cerr.rdbuf(this)) {}
-    SilentDiagnostics(const SilentDiagnostics&) = delete;
-    SilentDiagnostics& operator=(const SilentDiagnostics&) = delete;
-    ~SilentDiagnostics() override { std::cerr.rdbuf(original_); }  // the stream is flushed after that
-
-protected:
-    int_type overflow(int_type character) override { return traits_type::not_eof(character); }
-    std::streamsize xsputn(const char* /*text*/, std::streamsize size) override { return size; }
-
-private:
-    std::streambuf* original_;
-};
-
 std::string create_body(std::string_view text) {
-    if (!text.starts_with('=')) {
-        return std::string(text);
-    }
-    return ENVELOPE_START + std::string(text.substr(1)) + ENVELOPE_END;
-}
-
-std::vector<std::string> split(std::string_view input) {
-    std::vector<std::string> bodies;
-    while (bodies.size() < MAXIMUM_REQUESTS) {
-        const std::size_t end = input.find(SEPARATOR);
-        bodies.push_back(create_body(input.substr(0, end)));
-        if (end == std::string_view::npos) {
-            break;
-        }
-        input.remove_prefix(end + SEPARATOR.size());
-    }
-    return bodies;
+    return text.starts_with('=') ? create_envelope(text.substr(1)) : std::string(text);
 }
 
 const std::vector<std::string>& get_faults() {
@@ -196,8 +157,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static kx::fuzz::SilentDiagnostics diagnostics;
     const kx::fuzz::ManualClock clock;
     kx::fuzz::InProcessServer server;
-    for (const std::string& body : kx::fuzz::split({reinterpret_cast<const char*>(data), size})) {
-        server.serve(body);
+    for (const std::string_view request :
+         kx::fuzz::split_requests({reinterpret_cast<const char*>(data), size})) {
+        server.serve(kx::fuzz::create_body(request));
     }
     return 0;
 }

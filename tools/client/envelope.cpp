@@ -46,8 +46,10 @@ XmlElement unwrap(const XmlDocument& envelope, const std::string& name) {
     const auto response = body->find_child(name);
     if (!response) {
         const auto children = body->get_children();
-        const std::string found =
-            children.empty() ? "nothing" : "'" + std::string(children.front().get_name()) + "'";
+        std::string found = "nothing";
+        if (!children.empty()) {
+            found = std::string("'").append(children.front().get_name()).append("'");
+        }
         throw UnexpectedMessage("the reply holds " + found + " instead of '" + name + "'");
     }
     return *response;

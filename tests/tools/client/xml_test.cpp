@@ -5,15 +5,19 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <memory_resource>
+#include <new>
 #include <string>
 #include <vector>
 
 namespace xmlda::testing {
 namespace {
 
-void expect_refusal(const std::string& document, const std::string& message) {
+void expect_refusal(const std::string& document, const std::string& message,
+                    Encodings encodings = Encodings::ALL) {
     try {
-        XmlDocument parsed(document);
+        XmlDocument parsed(document, encodings);
         FAIL() << "no failure for " << document.substr(0, 100);
     } catch (const UnexpectedMessage& error) {
         EXPECT_EQ(std::string(error.what()), "malformed XML: " + message);
@@ -93,19 +97,94 @@ TEST(ParseXml, OtherEncodings) {
     EXPECT_EQ(document.get_root().get_text(), "\xC3\xA4");
 }
 
-TEST(ParseXml, EncodingsWithOtherSigns) {
-    const std::string reason = "an encoding that is none of UTF-8, UTF-16, ISO-8859 and Windows in line 1";
-    expect_refusal("<?xml version='1.0' encoding='UTF-7'?>+ADw-a/+AD4-", reason);
+TEST(ParseXml, EncodingsInWhichSignsAreOtherBytes) {
+    const std::string utf_7 = "<?xml version='1.0' encoding='UTF-7'?>+ADw-a/+AD4-";
     // The same, of IBM037.
-    expect_refusal(
+    const std::string ebcdic =
         "\x4C\x6F\xA7\x94\x93\x40\xA5\x85\x99\xA2\x89\x96\x95\x7E\x7F\xF1\x4B\xF0\x7F\x40\x85\x95\x83\x96"
-        "\x84\x89\x95\x87\x7E\x7F\xC9\xC2\xD4\xF0\xF3\xF7\x7F\x6F\x6E\x4C\x81\x61\x6E",
-        reason);
-    const XmlDocument windows("<?xml version='1.0' encoding='windows-1252'?><a>\x80</a>");
-    EXPECT_EQ(windows.get_root().get_text(), "\xE2\x82\xAC");
+        "\x84\x89\x95\x87\x7E\x7F\xC9\xC2\xD4\xF0\xF3\xF7\x7F\x6F\x6E\x4C\x81\x61\x6E";
+    for (const std::string& document : {utf_7, ebcdic}) {
+        EXPECT_EQ(XmlDocument(document).get_root().get_name(), "a");
+        expect_refusal(document, "an encoding in which '<' may be another byte than in ASCII in line 1",
+                       Encodings::WITH_ASCII);
+    }
+}
+
+TEST(ParseXml, EncodingsWithAscii) {
+    for (const char* const encoding : {"utf-8", "US-ASCII", "iso-8859-15", "windows-1252", "cp1252", "koi8-r",
+                                       "gb2312", "GBK", "gb18030", "big5", "euc-kr", "Shift_JIS"}) {
+        const std::string document = "<?xml version='1.0' encoding='" + std::string(encoding) + "'?><a>b</a>";
+        EXPECT_EQ(XmlDocument(document, Encodings::WITH_ASCII).get_root().get_text(), "b") << encoding;
+    }
     const std::u16string wide = u"\uFEFF<a>\u00E4</a>";
-    const XmlDocument utf_16({reinterpret_cast<const char*>(wide.data()), 2 * wide.size()});
+    const XmlDocument utf_16({reinterpret_cast<const char*>(wide.data()), 2 * wide.size()},
+                             Encodings::WITH_ASCII);
     EXPECT_EQ(utf_16.get_root().get_text(), "\xC3\xA4");
+}
+
+TEST(ParseXml, RefusesManyNamespacesAtOnePlace) {
+    const auto declare = [](int count) {
+        std::string text;
+        for (int i = 0; i < count; ++i) {
+            text += " xmlns:p" + std::to_string(i) + "='u'";
+        }
+        return text;
+    };
+    const std::string half = declare(128);
+    std::string siblings;
+    for (int i = 0; i < 10; ++i) {
+        siblings += "<b" + half + "/>";
+    }
+    EXPECT_NO_THROW(XmlDocument("<a" + half + ">" + siblings + "</a>"));
+    expect_refusal("<a" + declare(257) + "/>", "too many namespaces in line 1");
+    expect_refusal("<a" + half + ">\n<b" + half + ">\n<c xmlns='u'/></b></a>",
+                   "too many namespaces in line 3");
+}
+
+/// Gives memory so many times, and then no more.
+class ScarceMemory : public std::pmr::memory_resource {
+public:
+    explicit ScarceMemory(int allocations)
+        : left_(allocations), original_(std::pmr::set_default_resource(this)) {}
+    ScarceMemory(const ScarceMemory&) = delete;
+    ScarceMemory& operator=(const ScarceMemory&) = delete;
+    ~ScarceMemory() override { std::pmr::set_default_resource(original_); }
+
+private:
+    void* do_allocate(std::size_t bytes, std::size_t alignment) override {
+        if (left_-- <= 0) {
+            throw std::bad_alloc();
+        }
+        return original_->allocate(bytes, alignment);
+    }
+    void do_deallocate(void* memory, std::size_t bytes, std::size_t alignment) override {
+        original_->deallocate(memory, bytes, alignment);
+    }
+    bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+
+    int left_;
+    memory_resource* original_;
+};
+
+TEST(ParseXml, IsWholeOrFailsWhenMemoryIsShort) {
+    std::string text = "<a>";
+    for (int i = 0; i < 1000; ++i) {
+        text += "<b c='1'>d</b>";
+    }
+    text += "</a>";
+    int failures = 0;
+    bool is_parsed = false;
+    while (!is_parsed) {
+        const ScarceMemory memory(failures);
+        try {
+            const XmlDocument document(text);
+            EXPECT_EQ(document.get_root().get_children().count(), 1000U);
+            is_parsed = true;
+        } catch (const std::bad_alloc&) {
+            ++failures;
+        }
+    }
+    EXPECT_GE(failures, 3);
 }
 
 TEST(ParseXml, LongTexts) {

@@ -47,7 +47,8 @@ struct XmlDocument::Memory {
 
 namespace {
 
-constexpr std::size_t MAXIMUM_DEPTH = 100;  // messages nest some ten deep
+constexpr std::size_t MAXIMUM_DEPTH = 100;       // messages nest some ten deep
+constexpr std::size_t MAXIMUM_NAMESPACES = 256;  // libxml2 looks through all that are declared for each name
 constexpr char BLANKS[] = " \t\r\n";
 
 /// Without limits of libxml2's own for texts, but with ours for what could be abused.
@@ -58,16 +59,17 @@ std::string_view to_view(const xmlChar* text) {
     return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
 }
 
-/// In others, such as EBCDIC and UTF-7, '<' is another byte: who counts these to judge how large a document
-/// becomes in memory would be wrong. Known once the parser has seen the first element.
-bool has_plain_encoding(const xmlParserCtxt& context) {
+/// Whether the encoding is one of `Encodings::WITH_ASCII`; in EBCDIC and UTF-7, for example, '<' is another
+/// byte. Known once the parser has seen the first element.
+bool has_ascii(const xmlParserCtxt& context) {
     const xmlParserInputBuffer* const buffer = context.input->buf;
     if (buffer == nullptr || buffer->encoder == nullptr) {
         return true;  // UTF-8
     }
-    constexpr std::array PLAIN = {"UTF-16", "ISO-8859", "WINDOWS-125", "CP125", "LATIN", "US-ASCII", "ASCII"};
-    return std::any_of(PLAIN.begin(), PLAIN.end(), [buffer](std::string_view name) {
-        return ::strncasecmp(buffer->encoder->name, name.data(), name.size()) == 0;
+    constexpr std::array KNOWN = {"UTF-16", "US-ASCII", "ASCII",   "ISO-8859", "WINDOWS-", "CP125",    "KOI8",
+                                  "GB2312", "GBK",      "GB18030", "BIG5",     "EUC-",     "SHIFT_JIS"};
+    return std::any_of(KNOWN.begin(), KNOWN.end(), [buffer](std::string_view beginning) {
+        return ::strncasecmp(buffer->encoder->name, beginning.data(), beginning.size()) == 0;
     });
 }
 
@@ -86,7 +88,8 @@ void initialise() {
 /// attribute, each attribute's value and each text.
 class XmlDocument::Parser {
 public:
-    explicit Parser(Memory& memory) : memory_(memory), context_(xmlNewParserCtxt()) {
+    Parser(Memory& memory, Encodings encodings)
+        : memory_(memory), encodings_(encodings), context_(xmlNewParserCtxt()) {
         if (context_ == nullptr) {
             throw std::bad_alloc();
         }
@@ -114,7 +117,7 @@ public:
         xmlDoc* const document = xmlCtxtReadMemory(context_, bytes.data(), static_cast<int>(bytes.size()),
                                                    nullptr, nullptr, OPTIONS);
         xmlFreeDoc(document);  // without elements
-        if (document != nullptr && line_ == 0) {
+        if (document != nullptr && line_ == 0 && !lacks_memory_) {
             return;
         }
         if (line_ == 0 || context_->errNo == XML_ERR_NO_MEMORY) {
@@ -133,12 +136,18 @@ private:
                               const xmlChar* uri, int declarations, const xmlChar** declaration_list,
                               int attributes, int /*defaulted*/, const xmlChar** attribute_list) {
         Parser& parser = get_parser(context);
-        if (parser.depth_ == 0 && !has_plain_encoding(*parser.context_)) {
-            parser.refuse("an encoding that is none of UTF-8, UTF-16, ISO-8859 and Windows");
+        if (parser.depth_ == 0 && parser.encodings_ == Encodings::WITH_ASCII &&
+            !has_ascii(*parser.context_)) {
+            parser.refuse("an encoding in which '<' may be another byte than in ASCII");
             return;
         }
         if (parser.depth_ == parser.open_.size()) {
             parser.refuse("elements nested too deep");
+            return;
+        }
+        parser.namespaces_ += static_cast<std::size_t>(declarations);
+        if (parser.namespaces_ > MAXIMUM_NAMESPACES) {
+            parser.refuse("too many namespaces");
             return;
         }
         parser.call([&] {
@@ -152,7 +161,9 @@ private:
 
     static void end_element(void* context, const xmlChar* /*name*/, const xmlChar* /*prefix*/,
                             const xmlChar* /*uri*/) {
-        --get_parser(context).depth_;
+        Parser& parser = get_parser(context);
+        --parser.depth_;
+        parser.namespaces_ -= parser.open_[parser.depth_].node->declarations.size();
     }
 
     /// May come several times for one text.
@@ -197,6 +208,7 @@ private:
         try {
             function();
         } catch (const std::bad_alloc&) {
+            lacks_memory_ = true;
             xmlStopParser(context_);
         }
     }
@@ -268,16 +280,20 @@ private:
     };
 
     Memory& memory_;
+    const Encodings encodings_;
     xmlParserCtxt* context_;
     std::array<Open, MAXIMUM_DEPTH> open_;
     std::size_t depth_ = 0;
+    std::size_t namespaces_ = 0;  // declared where the parser is
+    bool lacks_memory_ = false;
     std::array<char, 200> reason_{};  // why the document is refused
     int line_ = 0;                    // where; 0 as long as nothing is wrong
 };
 
-XmlDocument::XmlDocument(std::string_view bytes) : memory_(new Memory(bytes.size() + 1)), root_(nullptr) {
+XmlDocument::XmlDocument(std::string_view bytes, Encodings encodings)
+    : memory_(new Memory(bytes.size() + 1)), root_(nullptr) {
     initialise();
-    Parser(*memory_).parse(bytes);
+    Parser(*memory_, encodings).parse(bytes);
     root_ = XmlElement(memory_->root);
 }
 

@@ -225,7 +225,7 @@ const std::string& check_size(const std::string& document) {
 
 xmlda::XmlDocument parse(const std::string& document) {
     try {
-        return xmlda::XmlDocument(check_size(document));
+        return xmlda::XmlDocument(check_size(document), xmlda::Encodings::WITH_ASCII);
     } catch (const xmlda::UnexpectedMessage& error) {
         refuse(error.what());
     }

@@ -119,7 +119,8 @@ public:
     bool poll(const Poco::Timespan& timeout, int mode) override;
 
 protected:
-    ~PlainConnection() override = default;
+    // Before the base changes what the virtual calls of the worker have read.
+    ~PlainConnection() override { follow_close(); }
 };
 
 /// One with TLS. The handshake is done when it is first read from or written to.

@@ -185,6 +185,25 @@ TEST_P(Connection, IsNotClosedWhileItIsShutDown) {
     EXPECT_TRUE(was_open_in_shutdown);
 }
 
+// As by the thread that accepted it, when that is slower than its worker. Only the connection itself orders
+// the two, as far as the thread sanitizer sees.
+TEST_P(Connection, CanBeDestroyedByAnotherThreadThanItsWorker) {
+    send(client_, "request");
+    std::atomic<bool> is_served{false};
+    TestThreads worker([connection = connection_, &is_served]() mutable {
+        EXPECT_EQ(receive(connection), "request");
+        connection.close();
+        connection = Poco::Net::StreamSocket();
+        is_served.store(true, std::memory_order_relaxed);
+    });
+    while (!is_served.load(std::memory_order_relaxed)) {
+        std::this_thread::yield();
+    }
+    connection_ = Poco::Net::StreamSocket();
+    EXPECT_EQ(receive(client_), "");
+    worker.join();
+}
+
 TEST_P(Connection, FailsWithAnExceptionOnceTheListenerIsClosed) {
     listener_.close();
     Poco::Net::SocketAddress peer;

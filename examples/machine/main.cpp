@@ -22,13 +22,13 @@ namespace {
 using namespace kx::information_model;
 using symbol_list::QUALITY;
 
-/// How many programs ran or wanted to run, on average of the last minute.
+/// The average number of programs that ran or waited for a processor in the last minute.
 std::optional<double> read_load() {
     double load = 0.0;
     return getloadavg(&load, 1) == 1 ? std::optional(load) : std::nullopt;
 }
 
-/// In kB.
+/// The free memory in kB.
 std::optional<unsigned long> read_free_memory() {
     const long pages = sysconf(_SC_AVPHYS_PAGES);
     const long page_size = sysconf(_SC_PAGESIZE);

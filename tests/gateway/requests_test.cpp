@@ -17,6 +17,28 @@ SoapRequest parse(const std::string& content) {
         content + "</e:Body></e:Envelope>");
 }
 
+/// Whether a request is served that has this header.
+bool is_served_with(const std::string& header) {
+    try {
+        const SoapRequest request(
+            "<e:Envelope xmlns:e=\"http://schemas.xmlsoap.org/soap/envelope/\"><e:Header>" + header +
+            "</e:Header><e:Body><GetStatus/></e:Body></e:Envelope>");
+        return request.get_service() == "GetStatus";
+    } catch (const SoapFault& fault) {
+        EXPECT_EQ(fault.get_code(), SoapFault::MUST_UNDERSTAND);
+        EXPECT_STREQ(fault.what(), "the header 'Security' is not understood");
+        return false;
+    }
+}
+
+TEST(Request, HeadersThatMustBeUnderstoodAreRefused) {
+    EXPECT_TRUE(is_served_with("<Action/><Security e:mustUnderstand=\"0\"/><To mustUnderstand=\"1\"/>"));
+    EXPECT_FALSE(is_served_with("<Action/><Security e:mustUnderstand=\"1\"/>"));
+    const std::string actor = "e:actor=\"http://schemas.xmlsoap.org/soap/actor/next\"";
+    EXPECT_FALSE(is_served_with("<Security e:mustUnderstand=\"1\" " + actor + "/>"));
+    EXPECT_TRUE(is_served_with("<Security e:mustUnderstand=\"1\" e:actor=\"urn:somebody-else\"/>"));
+}
+
 TEST(Request, OptionsHaveTheDefaultsOfTheSchema) {
     const RequestOptions without = parse("<Read/>").read_read().options;
     EXPECT_TRUE(without.error_text);

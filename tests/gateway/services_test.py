@@ -218,6 +218,14 @@ class ReadTest(Site):
             self.assertEqual(status, 500)
             self.schema.validate(reply)
 
+    def test_headers_that_must_be_understood(self):
+        header = b'<soap:Header><w:Security xmlns:w="urn:w" soap:mustUnderstand="1"/></soap:Header><soap:Body'
+        body = envelope("<GetStatus/>").replace(b"<soap:Body", header, 1)
+        status, reply = self.gateway.send("POST", "/", body, {"Content-Type": "text/xml"})
+        self.assertEqual(status, 500)
+        self.schema.validate(reply)
+        self.assertIn(b"<faultcode>soap:MustUnderstand</faultcode>", reply)
+
 
 class BrowseTest(Site):
     def browse(self, attributes="", content=""):

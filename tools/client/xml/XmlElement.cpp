@@ -46,13 +46,18 @@ std::optional<std::string_view> XmlElement::find_attribute(std::string_view name
     return found;
 }
 
-std::optional<std::string_view> XmlElement::find_instance_attribute(std::string_view name) const {
+std::optional<std::string_view> XmlElement::find_attribute_of(std::string_view namespace_uri,
+                                                              std::string_view name) const {
     for (const XmlAttribute& attribute : node_->attributes) {
-        if (attribute.name == name && attribute.namespace_uri == namespaces::XSI) {
+        if (attribute.name == name && attribute.namespace_uri == namespace_uri) {
             return attribute.value;
         }
     }
     return std::nullopt;
+}
+
+std::optional<std::string_view> XmlElement::find_instance_attribute(std::string_view name) const {
+    return find_attribute_of(namespaces::XSI, name);
 }
 
 QualifiedName XmlElement::resolve(std::string_view text) const {

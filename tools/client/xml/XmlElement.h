@@ -47,6 +47,10 @@ public:
     /// OPC XML-DA.
     std::optional<std::string_view> find_attribute(std::string_view name) const;
 
+    /// An attribute in a namespace.
+    std::optional<std::string_view> find_attribute_of(std::string_view namespace_uri,
+                                                      std::string_view name) const;
+
     /// An attribute in the XML Schema instance namespace, for example "type".
     std::optional<std::string_view> find_instance_attribute(std::string_view name) const;
 

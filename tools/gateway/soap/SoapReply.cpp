@@ -25,6 +25,13 @@ void start_envelope(xmlda::XmlWriter& writer) {
         .start("soap:Body");
 }
 
+std::string to_fault_code(const std::string& code) {
+    if (code.empty()) {
+        return "soap:Client";
+    }
+    return code.starts_with("soap:") ? code : "da:" + code;
+}
+
 }  // namespace
 
 SoapReply::SoapReply(const std::string& service, const RequestOptions& options,
@@ -100,7 +107,7 @@ std::string create_fault_document(const std::string& code, const std::string& te
     xmlda::XmlWriter writer;
     start_envelope(writer);
     writer.start("soap:Fault")
-        .element("faultcode", code.empty() ? "soap:Client" : "da:" + code)
+        .element("faultcode", to_fault_code(code))
         .element("faultstring", xmlda::is_xml_text(text) ? text : "the request cannot be understood")
         .end()
         .end()

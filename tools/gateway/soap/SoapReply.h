@@ -60,7 +60,7 @@ private:
 };
 
 /// The document that refuses a request.
-/// @param code  of OPC XML-DA, or empty if the request itself is wrong
+/// @param code  as `SoapFault` has it
 std::string create_fault_document(const std::string& code, const std::string& text);
 
 }  // namespace gateway

@@ -20,6 +20,7 @@ constexpr std::size_t MOST_TAGS = 1'000'000;
 constexpr std::ptrdiff_t MOST_ATTRIBUTES = 2'000'000;
 constexpr std::size_t MOST_ATTRIBUTES_OF_AN_ELEMENT = 4000;
 constexpr std::size_t MOST_INHERITED = 32U << 20U;  // bytes that the items of a list have from it, together
+constexpr char NEXT_ACTOR[] = "http://schemas.xmlsoap.org/soap/actor/next";
 constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
 
 [[noreturn]] void refuse(const std::string& text) {
@@ -176,10 +177,34 @@ PropertyRequest read_properties(const XmlElement& request) {
     return properties;
 }
 
+/// A header that must be understood, by the last who receives the message or by everybody: the gateway
+/// understands none.
+bool is_for_gateway(const XmlElement& header) {
+    const auto get = [&header](std::string_view name) {
+        return trim(header.find_attribute_of(xmlda::namespaces::SOAP, name).value_or(""));
+    };
+    const std::string_view actor = get("actor");
+    return get("mustUnderstand") == "1" && (actor.empty() || actor == NEXT_ACTOR);
+}
+
+void check_headers(const XmlElement& envelope) {
+    const auto header = envelope.find_child("Header");
+    if (!header) {
+        return;
+    }
+    for (const XmlElement entry : header->get_children()) {
+        if (is_for_gateway(entry)) {
+            throw SoapFault(SoapFault::MUST_UNDERSTAND,
+                            "the header '" + std::string(entry.get_name()) + "' is not understood");
+        }
+    }
+}
+
 XmlElement find_request(const XmlElement& root) {
     if (root.get_name() != "Envelope" || root.get_namespace() != xmlda::namespaces::SOAP) {
         refuse("the request is not a SOAP 1.1 envelope");
     }
+    check_headers(root);
     const auto body = root.find_child("Body");
     if (!body) {
         refuse("the envelope has no body");

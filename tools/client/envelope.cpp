@@ -34,6 +34,14 @@ std::string wrap(const std::string& request) {
            "\" xmlns=\"" + namespaces::XMLDA + "\"><soap:Body>" + request + "</soap:Body></soap:Envelope>";
 }
 
+XmlDocument parse_envelope(std::string_view bytes) {
+    try {
+        return XmlDocument(bytes);
+    } catch (const UnexpectedMessage& error) {
+        throw UnexpectedMessage("the reply is " + std::string(error.what()));
+    }
+}
+
 XmlElement unwrap(const XmlDocument& envelope, const std::string& name) {
     const auto body = find_body(envelope.get_root());
     if (!body) {

@@ -3,6 +3,7 @@
 #include "client/xml/XmlDocument.h"
 
 #include <string>
+#include <string_view>
 
 namespace xmlda {
 
@@ -10,6 +11,10 @@ namespace xmlda {
 /// @param request  an element without prefix: the default namespace is that of OPC XML-DA. The prefixes
 ///                 "xsd" and "xsi" stand for XML Schema and its instance namespace
 std::string wrap(const std::string& request);
+
+/// Parses a reply, as it came over HTTP.
+/// @throws UnexpectedMessage  it is not XML
+XmlDocument parse_envelope(std::string_view bytes);
 
 /// Finds the response in an envelope, of SOAP 1.1 or 1.2.
 /// @param name  of the response element, for example "ReadResponse"

@@ -91,15 +91,6 @@ std::vector<ItemReply> parse_item_lists(const XmlElement& response) {
     return items;
 }
 
-std::string get_property_name(const XmlElement& element) {
-    std::string text = get_attribute(element, "Name");
-    if (text.find(':') == std::string::npos) {
-        return text;
-    }
-    QualifiedName name = element.resolve(text);
-    return name.namespace_uri == namespaces::XMLDA ? std::move(name.name) : text;
-}
-
 std::vector<Property> parse_properties(const XmlElement& parent, const ErrorTexts& errors) {
     const XmlElements elements = parent.find_children("Properties");
     std::vector<Property> properties;
@@ -122,19 +113,11 @@ BrowseElement parse_browse_element(const XmlElement& element, const ErrorTexts& 
             .properties = parse_properties(element, errors)};
 }
 
-XmlDocument parse_document(std::string_view bytes) {
-    try {
-        return XmlDocument(bytes);
-    } catch (const UnexpectedMessage& error) {
-        throw UnexpectedMessage("the reply is " + std::string(error.what()));
-    }
-}
-
 /// The reply to one request, while it is being read.
 class Reply {
 public:
     Reply(std::string_view bytes, const std::string& service)
-        : document_(parse_document(bytes)), response_(unwrap(document_, service + "Response")) {
+        : document_(parse_envelope(bytes)), response_(unwrap(document_, service + "Response")) {
         if (const auto result = response_.find_child(service + "Result")) {
             header_ = {get_attribute(*result, "ServerState"), get_attribute(*result, "ReplyTime")};
         }
@@ -155,6 +138,15 @@ ItemsReply parse_items_reply(std::string_view bytes, const std::string& service)
 }
 
 }  // namespace
+
+std::string get_property_name(const XmlElement& property) {
+    std::string text = get_attribute(property, "Name");
+    if (text.find(':') == std::string::npos) {
+        return text;
+    }
+    QualifiedName name = property.resolve(text);
+    return name.namespace_uri == namespaces::XMLDA ? std::move(name.name) : text;
+}
 
 const Value* ItemProperties::find(std::string_view name) const {
     for (const Property& property : properties) {

@@ -143,4 +143,8 @@ RefreshReply parse_refresh_reply(std::string_view bytes);
 CancelReply parse_cancel_reply(std::string_view bytes);
 /// @}
 
+/// The name of an element "Properties", as `Property::name` has it: for who reads a reply to GetProperties
+/// element by element.
+std::string get_property_name(const XmlElement& property);
+
 }  // namespace xmlda

@@ -5,11 +5,16 @@
 namespace xmlda {
 
 std::string trim(std::string_view text) {
-    constexpr const char* BLANKS = " \t\r\n";
-    const std::size_t begin = text.find_first_not_of(BLANKS);
-    return begin == std::string_view::npos
-               ? ""
-               : std::string(text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1));
+    const auto is_blank = [](char character) {
+        return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+    };
+    while (!text.empty() && is_blank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && is_blank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return std::string(text);
 }
 
 std::string to_lower(std::string_view text) {

@@ -18,7 +18,7 @@ using xmlda::XmlElement;
 
 constexpr std::size_t MOST_TAGS = 1'000'000;
 constexpr std::ptrdiff_t MOST_ATTRIBUTES = 2'000'000;
-constexpr std::size_t MOST_ATTRIBUTES_OF_AN_ELEMENT = 4000;
+constexpr std::ptrdiff_t MOST_ATTRIBUTES_OF_AN_ELEMENT = 4000;
 constexpr std::size_t MOST_INHERITED = 32U << 20U;  // bytes that the items of a list have from it, together
 constexpr char NEXT_ACTOR[] = "http://schemas.xmlsoap.org/soap/actor/next";
 constexpr char PROPERTY_NAMESPACE[] = "urn:telvix:information-model:1.0";
@@ -220,7 +220,7 @@ XmlElement find_request(const XmlElement& root) {
 /// counts as well.
 bool has_crowded_element(std::string_view document) {
     constexpr std::string_view BETWEEN("\0 \t\r\n", 5);  // "=" and what it gives; with zeros in UTF-16
-    std::size_t count = 0;
+    std::ptrdiff_t count = 0;
     for (std::size_t i = 0; i < document.size(); ++i) {
         if (document[i] == '<') {
             count = 0;
@@ -238,11 +238,11 @@ bool has_crowded_element(std::string_view document) {
 
 /// What a small document may become in memory is limited before it is parsed.
 const std::string& check_size(const std::string& document) {
-    if (count_elements(document) > MOST_TAGS ||
-        std::count(document.begin(), document.end(), '=') > MOST_ATTRIBUTES) {
+    const auto attributes = std::count(document.begin(), document.end(), '=');
+    if (count_elements(document) > MOST_TAGS || attributes > MOST_ATTRIBUTES) {
         throw SoapFault("E_OUTOFMEMORY", "the request has too many elements");
     }
-    if (has_crowded_element(document)) {
+    if (attributes > MOST_ATTRIBUTES_OF_AN_ELEMENT && has_crowded_element(document)) {
         throw SoapFault("E_OUTOFMEMORY", "an element of the request has too many attributes");
     }
     return document;

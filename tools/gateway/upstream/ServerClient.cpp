@@ -72,46 +72,60 @@ std::optional<double> parse_number(const std::string& text) {
     return error == std::errc() && end != text.data() ? std::optional(number) : std::nullopt;
 }
 
-ItemFacts to_facts(const xmlda::ItemProperties& properties) {
-    ItemFacts facts;
-    const std::string type = properties.get_text("dataType");
-    facts.type = type.substr(type.find(':') + 1);  // npos + 1 is 0
-    const std::string rights = properties.get_text("accessRights");
-    facts.is_writable = rights == "readWritable" || rights == "writable";
-    facts.low = parse_number(properties.get_text("lowEU"));
-    facts.high = parse_number(properties.get_text("highEU"));
-    if (const xmlda::Value* const symbols = properties.find("euInfo")) {
-        for (const xmlda::Value& symbol : symbols->members) {
-            facts.symbols.push_back(symbol.text);
+void take_property(ItemAnswer& answer, std::string_view name, xmlda::Value value) {
+    ItemState& state = answer.state;
+    ItemFacts& facts = answer.facts;
+    if (name == "value") {
+        state.value = to_published_value(std::move(value));
+    } else if (name == "quality") {  // which all variables have
+        state.kind = ItemState::Kind::VARIABLE;
+        state.quality = std::move(value.text);
+    } else if (name == "timestamp") {
+        state.timestamp = std::move(value.text);
+    } else if (name == "dataType") {
+        facts.type = value.text.substr(value.text.find(':') + 1);  // npos + 1 is 0
+    } else if (name == "accessRights") {
+        facts.is_writable = value.text == "readWritable" || value.text == "writable";
+    } else if (name == "lowEU") {
+        facts.low = parse_number(value.text);
+    } else if (name == "highEU") {
+        facts.high = parse_number(value.text);
+    } else if (name == "euInfo") {
+        for (xmlda::Value& symbol : value.members) {
+            facts.symbols.push_back(std::move(symbol.text));
         }
     }
-    return facts;
 }
 
-ItemAnswer to_answer(std::optional<xmlda::ItemProperties> properties, bool with_facts) {
+/// Straight from the elements of the reply: most of what the gateway reads is this.
+ItemAnswer to_answer(const xmlda::XmlElement& properties) {
     ItemAnswer answer;
-    if (!properties) {
-        answer.state.kind = ItemState::Kind::MISSING;
-        return answer;
-    }
     answer.state.kind = ItemState::Kind::BRANCH;
-    if (with_facts) {
-        answer.facts = to_facts(*properties);
-    }
-    for (xmlda::Property& property : properties->properties) {
-        if (!property.value) {
-            continue;
-        }
-        if (property.name == "value") {
-            answer.state.value = to_published_value(std::move(*property.value));
-        } else if (property.name == "quality") {  // which all variables have
-            answer.state.kind = ItemState::Kind::VARIABLE;
-            answer.state.quality = std::move(property.value->text);
-        } else if (property.name == "timestamp") {
-            answer.state.timestamp = std::move(property.value->text);
+    for (const xmlda::XmlElement property : properties.find_children("Properties")) {
+        if (const auto value = property.find_child("Value")) {
+            take_property(answer, xmlda::get_property_name(property), xmlda::parse_value(*value));
         }
     }
     return answer;
+}
+
+/// Servers leave out what they do not know, and keep the order.
+/// @return one for each path
+std::vector<ItemAnswer> to_answers(const std::vector<std::string>& paths, std::string_view reply) {
+    const xmlda::XmlDocument document = xmlda::parse_envelope(reply);
+    const xmlda::XmlElement response = xmlda::unwrap(document, "GetPropertiesResponse");
+    std::vector<ItemAnswer> answers(paths.size());
+    const xmlda::XmlElements lists = response.find_children("PropertyLists");
+    auto next = lists.begin();
+    for (std::size_t i = 0; i < paths.size(); ++i) {
+        if (next != lists.end() && (*next).find_attribute("ItemName") == paths[i]) {
+            answers[i] = to_answer(*next);
+            ++next;
+        } else {
+            answers[i].state.kind = ItemState::Kind::MISSING;
+        }
+    }
+    return answers;
 }
 
 /// Servers leave out what they do not know, and keep the order.
@@ -206,11 +220,8 @@ Task<std::vector<ItemAnswer>> ServerClient::read_items(std::vector<std::string> 
     }
     bool is_refused = false;
     try {
-        auto found = co_await get_properties(paths, choice);
-        answers.reserve(found.size());
-        for (auto& properties : found) {
-            answers.push_back(to_answer(std::move(properties), with_facts));
-        }
+        const std::string reply = co_await call(create_properties_document(paths, choice), true);
+        answers = parse_reply([&paths](std::string_view bytes) { return to_answers(paths, bytes); }, reply);
     } catch (const RequestRefused&) {
         is_refused = true;
     }

@@ -52,7 +52,8 @@ const Poco::XML::NamespaceSupport& get_prefixes() {
 }
 
 Poco::AutoPtr<Poco::XML::Document> parse_body(Poco::Net::HTTPServerRequest& request) {
-    return parse_request(read_body(request));  // the text is not needed any more
+    std::string text = read_body(request);
+    return parse_and_free_request(text);
 }
 
 /// @throws Error  if there is none

@@ -8,9 +8,9 @@
 #include <information_model/Path.h>
 #include <information_model/Variable.h>
 
+#include <deque>
 #include <string>
 #include <tuple>
-#include <vector>
 
 namespace kx::information_model::opc {
 
@@ -38,7 +38,7 @@ private:
     ItemValueForm get_form(const RequestItem& request_item) const;
 
     RequestOptions options_;
-    std::vector<RequestItem> items_;
+    std::deque<RequestItem> items_;  // not a vector: to grow it would take up to three times its memory
 };
 
 }  // namespace kx::information_model::opc

@@ -26,11 +26,11 @@ std::atomic<int> expat_calls{0};
 }  // namespace
 
 // Stands in front of expat's own function in this program.
-extern "C" XML_Status XML_Parse(XML_Parser parser, const char* text, int length, int is_final) {
-    using Function = XML_Status (*)(XML_Parser, const char*, int, int);
-    static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "XML_Parse"));
+extern "C" XML_Status XML_ParseBuffer(XML_Parser parser, int length, int is_final) {
+    using Function = XML_Status (*)(XML_Parser, int, int);
+    static const auto next = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "XML_ParseBuffer"));
     ++expat_calls;
-    return next(parser, text, length, is_final);
+    return next(parser, length, is_final);
 }
 
 namespace kx::information_model::opc {
@@ -335,6 +335,22 @@ TEST(ParseRequest, GivesExpatTheWholeBodyAtOnce) {
     const int before = expat_calls;
     parse_request(xml);
     EXPECT_EQ(expat_calls - before, 1);
+}
+
+TEST(ParseRequest, FreesATextThatNobodyNeeds) {
+    std::string text = "<a>" + std::string(100'000, 'x') + "</a>";
+    const std::string content = parse_and_free_request(text)->documentElement()->innerText();
+    EXPECT_EQ(content, std::string(100'000, 'x'));
+    EXPECT_EQ(text, "");
+    EXPECT_EQ(text.capacity(), std::string().capacity());
+}
+
+TEST(ParseRequest, FindsTheSameInATextThatItFrees) {
+    const auto parse_copy = [](std::string text) { return parse_and_free_request(text); };
+    for (const std::string xml :
+         {"", "<a", "<a>", "<a/>", "<!DOCTYPE a><a/>", "<p:a xmlns:p='urn:p' x='1'>y</p:a>"}) {
+        EXPECT_EQ(try_parse(parse_copy, xml), describe_with_parse_request(xml)) << xml;
+    }
 }
 
 TEST(ParseRequest, TakesLargeTokens) {

@@ -15,6 +15,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -70,12 +71,14 @@ public:
         open_elements_.reserve(USUAL_DEPTH);
     }
 
-    Poco::AutoPtr<Poco::XML::Document> build(std::string_view text);
+    /// @param owner  of the text, freed when expat has it; null if somebody else needs the text
+    Poco::AutoPtr<Poco::XML::Document> build(std::string_view text, std::string* owner);
 
 private:
     struct Callbacks;
 
     void prepare(XML_Parser parser);
+    XML_Status parse(std::string_view text, std::string* owner);
 
     /// Runs `action`, unless there was a failure before; keeps what it throws and stops the parse.
     template <class Action>
@@ -126,7 +129,7 @@ struct RequestBuilder::Callbacks {
     }
 };
 
-Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(std::string_view text) {
+Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(std::string_view text, std::string* owner) {
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         throw RequestLimitException("the text is too large");
     }
@@ -136,7 +139,7 @@ Poco::AutoPtr<Poco::XML::Document> RequestBuilder::build(std::string_view text) 
     const ExpatMemory::Use use(memory);
     memory_ = &memory;
     prepare(parser->get());
-    const XML_Status status = XML_Parse(parser_, text.data(), static_cast<int>(text.size()), XML_TRUE);
+    const XML_Status status = parse(text, owner);
     if (failure_) {
         std::rethrow_exception(failure_);
     }
@@ -160,6 +163,23 @@ void RequestBuilder::prepare(XML_Parser parser) {
     XML_SetStartNamespaceDeclHandler(parser, Callbacks::start_namespace);
     XML_SetStartDoctypeDeclHandler(parser, Callbacks::start_document_type);
     XML_SetUnknownEncodingHandler(parser, handle_unknown_encoding, nullptr);
+}
+
+// Expat works on a copy, which it would make of a text that it is given.
+XML_Status RequestBuilder::parse(std::string_view text, std::string* owner) {
+    const int size = static_cast<int>(text.size());
+    if (size == 0) {
+        return XML_Parse(parser_, "", size, XML_TRUE);  // there is no buffer for no bytes
+    }
+    void* const buffer = XML_GetBuffer(parser_, size);
+    if (buffer == nullptr) {
+        return XML_STATUS_ERROR;
+    }
+    std::memcpy(buffer, text.data(), text.size());
+    if (owner != nullptr) {
+        std::string().swap(*owner);  // an assignment keeps the memory
+    }
+    return XML_ParseBuffer(parser_, size, XML_TRUE);
 }
 
 template <class Action>
@@ -202,7 +222,11 @@ void RequestBuilder::end_element() {
 }  // namespace
 
 Poco::AutoPtr<Poco::XML::Document> parse_request(std::string_view text, std::size_t maximum_element_count) {
-    return RequestBuilder(maximum_element_count).build(text);
+    return RequestBuilder(maximum_element_count).build(text, nullptr);
+}
+
+Poco::AutoPtr<Poco::XML::Document> parse_and_free_request(std::string& text) {
+    return RequestBuilder(MAXIMUM_ELEMENT_COUNT).build(text, &text);
 }
 
 }  // namespace kx::information_model::opc

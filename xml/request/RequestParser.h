@@ -6,6 +6,7 @@
 #include <Poco/DOM/Document.h>
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace kx::information_model::opc {
@@ -41,5 +42,10 @@ inline constexpr std::size_t MAXIMUM_NAMESPACE_SIZE = 1024;
 ///                                      names of one length that end in the same eight bytes
 Poco::AutoPtr<Poco::XML::Document> parse_request(std::string_view text,
                                                  std::size_t maximum_element_count = MAXIMUM_ELEMENT_COUNT);
+
+/// The same for a text that nobody needs any more: frees it when expat has it, so that text and document are
+/// not in memory at a time.
+/// @param text  empty afterwards; perhaps as it was if this throws
+Poco::AutoPtr<Poco::XML::Document> parse_and_free_request(std::string& text);
 
 }  // namespace kx::information_model::opc

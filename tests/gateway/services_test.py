@@ -877,15 +877,15 @@ class ProgramTest(unittest.TestCase):
 
     def test_arguments(self):
         for arguments, text in (((), "the URL of the server is missing"), (("ftp://a",), "must begin with http:// or https://"),
-                                (("http://a", "--insecure"), "--insecure are for servers with https://, not for 'http://a'"),
+                                (("http://a", "--insecure"), "--insecure are only for https:// servers, not for 'http://a'"),
                                 (("https://a", "--ca", "/nothing"), "--ca: cannot read the file '/nothing'"),
                                 (("https://a", "--ca", __file__), "cannot be used as certificates of authorities"),
-                                (("https://a", "--ca", __file__, "--insecure"), "exclude each other"),
-                                (("http://a", "--certificate", __file__), "given together"),
+                                (("https://a", "--ca", __file__, "--insecure"), "cannot be used together"),
+                                (("http://a", "--certificate", __file__), "must be given together"),
                                 (("http://a", "--certificate", __file__, "--private-key", __file__),
                                  "cannot be used as the certificate"),
-                                (("http://a", "--port", "x"), "'x' is not a whole number"),
-                                (("http://a", "--port", "70000"), "'70000' is not a whole number"),
+                                (("http://a", "--port", "x"), "--port: 'x' is not a whole number from 0 to 65535"),
+                                (("http://a", "--port", "70000"), "--port: '70000' is not a whole number"),
                                 (("http://a", "--metrics", "a//b"), "'a//b' is not the path of a branch"),
                                 (("http://a", "--nothing"), "--nothing"), (("http://a b",), "'http://a b'"),
                                 (("http://a", "--max-request", "0"), "--max-request")):

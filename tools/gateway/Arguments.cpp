@@ -11,22 +11,22 @@ namespace gateway {
 namespace {
 
 constexpr char DESCRIPTION[] =
-    "Stands in front of one OPC XML-DA server: gives people a page, programs the\n"
-    "eight services of the published schema, and Prometheus numbers.";
+    "Gateway for one OPC XML-DA server: a page for browsers, the eight services of\n"
+    "the published schema for clients, and metrics for Prometheus.";
 
-constexpr char FOOTER[] = R"(Open the address that is printed in a browser. Clients use the same address; the
-description of the service is at /?wsdl, the numbers are at /metrics.
+constexpr char FOOTER[] = R"(Open the address that the gateway prints in a browser. Clients use the same
+address. The service description is at /?wsdl, the metrics are at /metrics.
 
 Examples:
   kx-gateway http://127.0.0.1:8080
   kx-gateway http://plc7:8080 --address 0.0.0.0 --name gateway.example.com
   kx-gateway http://127.0.0.1:8080 --metrics /boiler --metrics /turbine
-  kx-gateway https://plc7:8443 --ca plc7.pem --certificate own.pem --private-key own.key
+  kx-gateway https://plc7:8443 --ca plc7.pem --certificate gateway.pem --private-key gateway.key
 
-Whoever reaches the gateway may write what the server lets clients write. Users
-and passwords are a proxy's matter.
+Everybody who reaches the gateway can write what the server lets clients write.
+For users and passwords, put a reverse proxy in front of it.
 
-Exit status: 0 ended by a signal, 1 failure, 2 wrong arguments.)";
+Exit status: 0 ended by Ctrl-C or SIGTERM, 1 failure, 2 wrong arguments.)";
 
 /// Help without the remarks that CLI11 adds to options: what is worth saying is in their descriptions.
 class HelpFormatter : public CLI::Formatter {
@@ -59,8 +59,8 @@ struct NumberOption {
         unsigned long number = 0;
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
         if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
-            throw ArgumentError("'" + text + "' is not a whole number from " + std::to_string(least) +
-                                " to " + std::to_string(most) + ", for " + name);
+            throw ArgumentError(name + ": '" + text + "' is not a whole number from " +
+                                std::to_string(least) + " to " + std::to_string(most));
         }
         return number;
     }
@@ -80,28 +80,29 @@ public:
             ->type_name("ADDRESS");
         add_number(port_, "Port to listen on (8090), 0 for any");
         app_.add_option("--name", arguments_.names,
-                        "A host name under which clients know the gateway;\nmay be repeated")
+                        "Host name that clients use for the gateway;\nmay be repeated")
             ->type_name("NAME")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-        app_.add_option("--metrics", arguments_.metrics,
-                        "A branch whose items are in /metrics (all);\nmay be repeated")
+        app_.add_option("--metrics", arguments_.metrics, "Branch to show in /metrics (all); may be repeated")
             ->type_name("PATH")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
         add_file("--certificate", arguments_.certificate.certificate_file,
-                 "PEM file; together with --private-key: serve HTTPS");
-        add_file("--private-key", arguments_.certificate.private_key_file, "PEM file with the key of it");
+                 "PEM file with the gateway's certificate, for HTTPS");
+        add_file("--private-key", arguments_.certificate.private_key_file,
+                 "PEM file with the key of the certificate");
         add_file("--ca", arguments_.trust.authorities_file,
-                 "Trust these certificates of an https server (PEM)\nonly");
-        app_.add_flag("--insecure", arguments_.trust.is_insecure, "Trust any certificate of the server");
+                 "PEM file with the certificates to trust for an\nhttps:// server, instead of the system's");
+        app_.add_flag("--insecure", arguments_.trust.is_insecure,
+                      "Trust any certificate of an https:// server");
         app_.add_flag("--read-only", arguments_.read_only, "Refuse all writes");
-        add_number(sample_, "How often the server is asked for changes, in\nmilliseconds (250)");
-        add_number(server_patience_, "How long to wait for the server, in seconds (10)");
+        add_number(sample_, "Milliseconds between two polls of the server (250)");
+        add_number(server_patience_, "Seconds to wait for a reply of the server (10)");
         add_number(largest_request_, "Largest request, in MiB (16)");
-        add_number(most_clients_, "Connections at one time (10000)");
-        add_number(most_memory_, "Memory for requests and replies under way, in\nMiB (512)");
-        add_number(most_items_, "Subscribed items in all (100000)");
+        add_number(most_clients_, "Client connections at a time (10000)");
+        add_number(most_memory_, "Memory for requests and replies in progress, in\nMiB (512)");
+        add_number(most_items_, "Items in all subscriptions together (100000)");
         add_number(most_subscriptions_, "Subscriptions of one client address (100)");
         add_number(client_patience_, "Seconds without progress after which a client is\ndisconnected (60)");
     }
@@ -133,15 +134,15 @@ private:
     void check_tls() const {
         if (arguments_.certificate.certificate_file.empty() !=
             arguments_.certificate.private_key_file.empty()) {
-            throw ArgumentError("--certificate and --private-key are given together or not at all");
+            throw ArgumentError("--certificate and --private-key must be given together");
         }
         const bool has_trust = arguments_.trust.is_insecure || !arguments_.trust.authorities_file.empty();
         if (has_trust && !arguments_.server.starts_with("https://")) {
-            throw ArgumentError("--ca and --insecure are for servers with https://, not for '" +
+            throw ArgumentError("--ca and --insecure are only for https:// servers, not for '" +
                                 arguments_.server + "'");
         }
         if (arguments_.trust.is_insecure && !arguments_.trust.authorities_file.empty()) {
-            throw ArgumentError("--ca and --insecure exclude each other");
+            throw ArgumentError("--ca and --insecure cannot be used together");
         }
     }
 

@@ -58,7 +58,7 @@ std::vector<std::string> to_branches(const std::vector<std::string>& texts) {
     for (const std::string& text : texts) {
         const auto branch = to_item_path("", text);
         if (!branch) {
-            throw std::invalid_argument("'" + text + "' is not the path of a branch, for --metrics");
+            throw std::invalid_argument("--metrics: '" + text + "' is not the path of a branch");
         }
         branches.push_back(*branch);
     }
@@ -116,14 +116,16 @@ struct GatewayParts {
             {"refused_clients_total", "counter", "Connections closed because there were too many.",
              number(figures.refused_clients)},
             {"refused_requests_total", "counter",
-             "Requests that were too large or came when memory was short.", number(figures.refused_requests)},
-            {"message_bytes", "gauge", "Memory of requests and replies under way.",
+             "Refused requests: too large, or too many large ones at a time.",
+             number(figures.refused_requests)},
+            {"message_bytes", "gauge", "Memory of requests and replies in progress.",
              number(memory.get_used())},
             {"subscriptions", "gauge", "Subscriptions of clients.", number(subscriptions.get_size())},
             {"subscribed_items", "gauge", "Items in all subscriptions of clients.",
              number(subscriptions.get_items())},
             {"pages", "gauge", "Pages that are open in browsers.", number(page.get_pages())},
-            {"watched_items", "gauge", "Different items that somebody watches.", number(table.get_watched())},
+            {"watched_items", "gauge", "Different items that clients or pages watch.",
+             number(table.get_watched())},
             {"server_connections", "gauge", "Connections to the server.",
              number(http_client.get_connections())},
             {"server_requests_total", "counter", "Requests to the server.",

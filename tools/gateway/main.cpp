@@ -31,8 +31,8 @@ void allow_many_files(std::size_t clients) {
     limit.rlim_cur = limit.rlim_max;
     ::setrlimit(RLIMIT_NOFILE, &limit);
     if (limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur < clients + OTHER_FILES) {
-        std::cout << "only " << limit.rlim_cur - OTHER_FILES << " clients of " << clients
-                  << " can be served at one time: raise the limit of open files" << std::endl;
+        std::cout << "only " << limit.rlim_cur - OTHER_FILES << " of " << clients
+                  << " clients can connect at a time: raise the limit of open files (ulimit -n)" << std::endl;
     }
 }
 

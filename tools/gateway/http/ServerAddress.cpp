@@ -43,7 +43,7 @@ ServerAddress parse_server_url(const std::string& url) {
     for (const char character : url) {
         const auto byte = static_cast<unsigned char>(character);
         if (byte <= ' ' || byte >= 0x7F) {
-            refuse(url, "it holds a blank or another character that no URL has");
+            refuse(url, "it contains a blank or another character that is not allowed");
         }
     }
     if (authority.find('@') != std::string_view::npos) {
@@ -63,7 +63,7 @@ ServerAddress parse_server_url(const std::string& url) {
         port = colon == std::string_view::npos ? std::string_view() : authority.substr(colon);
     }
     if (address.host.empty()) {
-        refuse(url, "it names no host");
+        refuse(url, "the host is missing");
     }
     if (!port.empty()) {
         const char* const first = port.data() + 1;

@@ -201,7 +201,7 @@ asio::awaitable<void> work(std::shared_ptr<HttpClientParts> parts) {
         if (parts->is_closed) {
             outcome.failure = "the gateway is stopping";
         } else if (Clock::now() >= request.deadline) {
-            outcome.failure = "the server has not replied in time";
+            outcome.failure = "no reply in time";
         } else {
             ++parts->requests;
             try {

@@ -267,7 +267,7 @@ private:
             case 503:
                 return "The gateway is busy, try again later";
             default:
-                return "This is no HTTP request";
+                return "This is not an HTTP request";
         }
     }
 

@@ -52,14 +52,14 @@ asio::awaitable<std::string> Stream::begin_tls(asio::ssl::context& context, std:
         is_set = ::X509_VERIFY_PARAM_set1_ip_asc(::SSL_get0_param(session), address.c_str()) == 1;
     }
     if (!is_set) {
-        co_return "no TLS: '" + host + "' is not a name that a certificate could be for";
+        co_return "TLS failed: '" + host + "' is not a valid host name";
     }
     const auto [error] = co_await tls_->stream.async_handshake(asio::ssl::stream_base::client, to_tuple);
     const long verdict = ::SSL_get_verify_result(session);
     if (error && verdict != X509_V_OK) {
         co_return std::string("its certificate is not accepted: ") + ::X509_verify_cert_error_string(verdict);
     }
-    co_return error ? "no TLS: " + error.message() : std::string();
+    co_return error ? "TLS failed: " + error.message() : std::string();
 }
 
 asio::awaitable<void> Stream::end_tls() {

@@ -88,7 +88,7 @@
   function showStatus() {
     byId("server").textContent = status.server;
     document.title = status.server;
-    if (status.running) setState("good", status.readOnly ? "connected, read only" : "connected");
+    if (status.running) setState("good", status.readOnly ? "connected, read-only" : "connected");
     else setState("bad", "the server does not answer; last known values are shown");
   }
 

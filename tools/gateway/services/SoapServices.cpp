@@ -195,8 +195,12 @@ PropertyChoice to_choice(const PropertyRequest& request) {
     throw SoapFault(fault.get_code(), fault.get_text());
 }
 
+std::string describe_absence(const std::string& failure) {
+    return "The server behind the gateway does not answer: " + failure;
+}
+
 [[noreturn]] void refuse_without_server(const std::string& failure) {
-    throw SoapFault("E_SERVERSTATE", get_result_text("E_SERVERSTATE") + " " + failure);
+    throw SoapFault("E_SERVERSTATE", describe_absence(failure));
 }
 
 /// The elements behind a continuation point, which names the last element that was sent.
@@ -229,7 +233,8 @@ Task<HttpReply> SoapServices::serve(HttpRequest request, std::shared_ptr<Presenc
     } catch (const SoapFault& fault) {
         co_return create_reply(HTTP_FAULT, create_fault_document(fault.get_code(), fault.what()));
     } catch (const ServerAway& error) {
-        co_return create_reply(HTTP_FAULT, create_fault_document("E_SERVERSTATE", error.what()));
+        co_return create_reply(HTTP_FAULT,
+                               create_fault_document("E_SERVERSTATE", describe_absence(error.what())));
     } catch (const std::exception& error) {
         co_return create_reply(HTTP_FAULT, create_fault_document("E_FAIL", error.what()));
     }
@@ -270,7 +275,7 @@ Task<std::string> SoapServices::dispatch(const HttpRequest& request,
     if (service == "SubscriptionPolledRefresh") {
         // A poll may be held for hours, and keeps its memory as long.
         if (request.body.size() > LARGEST_POLL) {
-            throw SoapFault("E_OUTOFMEMORY", "the poll is too large");
+            throw SoapFault("E_OUTOFMEMORY", "the poll is larger than 1 MiB");
         }
         RefreshRequest poll = release(message->read_refresh());
         if (!memory.resize(poll.handles.size() * BYTES_OF_AN_ELEMENT + request.body.size())) {
@@ -372,7 +377,8 @@ Task<std::string> SoapServices::get_properties(GetPropertiesRequest request, Tim
     const std::size_t count_of_each =
         request.properties.all ? PROPERTIES_OF_AN_ITEM : request.properties.names.size();
     if (request.items.size() * count_of_each > LARGEST_COUNT_OF_PROPERTIES) {
-        throw SoapFault("E_OUTOFMEMORY", "too many properties: ask for fewer items at one time");
+        throw SoapFault("E_OUTOFMEMORY",
+                        "the reply would have too many properties: ask for fewer items at a time");
     }
     std::vector<std::optional<xmlda::ItemProperties>> found;
     try {

@@ -79,14 +79,15 @@ void SubscriptionTable::check_room(const std::string& owner, std::size_t items,
     const auto found = owners_.find(owner);
     if (found != owners_.end() && found->second >= limits_.most_of_an_address) {
         throw SoapFault("E_BUSY", "the client at " + owner + " has " + std::to_string(found->second) +
-                                      " subscriptions, which is as many as are allowed");
+                                      " subscriptions and may have no more");
     }
     if (items_ + items > limits_.most_items) {
         throw SoapFault("E_OUTOFMEMORY", "all subscriptions together would have more than " +
                                              std::to_string(limits_.most_items) + " items");
     }
     if (text_bytes_ + text_bytes > limits_.most_items * TEXT_BYTES_OF_AN_ITEM) {
-        throw SoapFault("E_OUTOFMEMORY", "the names and handles of all subscriptions would be too long");
+        throw SoapFault("E_OUTOFMEMORY",
+                        "the names and handles of all subscriptions together would be too long");
     }
 }
 

@@ -56,7 +56,7 @@ void SoapReply::write_result(bool is_running) {
 
 void SoapReply::check_size() const {
     if (writer_.get().size() > LARGEST_REPLY) {
-        throw SoapFault("E_OUTOFMEMORY", "the reply would be too large: ask for fewer items at one time");
+        throw SoapFault("E_OUTOFMEMORY", "the reply would be too large: ask for fewer items at a time");
     }
 }
 

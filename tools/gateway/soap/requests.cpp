@@ -57,7 +57,7 @@ bool get_flag(const XmlElement& element, std::string_view name, bool otherwise) 
         return true;
     }
     if (text != "false" && text != "0") {
-        refuse("'" + std::string(text) + "' is not true or false, for " + std::string(name));
+        refuse(std::string(name) + ": '" + std::string(text) + "' is not true or false");
     }
     return false;
 }
@@ -70,7 +70,7 @@ std::int32_t get_integer(const XmlElement& element, std::string_view name) {
     std::int32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size()) {
-        refuse("'" + std::string(text) + "' is not a number that fits, for " + std::string(name));
+        refuse(std::string(name) + ": '" + std::string(text) + "' is not a whole number of 32 bits");
     }
     return number;
 }
@@ -83,7 +83,7 @@ float get_deadband(const XmlElement& element, float otherwise) {
     float number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size() || !(number >= 0 && number <= 100)) {
-        refuse("'" + std::string(text) + "' is not a deadband from 0 to 100");
+        refuse("Deadband: '" + std::string(text) + "' is not a number from 0 to 100");
     }
     return number;
 }
@@ -147,7 +147,7 @@ std::vector<RequestedItem> read_items(const XmlElement& request) {
     const auto elements = list->find_children("Items");
     const std::size_t count = elements.count();
     if ((get(*list, "ItemPath").size() + defaults.type.size()) * count > MOST_INHERITED) {
-        throw SoapFault("E_OUTOFMEMORY", "the ItemPath or the ReqType of the list is too long for its items");
+        throw SoapFault("E_OUTOFMEMORY", "the ItemPath or ReqType of the list is too long for so many items");
     }
     items.reserve(count);
     for (const XmlElement& element : elements) {
@@ -300,7 +300,7 @@ RefreshRequest SoapRequest::read_refresh() const {
     if (const std::string text(trim(get(request_, "HoldTime"))); !text.empty()) {
         refresh.hold_until = parse_date_time(text);
         if (!refresh.hold_until) {
-            refuse("'" + text + "' is not a time, for HoldTime");
+            refuse("HoldTime: '" + text + "' is not a time");
         }
     }
     refresh.wait = std::chrono::milliseconds(std::max(0, get_integer(request_, "WaitTime")));

@@ -18,7 +18,7 @@ namespace gateway {
 /// Whether the server answers, and what it said of itself.
 struct ServerCondition {
     bool is_running = false;
-    std::string failure = "the server was not asked yet";  ///< why it does not answer
+    std::string failure = "not asked yet";  ///< why it does not answer
     std::string vendor;
     std::string version;
 };

@@ -181,8 +181,8 @@ Task<std::string> ServerClient::call(std::string document, bool may_repeat) {
     }
     const bool may_hold_fault = outcome.status == HTTP_BAD_REQUEST || outcome.status == HTTP_SERVER_ERROR;
     if (!is_xml || (outcome.status != HTTP_OK && !may_hold_fault)) {
-        const std::string failure = "the server answers with HTTP status " + std::to_string(outcome.status) +
-                                    (is_xml ? "" : " and no XML");
+        const std::string failure =
+            "HTTP status " + std::to_string(outcome.status) + (is_xml ? "" : ", and the reply is not XML");
         if (listener_) {
             listener_(false, failure);
         }
@@ -283,7 +283,7 @@ Task<std::string> ServerClient::subscribe(std::vector<std::string> paths) {
     const std::string reply = co_await call(document, false);
     std::string handle = parse_reply(xmlda::parse_subscribe_reply, reply).handle;
     if (handle.empty()) {
-        throw ServerAway("the server gives no handle for a subscription");
+        throw ServerAway("the reply to Subscribe has no handle");
     }
     co_return handle;
 }

@@ -309,11 +309,11 @@ HttpReply PageApi::open_events() {
 HttpReply PageApi::watch(const std::string& body) {
     const Json json = Json::parse(body, nullptr, false);
     if (!json.is_object() || !json.contains("items") || !json["items"].is_array()) {
-        return create_error(400, "this is not {\"page\": \"...\", \"items\": [...]}");
+        return create_error(400, "the body must be {\"page\": \"...\", \"items\": [...]}");
     }
     const auto session = sessions_.find(get_text(json, "page"));
     if (session == sessions_.end()) {
-        return create_error(404, "there is no such page");
+        return create_error(404, "the page is unknown: load it again");
     }
     std::vector<std::string> paths;
     std::size_t bytes = 0;
@@ -338,7 +338,7 @@ HttpReply PageApi::watch(const std::string& body) {
 Task<HttpReply> PageApi::write(std::string body) {
     const Json json = Json::parse(body, nullptr, false);
     if (!json.is_object() || !json.contains("value")) {
-        co_return create_error(400, "this is not {\"item\": \"...\", \"value\": ...}");
+        co_return create_error(400, "the body must be {\"item\": \"...\", \"value\": ...}");
     }
     const auto path = to_item_path("", get_text(json, "item"));
     std::vector<WriteOrder> orders;

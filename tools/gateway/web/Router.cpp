@@ -163,16 +163,16 @@ HttpReply create_file_reply(const StaticFile& file) {
 std::optional<HttpReply> find_refusal(const HttpRequest& request, const std::vector<std::string>& names) {
     if (!is_known_host(request.host, names)) {
         return create_text_reply(
-            421, "'" + request.host + "' is not a name of this gateway: if it is, start it with --name");
+            421, "'" + request.host + "' is not a name of this gateway: add it with the option --name");
     }
     if (request.method == "GET" || request.method == "HEAD") {
         return std::nullopt;
     }
     if (!is_own_origin(request.origin, request.host)) {
-        return create_text_reply(403, "a page of '" + request.origin + "' may not change anything here");
+        return create_text_reply(403, "pages of '" + request.origin + "' may not change anything here");
     }
     if (is_form_type(request.content_type)) {
-        return create_text_reply(415, "the content type must be that of XML, for example text/xml");
+        return create_text_reply(415, "the content type must be an XML type, for example text/xml");
     }
     return std::nullopt;
 }
@@ -193,7 +193,7 @@ Task<HttpReply> Router::serve(HttpRequest request, std::shared_ptr<Presence> pre
     if (request.method == "POST") {
         co_return co_await post(std::move(request), std::move(presence));
     }
-    HttpReply reply = create_text_reply(405, "only GET, HEAD and POST are understood");
+    HttpReply reply = create_text_reply(405, "only GET, HEAD and POST are supported");
     reply.headers.emplace_back("Allow", "GET, HEAD, POST");
     co_return reply;
 }
@@ -236,7 +236,7 @@ Task<HttpReply> Router::post(HttpRequest request, std::shared_ptr<Presence> pres
         co_return create_text_reply(415, "the content type must be application/json");
     }
     if (request.body.size() > LARGEST_JSON) {
-        co_return create_text_reply(413, "the page may send 1 MiB at one time");
+        co_return create_text_reply(413, "the request is larger than 1 MiB");
     }
     if (path == "/api/watch") {
         co_return page_.watch(request.body);

@@ -14,10 +14,10 @@ HEAD = """
 set terminal svg size 760,460 font "sans-serif,13" background rgb "white"
 set output "{picture}"
 set title "{title}\\n{{/*0.8 {machine}}}"
-set xlabel "{xlabel}"
+set xlabel "{xlabel}" offset 0,0.4
 set ylabel "{ylabel}"
 set grid xtics ytics lc rgb "#dddddd"
-set key {key}
+set key below height 1
 set style data linespoints
 {options}
 """
@@ -50,12 +50,15 @@ def create_client_points(figures):
 
 
 def create_memory_points(figures):
-    """For each server, variables and resident megabytes."""
+    """For each server that has variables, their number and the megabytes that it takes more than without any."""
+    lines = figures.get_sections().get("Memory by variables", [])
+    without = next((line["figures"] for line in lines if _get_number(line) == 0), {})
     points = {}
-    for line in figures.get_sections().get("Memory by variables", []):
+    for line in lines:
         for name, size in line["figures"].items():
-            if size is not None and _get_number(line) > 0:
-                points.setdefault(name.removesuffix(" B"), []).append((_get_number(line), size / 1e6))
+            if name != "floor B" and size is not None and without.get(name) is not None and _get_number(line) > 0:
+                points.setdefault(name.removesuffix(" B"), []).append(
+                    (_get_number(line), (size - without[name]) / 1e6))
     return points
 
 
@@ -64,21 +67,18 @@ PLOTS = {
         "title": "Read of doubles with handles and timestamps",
         "xlabel": "items in one request",
         "ylabel": "processor time of the server, µs an item",
-        "key": "top right",
         "caption": "Larger requests cost no more for each item: a level line.",
-        "options": 'set logscale xy\nset format x "10^{%L}"\nset xrange [0.7:1.5e6]\nset yrange [0.04:100]'}),
+        "options": 'set logscale xy\nset format x "10^{%L}"\nset xrange [0.7:1.5e6]\nset yrange [0.1:*]'}),
     "performance-clients": (create_client_points, {
         "title": "Read of 100 doubles by several clients, which share the processors with the server",
         "xlabel": "clients, each with one connection",
         "ylabel": "requests a second",
-        "key": "bottom right",
         "caption": "Clients share the processors with the server here.",
         "options": "set logscale x 2\nset xrange [0.9:70]\nset yrange [0:*]"}),
     "performance-memory": (create_memory_points, {
-        "title": "Memory of a server with its tree",
+        "title": "Memory that a tree adds to a server",
         "xlabel": "variables in the tree",
-        "ylabel": "resident memory, MB",
-        "key": "top left",
+        "ylabel": "added memory, MB",
         "caption": "Memory follows the number of variables. The peer holds the same tree.",
         "options": 'set logscale xy\nset format x "10^{%L}"\nset xrange [700:1.5e6]'}),
 }

@@ -189,8 +189,9 @@ class Plots(unittest.TestCase):
 
     def test_take_clients_and_memory_by_number(self):
         found = figures.Figures([create_line("16 clients", tables.CLIENTS, ours=[50]),
-                                 {"section": "Memory by variables", "row": "1000",
-                                  "figures": {"ours B": 5e6, "peer B": None}}])
+                                 *({"section": "Memory by variables", "row": row,
+                                    "figures": {"ours B": size, "floor B": 1e6, "peer B": None}}
+                                   for row, size in (("0", 1e6), ("1000", 6e6)))])
         self.assertEqual(plots.create_client_points(found), {"ours": [(16, 20000)]})
         self.assertEqual(plots.create_memory_points(found), {"ours": [(1000, 5)]})
 

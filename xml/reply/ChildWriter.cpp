@@ -6,6 +6,8 @@
 
 namespace kx::information_model::opc {
 
+using namespace std::string_view_literals;
+
 namespace {
 
 ReplyElement& as_parent(Poco::XML::Element& element) {
@@ -16,6 +18,20 @@ ReplyElement& as_parent(Poco::XML::Element& element) {
 }
 
 }  // namespace
+
+template <class... Texts>
+void ChildWriter::put(std::string_view first, const Texts&... texts) {
+    const std::size_t size = (first.size() + ... + texts.size());
+    if (size > BUFFER_SIZE - size_) {
+        put(first);
+        (put(texts), ...);
+        return;
+    }
+    char* end = buffer_.data() + size_;
+    end += first.copy(end, first.size());
+    ((end += texts.copy(end, texts.size())), ...);
+    size_ += size;
+}
 
 ChildWriter::ChildWriter(Poco::XML::Element& parent)
     : shared_(as_parent(parent).shared_), content_(as_parent(parent).get_content_for_children()) {}
@@ -29,17 +45,12 @@ ChildWriter::~ChildWriter() {
 void ChildWriter::begin(std::string_view name) {
     end_start_tag();
     ++open_elements_;
-    put('<');
-    put(name);
+    put("<"sv, name);
     is_start_tag_open_ = true;
 }
 
 void ChildWriter::set_attribute(std::string_view name, std::string_view value) {
-    put(' ');
-    put(name);
-    put("=\"");
-    put(escape_attribute(value, shared_.buffer_));
-    put('"');
+    put(" "sv, name, "=\""sv, escape_attribute(value, shared_.buffer_), "\""sv);
 }
 
 void ChildWriter::append_text(std::string_view text) {
@@ -57,12 +68,10 @@ void ChildWriter::append_text_element(std::string_view name, std::string_view te
 
 void ChildWriter::end(std::string_view name) {
     if (is_start_tag_open_) {
-        put("/>");
+        put("/>"sv);
         is_start_tag_open_ = false;
     } else {
-        put("</");
-        put(name);
-        put('>');
+        put("</"sv, name, ">"sv);
     }
     if (open_elements_ == 1) {
         flush();  // before it counts as ended: this may throw
@@ -72,16 +81,9 @@ void ChildWriter::end(std::string_view name) {
 
 void ChildWriter::end_start_tag() {
     if (is_start_tag_open_) {
-        put('>');
+        put(">"sv);
         is_start_tag_open_ = false;
     }
-}
-
-void ChildWriter::put(char character) {
-    if (size_ == BUFFER_SIZE) {
-        flush();
-    }
-    buffer_[size_++] = character;
 }
 
 void ChildWriter::put(std::string_view text) {

@@ -51,7 +51,11 @@ private:
     static constexpr std::size_t BUFFER_SIZE = 512;
 
     void put(std::string_view text);
-    void put(char character);
+
+    /// The same for several texts. An item of a Read took 3 % more when each was asked alone whether it fits.
+    template <class... Texts>
+    void put(std::string_view first, const Texts&... texts);
+
     void end_start_tag();
     void flush();
 

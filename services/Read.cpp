@@ -17,9 +17,9 @@ Read::Read(std::shared_ptr<InformationModel> model, const Poco::XML::Node* reque
         return;
     }
     for_each_child(*list, request_names::ITEMS, [&](const Poco::XML::Node& node) {
-        Path path(get_attribute<std::string>(&node, request_names::ITEM_NAME, "."));
-        items_.emplace_back(std::move(path),
-                            find_attribute_text(node, request_names::CLIENT_ITEM_HANDLE).value_or(""));
+        items_.emplace_back(
+            Path(std::string(find_attribute_text(node, request_names::ITEM_NAME).value_or("."))),
+            find_attribute_text(node, request_names::CLIENT_ITEM_HANDLE).value_or(""));
     });
 }
 
@@ -56,7 +56,8 @@ void Read::to_xml(Poco::AutoPtr<Poco::XML::Element> parent, const Variable& item
 }
 
 ItemValueForm Read::get_form(const RequestItem& request_item) const {
-    return {.client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
+    return {.item_name = get_if_absolute(std::get<Path>(request_item)),
+            .client_item_handle = get_if_not_empty(std::get<std::string>(request_item)),
             .has_timestamp = options_.return_item_time};
 }
 

@@ -178,7 +178,8 @@ void Write::to_xml(Poco::AutoPtr<Poco::XML::Element> list, const Variable& varia
                    const RequestItem& item) const {
     ChildWriter writer(*list);
     write_item_value(writer, reply_names::ITEMS, variable,
-                     {.client_item_handle = get_if_not_empty(std::get<std::string>(item)),
+                     {.item_name = get_if_absolute(std::get<Path>(item)),
+                      .client_item_handle = get_if_not_empty(std::get<std::string>(item)),
                       .has_timestamp = options_.return_item_time,
                       .has_value = return_values_on_reply_});
 }

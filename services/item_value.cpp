@@ -18,7 +18,8 @@ void write_item_value(ChildWriter& writer, std::string_view name, const Item& it
     if (form.client_item_handle != nullptr) {
         writer.set_attribute(reply_names::CLIENT_ITEM_HANDLE, *form.client_item_handle);
     }
-    writer.set_attribute(reply_names::ITEM_NAME, item.get_path().as_string());
+    writer.set_attribute(reply_names::ITEM_NAME,
+                         form.item_name != nullptr ? *form.item_name : item.get_path().as_string());
     if (form.has_timestamp) {
         const TimePoint time =
             variable == nullptr ? std::chrono::system_clock::now() : variable->get_timestamp();

@@ -61,6 +61,11 @@ TEST_F(ItemValue, HasAHandleThatIsGiven) {
               R"(<Items ClientItemHandle="" ItemName="/boiler"/>)");
 }
 
+TEST_F(ItemValue, HasAnItemNameThatIsGiven) {
+    const std::string name = "/given";
+    EXPECT_EQ(write(boiler_, {.item_name = &name}), R"(<Items ItemName="/given"/>)");
+}
+
 TEST_F(ItemValue, HasTheTimeOfAVariable) {
     temperature_.set_timestamp(TimePoint(std::chrono::milliseconds(1500)));
     EXPECT_EQ(write(temperature_, {.has_timestamp = true, .has_value = false}),
@@ -101,6 +106,19 @@ TEST_F(ItemValue, RefusesAValueWithoutForm) {
         boiler_.add_variable("mismatched", Value("x", ValueTypeInfo(VALUE_TYPE::INT, false)));
     EXPECT_THROW(write(decimal, {}), std::invalid_argument);
     EXPECT_THROW(write(mismatched, {}), BadValueTypeException);
+}
+
+TEST_F(ItemValue, HasTheSameNameWhetherThePathIsKnownOrNot) {
+    for (const Item* item : {static_cast<const Item*>(&model_->get_root()),
+                             static_cast<const Item*>(&boiler_), static_cast<const Item*>(&temperature_)}) {
+        const Path path = item->get_path();
+        ASSERT_NE(get_if_absolute(path), nullptr);
+        EXPECT_EQ(model_->get_root().find_item(path), item);
+        EXPECT_EQ(*get_if_absolute(path), path.as_string());
+    }
+    for (const char* relative : {".", "./boiler", "boiler", "boiler/temperature"}) {
+        EXPECT_EQ(get_if_absolute(Path(relative)), nullptr) << relative;
+    }
 }
 
 TEST(ItemHandle, IsLeftOutWhenEmptyOrAbsent) {

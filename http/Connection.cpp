@@ -239,10 +239,11 @@ bool SecureConnection::poll(const Poco::Timespan& timeout, int mode) {
 Connection* find_connection(Poco::Net::HTTPServerRequest& request) {
     auto* const served = dynamic_cast<Poco::Net::HTTPServerRequestImpl*>(&request);
     Poco::Net::SocketImpl* const socket = served == nullptr ? nullptr : served->socket().impl();
-    if (auto* const secure = dynamic_cast<SecureConnection*>(socket)) {
-        return &secure->get_connection();
+    if (auto* const plain = dynamic_cast<Connection*>(socket)) {
+        return plain;
     }
-    return dynamic_cast<Connection*>(socket);
+    auto* const secure = dynamic_cast<SecureConnection*>(socket);
+    return secure == nullptr ? nullptr : &secure->get_connection();
 }
 
 }  // namespace kx::information_model::opc

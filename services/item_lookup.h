@@ -16,7 +16,7 @@ namespace kx::information_model::opc {
 
 /// The root, from which items are looked up.
 inline Item& get_root_item(InformationModel& model) {
-    return dynamic_cast<Item&>(model.get_information_tree());
+    return model.get_root();
 }
 
 /// Finds the item at `path`. If there is none, a line of diagnostics says so: `message` and the path.

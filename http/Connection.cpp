@@ -45,14 +45,17 @@ Connection::~Connection() {
     follow_close();
 }
 
-void Connection::open() {
-    const ConnectionLimits& limits = all_->get_limits();
-    setSendTimeout(to_timespan(limits.silence));
-    setReceiveTimeout(to_timespan(limits.silence));
-    setKeepAlive(true);
-    setOption(IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(limits.probe_after.count()));
-    setOption(IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(limits.probe_interval.count()));
-    setOption(IPPROTO_TCP, TCP_KEEPCNT, limits.probe_count);
+void Connection::set_options(Poco::Net::SocketImpl& listener, const ConnectionLimits& limits) {
+    listener.setSendTimeout(to_timespan(limits.silence));
+    listener.setReceiveTimeout(to_timespan(limits.silence));
+    listener.setKeepAlive(true);
+    listener.setOption(IPPROTO_TCP, TCP_KEEPIDLE, static_cast<int>(limits.probe_after.count()));
+    listener.setOption(IPPROTO_TCP, TCP_KEEPINTVL, static_cast<int>(limits.probe_interval.count()));
+    listener.setOption(IPPROTO_TCP, TCP_KEEPCNT, limits.probe_count);
+}
+
+void Connection::open(const Poco::Net::SocketAddress& peer) {
+    peer_address_ = peer;
     all_->add(*this);
 }
 

@@ -28,11 +28,14 @@ namespace kx::information_model::opc {
 /// The descriptor does not block. POCO takes it for one that does, and waits with `poll` where it would.
 class Connection : public Poco::Net::StreamSocketImpl {
 public:
+    /// Sets what the limits ask of the system, on the socket that accepts connections: they inherit it.
+    static void set_options(Poco::Net::SocketImpl& listener, const ConnectionLimits& limits);
+
     /// Takes the descriptor, which must not block.
     Connection(poco_socket_t descriptor, std::shared_ptr<OpenConnections> all);
 
-    /// Sets what the limits ask for. Call it once, before anything else.
-    void open();
+    /// Call it once, before anything else.
+    void open(const Poco::Net::SocketAddress& peer);
 
     void close() override;
 
@@ -54,7 +57,7 @@ public:
     /// Waits within a request, as TLS does between the pieces of one; the limits of the request hold as well.
     bool poll(const Poco::Timespan& timeout, int mode) override;
 
-    /// Both are asked of the system once: POCO asks for them with each request.
+    /// Both are asked of the system once at most: POCO asks for them with each request.
     Poco::Net::SocketAddress address() override;
     Poco::Net::SocketAddress peerAddress() override;
 
@@ -103,7 +106,7 @@ private:
 
     const std::shared_ptr<OpenConnections> all_;
     std::optional<Poco::Net::SocketAddress> address_;       // known when asked for
-    std::optional<Poco::Net::SocketAddress> peer_address_;  // the same
+    std::optional<Poco::Net::SocketAddress> peer_address_;  // known once it is open
     Clock::time_point arrival_start_;                       // of the request that is coming
     std::size_t received_ = 0;                              // of it
 

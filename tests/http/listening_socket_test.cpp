@@ -13,7 +13,10 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <atomic>
@@ -52,6 +55,14 @@ const ::testing::Environment* const ENVIRONMENT =
     ::testing::AddGlobalTestEnvironment(new testing::TlsEnvironment);
 
 enum class PROTOCOL { PLAIN, TLS };
+
+template <class T>
+T get_option(int descriptor, int level, int option) {
+    T value{};
+    socklen_t size = sizeof value;
+    EXPECT_EQ(getsockopt(descriptor, level, option, &value, &size), 0);
+    return value;
+}
 
 /// A connection, both ends.
 class Connection : public ::testing::TestWithParam<PROTOCOL> {
@@ -130,6 +141,27 @@ TEST_P(Connection, KnowsItsAddressesAlsoWhenItsPeerHasLeft) {
     connection_.poll(Poco::Timespan(60, 0), Poco::Net::Socket::SELECT_READ);
     EXPECT_EQ(connection_.address(), listener_.address());
     EXPECT_EQ(connection_.peerAddress(), client);
+}
+
+TEST_P(Connection, HasTheOptionsOfItsLimits) {
+    const int descriptor = connection_.impl()->sockfd();
+    const ConnectionLimits limits;
+    EXPECT_EQ(get_option<int>(descriptor, SOL_SOCKET, SO_KEEPALIVE), 1);
+    EXPECT_EQ(get_option<int>(descriptor, IPPROTO_TCP, TCP_KEEPIDLE), limits.probe_after.count());
+    EXPECT_EQ(get_option<int>(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), limits.probe_interval.count());
+    EXPECT_EQ(get_option<int>(descriptor, IPPROTO_TCP, TCP_KEEPCNT), limits.probe_count);
+    const auto silence = std::chrono::duration_cast<std::chrono::seconds>(limits.silence).count();
+    EXPECT_EQ(get_option<timeval>(descriptor, SOL_SOCKET, SO_SNDTIMEO).tv_sec, silence);
+    EXPECT_EQ(get_option<timeval>(descriptor, SOL_SOCKET, SO_RCVTIMEO).tv_sec, silence);
+}
+
+TEST_P(Connection, IsWaitedFor) {
+    const Poco::Timespan moment(0, 1000);
+    EXPECT_FALSE(listener_.poll(moment, Poco::Net::Socket::SELECT_READ));
+    const Poco::Net::StreamSocket next = connect();
+    EXPECT_TRUE(listener_.poll(Poco::Timespan(3600, 0), Poco::Net::Socket::SELECT_READ));
+    listener_.acceptConnection(peer_);
+    EXPECT_FALSE(listener_.poll(moment, Poco::Net::Socket::SELECT_READ));
 }
 
 TEST_P(Connection, IsNotInherited) {

@@ -108,6 +108,31 @@ TEST(Request, NamesOfPropertiesAreResolved) {
     EXPECT_EQ(browse.properties.names, (std::vector<std::string>{"value", "telvix:delta"}));
 }
 
+TEST(Request, WhatIsNoNameOfAPropertyIsRefused) {
+    for (const std::string text :
+         {"", " ", "val=e", "a b", "a:b:c", ":x", "x:", "7", "-a", "&lt;", "a\xC2\xA0", "a/b", "."}) {
+        const std::string names = "<PropertyNames>" + text + "</PropertyNames>";
+        EXPECT_THROW(parse("<Browse>" + names + "</Browse>").read_browse(), SoapFault) << text;
+        EXPECT_THROW(parse("<GetProperties>" + names + "</GetProperties>").read_get_properties(), SoapFault)
+            << text;
+    }
+    try {
+        parse("<Browse><PropertyNames>value</PropertyNames><PropertyNames> val=e </PropertyNames></Browse>")
+            .read_browse();
+        FAIL() << "not refused";
+    } catch (const SoapFault& fault) {
+        EXPECT_EQ(fault.get_code(), "");
+        EXPECT_STREQ(fault.what(), "PropertyNames: 'val=e' is not a name");
+    }
+}
+
+TEST(Request, NamesOfPropertiesMayBeOfAnyScript) {
+    const std::string name = "Temp\xC3\xA9rature.a-b_c";
+    const auto request =
+        parse("<GetProperties><PropertyNames>\n" + name + "\n</PropertyNames></GetProperties>");
+    EXPECT_EQ(request.read_get_properties().properties.names, std::vector<std::string>{name});
+}
+
 TEST(Request, WhatCannotBeUnderstoodIsQuoted) {
     for (const std::string content :
          {"<Read><Options ReturnItemTime=\"maybe\"/></Read>", "<Subscribe SubscriptionPingRate=\"soon\"/>",

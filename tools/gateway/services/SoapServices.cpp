@@ -9,6 +9,7 @@
 #include "gateway/values/published_value.h"
 
 #include "client/errors.h"
+#include "client/xml/schema_texts.h"
 
 #include <algorithm>
 #include <iterator>
@@ -32,6 +33,7 @@ constexpr std::size_t PROPERTIES_OF_AN_ITEM = 25;  // more than any has
 constexpr std::size_t LARGEST_COUNT_OF_PROPERTIES = 500'000;
 constexpr std::size_t LARGEST_POLL = 1U << 20U;
 constexpr char SCAN_RATE[] = "scanRate";
+constexpr std::string_view VENDOR_PREFIX = "telvix:";
 
 HttpReply create_reply(unsigned status, std::string body) {
     HttpReply reply;
@@ -108,7 +110,7 @@ void write_property_value(xmlda::XmlWriter& writer, const std::string& name, con
     if (name == "quality") {
         writer.start("Value")
             .attribute("xsi:type", "da:OPCQuality")
-            .attribute("QualityField", value.text)
+            .attribute("QualityField", to_published_quality(value.text))
             .end();
     } else if (name == "dataType") {
         const std::string type = value.text.substr(value.text.find(':') + 1);  // npos + 1 is 0
@@ -116,6 +118,11 @@ void write_property_value(xmlda::XmlWriter& writer, const std::string& name, con
     } else {
         write_published_value(writer, to_published_value(value));
     }
+}
+
+/// Whether a reply can name a property: it declares no other prefixes.
+bool can_be_named(const std::string& name) {
+    return xmlda::is_name(name.starts_with(VENDOR_PREFIX) ? name.substr(VENDOR_PREFIX.size()) : name);
 }
 
 /// Writes the properties that were asked for.
@@ -128,7 +135,9 @@ public:
         if (request_.all) {
             for (const xmlda::Property& property : found) {
                 reply_.check_size();
-                write_one(property);
+                if (can_be_named(property.name)) {
+                    write_one(property);
+                }
             }
             if (is_variable(found)) {
                 write_scan_rate();
@@ -192,7 +201,7 @@ PropertyChoice to_choice(const PropertyRequest& request) {
 
 /// A fault of the server becomes one of the gateway's.
 [[noreturn]] void rethrow(const xmlda::Fault& fault) {
-    throw SoapFault(fault.get_code(), fault.get_text());
+    throw SoapFault(xmlda::is_name(fault.get_code()) ? fault.get_code() : "E_FAIL", fault.get_text());
 }
 
 std::string describe_absence(const std::string& failure) {

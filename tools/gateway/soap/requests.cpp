@@ -6,6 +6,7 @@
 
 #include "client/errors.h"
 #include "client/namespaces.h"
+#include "client/xml/schema_texts.h"
 
 #include <algorithm>
 #include <charconv>
@@ -170,7 +171,12 @@ PropertyRequest read_properties(const XmlElement& request) {
     properties.all = get_flag(request, "ReturnAllProperties", false);
     properties.values = get_flag(request, "ReturnPropertyValues", false);
     for (const XmlElement& element : request.find_children("PropertyNames")) {
-        const xmlda::QualifiedName name = element.resolve(trim(element.get_text()));
+        const std::string whole = element.get_text();
+        const std::string text(trim(whole));
+        if (!xmlda::is_qualified_name(text)) {
+            refuse("PropertyNames: '" + text + "' is not a name");
+        }
+        const xmlda::QualifiedName name = element.resolve(text);
         properties.names.push_back(name.namespace_uri == PROPERTY_NAMESPACE ? "telvix:" + name.name
                                                                             : name.name);
     }

@@ -6,6 +6,7 @@
 #include "client/envelope.h"
 #include "client/errors.h"
 #include "client/xml/XmlWriter.h"
+#include "client/xml/schema_texts.h"
 
 #include <algorithm>
 #include <charconv>
@@ -79,8 +80,8 @@ void take_property(ItemAnswer& answer, std::string_view name, xmlda::Value value
         state.value = to_published_value(std::move(value));
     } else if (name == "quality") {  // which all variables have
         state.kind = ItemState::Kind::VARIABLE;
-        state.quality = std::move(value.text);
-    } else if (name == "timestamp") {
+        state.quality = to_published_quality(value.text);
+    } else if (name == "timestamp" && xmlda::is_of_type(value.text, "dateTime")) {
         state.timestamp = std::move(value.text);
     } else if (name == "dataType") {
         facts.type = value.text.substr(value.text.find(':') + 1);  // npos + 1 is 0

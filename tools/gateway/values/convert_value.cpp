@@ -1,6 +1,7 @@
 #include "gateway/values/convert_value.h"
 
 #include "client/type_names.h"
+#include "client/xml/schema_texts.h"
 #include "gateway/values/trim.h"
 
 #include <algorithm>
@@ -134,6 +135,25 @@ ConvertedValue convert_to_integer(std::string_view text, const IntegerType& type
     return convert_digits(std::to_string(static_cast<std::int64_t>(rounded)), type);
 }
 
+std::string write_without_exponent(double number) {
+    std::array<char, 400> text{};  // the least number has some 330 characters
+    const auto [end, error] =
+        std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+    return std::string(text.data(), end);
+}
+
+ConvertedValue convert_to_decimal(std::string_view text) {
+    const std::optional<double> number = parse_double(text);
+    if (!number || std::isnan(*number)) {
+        return fail(BAD_TYPE);
+    }
+    if (std::isinf(*number)) {
+        return fail(OUT_OF_RANGE);
+    }
+    const bool has_exponent = text.find_first_of("eE") != std::string_view::npos;
+    return succeed("decimal", has_exponent ? write_without_exponent(*number) : std::string(text));
+}
+
 ConvertedValue convert_to_floating(std::string_view text, const std::string& type) {
     const std::optional<double> number = parse_double(text);
     if (!number) {
@@ -168,10 +188,7 @@ ConvertedValue convert_to_boolean(std::string_view text) {
                                           : fail(BAD_TYPE);
 }
 
-ConvertedValue convert_scalar(const Value& value, const std::string& type, Fractions fractions) {
-    if (type == "string") {
-        return succeed(type, value.text);
-    }
+ConvertedValue convert_text(const Value& value, const std::string& type, Fractions fractions) {
     std::string_view text = trim(value.text);
     if (type == "boolean") {
         return convert_to_boolean(text);
@@ -183,13 +200,24 @@ ConvertedValue convert_scalar(const Value& value, const std::string& type, Fract
         if (const IntegerType* const integer = find_integer_type(type)) {
             return convert_to_integer(text, *integer, fractions);
         }
-        return type == "double" || type == "float" || type == "decimal" ? convert_to_floating(text, type)
-                                                                        : fail(BAD_TYPE);
+        if (type == "decimal") {
+            return convert_to_decimal(text);
+        }
+        return type == "double" || type == "float" ? convert_to_floating(text, type) : fail(BAD_TYPE);
     }
     const bool is_suitable = (type == "dateTime" && is_time(std::string(text))) ||
                              (type == "duration" && is_duration(std::string(text)));
     const bool may_be = value.type.empty() || value.type == "string" || value.type == type;
     return is_suitable && may_be ? succeed(type, std::string(text)) : fail(BAD_TYPE);
+}
+
+ConvertedValue convert_scalar(const Value& value, const std::string& type, Fractions fractions) {
+    if (type == "string") {
+        return succeed(type, value.text);
+    }
+    ConvertedValue result = convert_text(value, type, fractions);
+    const bool is_valid = !result.code.empty() || xmlda::is_of_type(result.value.text, type);
+    return is_valid ? result : fail(BAD_TYPE);
 }
 
 int get_base64_digit(char character) {

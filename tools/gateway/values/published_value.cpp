@@ -1,6 +1,7 @@
 #include "gateway/values/published_value.h"
 
 #include "client/type_names.h"
+#include "client/xml/schema_texts.h"
 
 #include <algorithm>
 #include <array>
@@ -14,19 +15,69 @@ constexpr std::array<std::string_view, 14> PUBLISHED_ARRAYS = {
     "ArrayOfLong",    "ArrayOfFloat",  "ArrayOfUnsignedLong",  "ArrayOfDouble", "ArrayOfDecimal",
     "ArrayOfBoolean", "ArrayOfString", "ArrayOfDateTime",      "ArrayOfAnyType"};
 
+constexpr char ARRAY_OF_ANYTHING[] = "ArrayOfAnyType";
+constexpr char STRING[] = "string";
+
+constexpr std::array<std::string_view, 16> QUALITIES = {"good",
+                                                        "goodLocalOverride",
+                                                        "uncertain",
+                                                        "uncertainLastUsableValue",
+                                                        "uncertainSensorNotAccurate",
+                                                        "uncertainEUExceeded",
+                                                        "uncertainSubNormal",
+                                                        "bad",
+                                                        "badConfigurationError",
+                                                        "badNotConnected",
+                                                        "badDeviceFailure",
+                                                        "badSensorFailure",
+                                                        "badLastKnownValue",
+                                                        "badCommFailure",
+                                                        "badOutOfService",
+                                                        "badWaitingForInitialData"};
+
 bool is_published_array(const std::string& type) {
     return std::find(PUBLISHED_ARRAYS.begin(), PUBLISHED_ARRAYS.end(), type) != PUBLISHED_ARRAYS.end();
 }
 
 void publish_text(const std::string& type, std::string& text) {
     if (type == "boolean") {
-        text = text == "1" || text == "true" ? "true" : "false";
+        if (text == "1" || text == "0") {
+            text = text == "1" ? "true" : "false";
+        }
     } else if (type == "double" || type == "float") {
         if (text == "inf" || text == "-inf") {
             text = text == "inf" ? "INF" : "-INF";
         } else if (text.ends_with("nan")) {
             text = "NaN";
         }
+    }
+}
+
+void publish_scalar(xmlda::Value& value) {
+    publish_text(value.type, value.text);
+    if (!xmlda::is_of_type(value.text, value.type)) {
+        value.type = STRING;
+    }
+}
+
+/// Whether an array of this type may hold this member; it is published itself.
+bool may_hold(const std::string& member_type, const xmlda::Value& member) {
+    return member.kind == xmlda::Value::Kind::NIL ? member_type == STRING : member.type == member_type;
+}
+
+void publish_list(xmlda::Value& value) {
+    bool is_uniform = is_published_array(value.type);
+    const std::string member_type = is_uniform ? xmlda::get_member_type(value.type) : "";
+    for (xmlda::Value& member : value.members) {
+        if (member.kind == xmlda::Value::Kind::SCALAR) {
+            publish_scalar(member);
+        } else {
+            member.kind = xmlda::Value::Kind::NIL;  // there are no arrays of arrays
+        }
+        is_uniform = is_uniform && may_hold(member_type, member);
+    }
+    if (!is_uniform && (is_published_array(value.type) || !xmlda::is_array_type(value.type))) {
+        value.type = ARRAY_OF_ANYTHING;
     }
 }
 
@@ -47,30 +98,36 @@ void write_member(xmlda::XmlWriter& writer, const std::string& name, const xmlda
 }  // namespace
 
 xmlda::Value to_published_value(xmlda::Value value) {
-    if (value.type.empty()) {
-        value.type = "string";
-    }
-    publish_text(value.type, value.text);
-    for (xmlda::Value& member : value.members) {
-        publish_text(member.type, member.text);
+    if (value.kind == xmlda::Value::Kind::LIST) {
+        publish_list(value);
+    } else {
+        publish_scalar(value);
     }
     return value;
 }
 
 std::string to_published_type(const std::string& type) {
     if (!xmlda::is_array_type(type)) {
-        return type.find(':') == std::string::npos ? "xsd:" + type : "xsd:string";
+        return xmlda::is_value_type(type) ? "xsd:" + type : "xsd:string";
     }
     return is_published_array(type) ? "da:" + type : "da:ArrayOfAnyType";
 }
 
+std::string to_published_quality(const std::string& text) {
+    if (std::find(QUALITIES.begin(), QUALITIES.end(), text) != QUALITIES.end()) {
+        return text;
+    }
+    if (text.starts_with("good")) {
+        return "good";
+    }
+    return text.starts_with("uncertain") ? "uncertain" : "bad";
+}
+
 void write_published_value(xmlda::XmlWriter& writer, const xmlda::Value& value) {
-    writer.start("Value");
     if (value.kind == xmlda::Value::Kind::NIL) {
-        writer.attribute("xsi:nil", "true").end();
         return;
     }
-    writer.attribute("xsi:type", to_published_type(value.type));
+    writer.start("Value").attribute("xsi:type", to_published_type(value.type));
     if (value.kind == xmlda::Value::Kind::SCALAR) {
         writer.text(value.text);
     } else {

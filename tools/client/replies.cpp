@@ -96,7 +96,7 @@ std::vector<Property> parse_properties(const XmlElement& parent, const ErrorText
     std::vector<Property> properties;
     properties.reserve(elements.count());
     for (const XmlElement& element : elements) {
-        properties.push_back({.name = get_property_name(element),
+        properties.push_back({.name = std::string(get_property_name(element)),
                               .description = get_attribute(element, "Description"),
                               .value = find_value(element),
                               .result = errors.find_result(element)});
@@ -139,13 +139,12 @@ ItemsReply parse_items_reply(std::string_view bytes, const std::string& service)
 
 }  // namespace
 
-std::string get_property_name(const XmlElement& property) {
-    std::string text = get_attribute(property, "Name");
-    if (text.find(':') == std::string::npos) {
-        return text;
-    }
-    QualifiedName name = property.resolve(text);
-    return name.namespace_uri == namespaces::XMLDA ? std::move(name.name) : text;
+std::string_view get_property_name(const XmlElement& property) {
+    const std::string_view text = property.find_attribute("Name").value_or("");
+    const std::size_t colon = text.find(':');
+    const bool is_of_protocol =
+        colon != std::string_view::npos && property.resolve(text).namespace_uri == namespaces::XMLDA;
+    return is_of_protocol ? text.substr(colon + 1) : text;
 }
 
 const Value* ItemProperties::find(std::string_view name) const {

@@ -144,7 +144,7 @@ CancelReply parse_cancel_reply(std::string_view bytes);
 /// @}
 
 /// The name of an element "Properties", as `Property::name` has it: for who reads a reply to GetProperties
-/// element by element.
-std::string get_property_name(const XmlElement& property);
+/// element by element. Valid as long as the document.
+std::string_view get_property_name(const XmlElement& property);
 
 }  // namespace xmlda

@@ -153,7 +153,7 @@ private:
         parser.call([&] {
             parser.append_element(
                 {.name = to_view(name),
-                 .namespace_uri = to_view(uri),
+                 .namespace_uri = parser.to_namespace(uri),
                  .attributes = parser.create_attributes(attribute_list, attributes),
                  .declarations = parser.create_declarations(declaration_list, declarations)});
         });
@@ -236,6 +236,9 @@ private:
 
     /// @param list  prefix and namespace of each
     std::span<const XmlDeclaration> create_declarations(const xmlChar** list, int count) {
+        if (count == 0) {
+            return {};
+        }
         const auto size = static_cast<std::size_t>(count);
         auto* const declarations = memory_.allocate<XmlDeclaration>(size);
         for (std::size_t i = 0; i < size; ++i, list += 2) {
@@ -247,15 +250,26 @@ private:
 
     /// @param list  name, prefix, namespace, begin and end of the value of each
     std::span<const XmlAttribute> create_attributes(const xmlChar** list, int count) {
+        if (count == 0) {
+            return {};
+        }
         const auto size = static_cast<std::size_t>(count);
         auto* const attributes = memory_.allocate<XmlAttribute>(size);
         for (std::size_t i = 0; i < size; ++i, list += 5) {
             new (attributes + i)
                 XmlAttribute{.name = to_view(list[0]),
-                             .namespace_uri = to_view(list[2]),
+                             .namespace_uri = list[2] == nullptr ? std::string_view() : to_namespace(list[2]),
                              .value = memory_.copy(list[3], static_cast<std::size_t>(list[4] - list[3]))};
         }
         return {attributes, size};
+    }
+
+    /// Long texts, of which one follows itself mostly: the parser has each but once.
+    std::string_view to_namespace(const xmlChar* uri) {
+        if (reinterpret_cast<const char*>(uri) != last_namespace_.data()) {
+            last_namespace_ = to_view(uri);
+        }
+        return last_namespace_;
     }
 
     void refuse(std::string_view reason) {
@@ -285,6 +299,7 @@ private:
     std::array<Open, MAXIMUM_DEPTH> open_;
     std::size_t depth_ = 0;
     std::size_t namespaces_ = 0;  // declared where the parser is
+    std::string_view last_namespace_;
     bool lacks_memory_ = false;
     std::array<char, 200> reason_{};  // why the document is refused
     int line_ = 0;                    // where; 0 as long as nothing is wrong

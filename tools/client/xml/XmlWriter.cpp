@@ -2,6 +2,9 @@
 
 #include "client/text/utf8.h"
 
+#include <algorithm>
+#include <array>
+
 namespace xmlda {
 namespace {
 
@@ -27,15 +30,25 @@ std::string_view escape(char character) {
     }
 }
 
-void append_escaped(std::string& target, std::string_view text) {
-    std::size_t done = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (const std::string_view escaped = escape(text[i]); !escaped.empty()) {
-            target.append(text, done, i - done).append(escaped);
-            done = i + 1;
-        }
+/// By character, whether something else stands for it: hardly any of a text is such.
+constexpr auto IS_ESCAPED = [] {
+    std::array<bool, 256> is_escaped{};
+    for (const unsigned char character : std::string_view("&<>\"\t\n\r")) {
+        is_escaped[character] = true;
     }
-    target.append(text, done);
+    return is_escaped;
+}();
+
+void append_escaped(std::string& target, std::string_view text) {
+    const auto is_escaped = [](char character) { return IS_ESCAPED[static_cast<unsigned char>(character)]; };
+    const char* begin = text.data();
+    const char* const end = begin + text.size();
+    for (const char* next = std::find_if(begin, end, is_escaped); next != end;
+         next = std::find_if(begin, end, is_escaped)) {
+        target.append(begin, next).append(escape(*next));
+        begin = next + 1;
+    }
+    target.append(begin, end);
 }
 
 bool is_xml_character(char32_t character) {
@@ -55,7 +68,8 @@ XmlWriter& XmlWriter::start(std::string_view name) {
 }
 
 XmlWriter& XmlWriter::attribute(std::string_view name, std::string_view value) {
-    text_.append(" ").append(name).append("=\"");
+    text_ += ' ';
+    text_.append(name).append("=\"");
     append_escaped(text_, value);
     text_ += '"';
     return *this;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace xmlda {
@@ -11,6 +12,9 @@ namespace xmlda {
 /// as they were, line breaks included.
 class XmlWriter {
 public:
+    /// @param beginning  what comes before the first element
+    explicit XmlWriter(std::string_view beginning = {}) : text_(beginning) {}
+
     XmlWriter& start(std::string_view name);
     /// Requires: nothing but attributes came since `start`.
     XmlWriter& attribute(std::string_view name, std::string_view value);
@@ -22,6 +26,7 @@ public:
 
     /// What was written; all elements have ended.
     const std::string& get() const { return text_; }
+    std::string take() { return std::move(text_); }
 
 private:
     /// Where the name of an element stands in the text.

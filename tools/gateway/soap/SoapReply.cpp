@@ -36,7 +36,7 @@ std::string to_fault_code(const std::string& code) {
 
 SoapReply::SoapReply(const std::string& service, const RequestOptions& options,
                      std::chrono::system_clock::time_point received)
-    : service_(service), options_(options), received_(received) {
+    : service_(service), options_(options), received_(received), writer_(DECLARATION) {
     start_envelope(writer_);
     writer_.start(service + "Response").attribute("xmlns", xmlda::namespaces::XMLDA);
 }
@@ -99,20 +99,19 @@ std::string SoapReply::finish() {
             writer_.element("Text", get_result_text(code)).end();
         }
     }
-    writer_.end().end().end();
-    return DECLARATION + writer_.get();
+    return writer_.end().end().end().take();
 }
 
 std::string create_fault_document(const std::string& code, const std::string& text) {
-    xmlda::XmlWriter writer;
+    xmlda::XmlWriter writer(DECLARATION);
     start_envelope(writer);
-    writer.start("soap:Fault")
+    return writer.start("soap:Fault")
         .element("faultcode", to_fault_code(code))
         .element("faultstring", xmlda::is_xml_text(text) ? text : "the request cannot be understood")
         .end()
         .end()
-        .end();
-    return DECLARATION + writer.get();
+        .end()
+        .take();
 }
 
 }  // namespace gateway

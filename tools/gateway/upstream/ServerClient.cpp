@@ -5,6 +5,7 @@
 
 #include "client/envelope.h"
 #include "client/errors.h"
+#include "client/text/text.h"
 #include "client/xml/XmlWriter.h"
 #include "client/xml/schema_texts.h"
 
@@ -73,17 +74,8 @@ std::optional<double> parse_number(const std::string& text) {
     return error == std::errc() && end != text.data() ? std::optional(number) : std::nullopt;
 }
 
-void take_property(ItemAnswer& answer, std::string_view name, xmlda::Value value) {
-    ItemState& state = answer.state;
-    ItemFacts& facts = answer.facts;
-    if (name == "value") {
-        state.value = to_published_value(std::move(value));
-    } else if (name == "quality") {  // which all variables have
-        state.kind = ItemState::Kind::VARIABLE;
-        state.quality = to_published_quality(value.text);
-    } else if (name == "timestamp" && xmlda::is_of_type(value.text, "dateTime")) {
-        state.timestamp = std::move(value.text);
-    } else if (name == "dataType") {
+void take_fact(ItemFacts& facts, std::string_view name, xmlda::Value value) {
+    if (name == "dataType") {
         facts.type = value.text.substr(value.text.find(':') + 1);  // npos + 1 is 0
     } else if (name == "accessRights") {
         facts.is_writable = value.text == "readWritable" || value.text == "writable";
@@ -98,13 +90,31 @@ void take_property(ItemAnswer& answer, std::string_view name, xmlda::Value value
     }
 }
 
+void take_property(ItemAnswer& answer, std::string_view name, const xmlda::XmlElement& value) {
+    ItemState& state = answer.state;
+    if (name == "value") {
+        state.value = to_published_value(xmlda::parse_value(value));
+    } else if (name == "quality") {  // which all variables have
+        state.kind = ItemState::Kind::VARIABLE;
+        const std::string text = xmlda::trim(value.get_text());
+        state.quality = to_published_quality(text.empty() ? xmlda::parse_value(value).text : text);
+    } else if (name == "timestamp") {
+        std::string text = xmlda::trim(value.get_text());
+        if (xmlda::is_of_type(text, "dateTime")) {
+            state.timestamp = std::move(text);
+        }
+    } else {
+        take_fact(answer.facts, name, xmlda::parse_value(value));
+    }
+}
+
 /// Straight from the elements of the reply: most of what the gateway reads is this.
 ItemAnswer to_answer(const xmlda::XmlElement& properties) {
     ItemAnswer answer;
     answer.state.kind = ItemState::Kind::BRANCH;
     for (const xmlda::XmlElement property : properties.find_children("Properties")) {
         if (const auto value = property.find_child("Value")) {
-            take_property(answer, xmlda::get_property_name(property), xmlda::parse_value(*value));
+            take_property(answer, xmlda::get_property_name(property), *value);
         }
     }
     return answer;

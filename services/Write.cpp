@@ -132,13 +132,12 @@ Write::Write(std::shared_ptr<InformationModel> model, const Poco::XML::Node* req
         return;
     }
     for_each_child(*list, request_names::ITEMS, [&](const Poco::XML::Node& node) {
-        Path path(get_attribute<std::string>(&node, request_names::ITEM_NAME, ""));
-        std::string handle(find_attribute_text(node, request_names::CLIENT_ITEM_HANDLE).value_or(""));
-        std::optional<Value> value;
+        auto& item = items_.emplace_back(
+            Path(std::string(find_attribute_text(node, request_names::ITEM_NAME).value_or(""))),
+            find_attribute_text(node, request_names::CLIENT_ITEM_HANDLE).value_or(""), std::nullopt);
         if (const Poco::XML::Node* value_node = find_child(node, request_names::VALUE)) {
-            value.emplace(get_value(value_node));
+            std::get<std::optional<Value>>(item).emplace(get_value(value_node));
         }
-        items_.emplace_back(std::move(path), std::move(handle), std::move(value));
     });
 }
 

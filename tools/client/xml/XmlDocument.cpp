@@ -151,11 +151,11 @@ private:
             return;
         }
         parser.call([&] {
-            parser.append_element(
-                {.name = to_view(name),
-                 .namespace_uri = parser.to_namespace(uri),
-                 .attributes = parser.create_attributes(attribute_list, attributes),
-                 .declarations = parser.create_declarations(declaration_list, declarations)});
+            parser.append_element(new (parser.memory_.allocate<XmlNode>(1)) XmlNode{
+                .name = to_view(name),
+                .namespace_uri = parser.to_namespace(uri),
+                .attributes = parser.create_attributes(attribute_list, attributes),
+                .declarations = parser.create_declarations(declaration_list, declarations)});
         });
     }
 
@@ -213,8 +213,7 @@ private:
         }
     }
 
-    void append_element(const XmlNode& content) {
-        XmlNode* const node = new (memory_.allocate<XmlNode>(1)) XmlNode(content);
+    void append_element(XmlNode* node) {
         if (depth_ == 0) {
             memory_.root = node;
         } else {

@@ -122,8 +122,7 @@ std::string get_type(const XmlElement& element, const std::string& otherwise) {
     return text ? element.resolve(trim(*text)).name : otherwise;
 }
 
-RequestedItem read_item(const XmlElement& element, const ListDefaults& defaults) {
-    RequestedItem item;
+void read_item(RequestedItem& item, const XmlElement& element, const ListDefaults& defaults) {
     item.path = to_string(find(element, "ItemPath"));
     if (!item.path) {
         item.path = defaults.path;
@@ -133,7 +132,6 @@ RequestedItem read_item(const XmlElement& element, const ListDefaults& defaults)
     item.type = get_type(element, defaults.type);
     item.deadband = get_deadband(element, defaults.deadband);
     item.value.kind = xmlda::Value::Kind::NIL;
-    return item;
 }
 
 std::vector<RequestedItem> read_items(const XmlElement& request) {
@@ -152,8 +150,8 @@ std::vector<RequestedItem> read_items(const XmlElement& request) {
     }
     items.reserve(count);
     for (const XmlElement& element : elements) {
-        items.push_back(read_item(element, defaults));
-        RequestedItem& item = items.back();
+        RequestedItem& item = items.emplace_back();
+        read_item(item, element, defaults);
         if (const auto value = element.find_child("Value")) {
             item.value = xmlda::parse_value(*value);
         }
@@ -337,7 +335,7 @@ CancelRequest SoapRequest::read_cancel() const {
 BrowseRequest SoapRequest::read_browse() const {
     BrowseRequest browse;
     browse.options = read_own_options(request_);
-    browse.item = read_item(request_, {});
+    read_item(browse.item, request_, {});
     browse.continuation_point = get_text(request_, "ContinuationPoint");
     browse.most_elements =
         static_cast<std::size_t>(std::max(0, get_integer(request_, "MaxElementsReturned")));
@@ -353,7 +351,7 @@ GetPropertiesRequest SoapRequest::read_get_properties() const {
     request.properties = read_properties(request_);
     const ListDefaults defaults{.path = to_string(find(request_, "ItemPath")), .type = {}, .deadband = 0};
     for (const XmlElement& element : request_.find_children("ItemIDs")) {
-        request.items.push_back(read_item(element, defaults));
+        read_item(request.items.emplace_back(), element, defaults);
     }
     return request;
 }

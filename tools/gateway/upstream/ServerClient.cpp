@@ -109,15 +109,13 @@ void take_property(ItemAnswer& answer, std::string_view name, const xmlda::XmlEl
 }
 
 /// Straight from the elements of the reply: most of what the gateway reads is this.
-ItemAnswer to_answer(const xmlda::XmlElement& properties) {
-    ItemAnswer answer;
+void take_properties(ItemAnswer& answer, const xmlda::XmlElement& properties) {
     answer.state.kind = ItemState::Kind::BRANCH;
     for (const xmlda::XmlElement property : properties.find_children("Properties")) {
         if (const auto value = property.find_child("Value")) {
             take_property(answer, xmlda::get_property_name(property), *value);
         }
     }
-    return answer;
 }
 
 /// Servers leave out what they do not know, and keep the order.
@@ -130,7 +128,7 @@ std::vector<ItemAnswer> to_answers(const std::vector<std::string>& paths, std::s
     auto next = lists.begin();
     for (std::size_t i = 0; i < paths.size(); ++i) {
         if (next != lists.end() && (*next).find_attribute("ItemName") == paths[i]) {
-            answers[i] = to_answer(*next);
+            take_properties(answers[i], *next);
             ++next;
         } else {
             answers[i].state.kind = ItemState::Kind::MISSING;

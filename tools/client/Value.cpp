@@ -4,8 +4,6 @@
 #include "client/text/text.h"
 #include "client/type_names.h"
 
-#include <utility>
-
 namespace xmlda {
 namespace {
 
@@ -17,12 +15,12 @@ std::string get_type(const XmlElement& element, const std::string& otherwise) {
         return otherwise;
     }
     const std::string trimmed = trim(*text);
-    QualifiedName name = element.resolve(trimmed);
+    const QualifiedName name = element.resolve(trimmed);
     // Some clients write "xsd:double" and declare no such prefix.
     const bool is_presumed = name.namespace_uri.empty() && trimmed == "xsd:" + name.name;
     const bool is_known =
         is_presumed || name.namespace_uri == namespaces::XSD || name.namespace_uri == namespaces::XMLDA;
-    return is_known ? std::move(name.name) : trimmed;
+    return is_known ? name.name : trimmed;
 }
 
 bool is_nil(const XmlElement& element) {

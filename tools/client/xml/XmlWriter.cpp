@@ -33,8 +33,8 @@ std::string_view escape(char character) {
 /// By character, whether something else stands for it: hardly any of a text is such.
 constexpr auto IS_ESCAPED = [] {
     std::array<bool, 256> is_escaped{};
-    for (const unsigned char character : std::string_view("&<>\"\t\n\r")) {
-        is_escaped[character] = true;
+    for (const char character : std::string_view("&<>\"\t\n\r")) {
+        is_escaped[static_cast<unsigned char>(character)] = true;
     }
     return is_escaped;
 }();

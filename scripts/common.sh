@@ -129,6 +129,12 @@ peer_packages=(
 plot_packages=(
   gnuplot-nox:gnuplot
 )
+# clang with its address sanitizer and libFuzzer. llvm-symbolizer gives names to the addresses in their reports.
+clang_packages=(
+  clang-14:clang++-14
+  libclang-rt-14-dev:"/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-$(uname -m).a"
+  llvm:llvm-symbolizer
+)
 check_packages=(
   clang-tidy-14:run-clang-tidy-14
   cppcheck:cppcheck

@@ -23,12 +23,12 @@ TEST(Arena, AlignsWhatItGives) {
 TEST(Arena, KeepsWhatItGave) {
     Arena arena;
     std::vector<char*> given;
-    for (int number = 0; number < 100'000; ++number) {
+    for (std::size_t number = 0; number < 100'000; ++number) {
         given.push_back(static_cast<char*>(arena.allocate(1 + number % 7, 1)));
         *given.back() = static_cast<char>(number % 100);
     }
-    for (int number = 0; number < 100'000; ++number) {
-        ASSERT_EQ(*given[static_cast<std::size_t>(number)], number % 100) << number;
+    for (std::size_t number = 0; number < 100'000; ++number) {
+        ASSERT_EQ(*given[number], static_cast<char>(number % 100)) << number;
     }
 }
 

@@ -26,8 +26,6 @@ struct XmlElement {
     std::string name;
     std::map<std::string, std::string> attributes;
     std::string text;  ///< its own and that of its descendants
-
-    friend bool operator==(const XmlElement&, const XmlElement&) = default;
 };
 
 /// The elements of a document in the order in which they begin; none if it is not well-formed.

@@ -29,8 +29,8 @@ struct Shortage {
     int status;           ///< of its answer when there is memory
     SHORTAGE shortage;
 
-    friend std::ostream& operator<<(std::ostream& stream, const Shortage& shortage) {
-        return stream << shortage.name << (shortage.shortage == SHORTAGE::ONCE ? "Once" : "Lasting");
+    friend std::ostream& operator<<(std::ostream& stream, const Shortage& test_case) {
+        return stream << test_case.name << (test_case.shortage == SHORTAGE::ONCE ? "Once" : "Lasting");
     }
 };
 

@@ -113,10 +113,10 @@ TEST(SymbolInfo, NameIsThatOfTheValue) {
 
 TEST(SymbolInfo, EnumeratorsOf64BitsAreNotCut) {
     EXPECT_EQ(SymbolInfo(Wide::LOW).get_value(), 1U);
-    EXPECT_EQ(get_message([] { SymbolInfo(Wide::HIGH); }), "Unknown symbol value.");
+    EXPECT_EQ(get_message([] { const SymbolInfo symbol(Wide::HIGH); }), "Unknown symbol value.");
     EXPECT_EQ(SymbolInfo(WideAndSigned::LOW).get_value(), 1U);
-    EXPECT_EQ(get_message([] { SymbolInfo(WideAndSigned::HIGH); }), "Unknown symbol value.");
-    EXPECT_EQ(get_message([] { SymbolInfo(WideAndSigned::NEGATIVE); }), "Unknown symbol value.");
+    EXPECT_EQ(get_message([] { const SymbolInfo symbol(WideAndSigned::HIGH); }), "Unknown symbol value.");
+    EXPECT_EQ(get_message([] { const SymbolInfo symbol(WideAndSigned::NEGATIVE); }), "Unknown symbol value.");
 }
 
 TEST(SymbolInfo, ResetSetsTheFirstSymbol) {

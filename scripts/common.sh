@@ -129,7 +129,7 @@ peer_packages=(
 plot_packages=(
   gnuplot-nox:gnuplot
 )
-# clang with its address sanitizer and libFuzzer. llvm-symbolizer gives names to the addresses in their reports.
+# clang with its sanitizers and libFuzzer. llvm-symbolizer gives names to the addresses in their reports.
 clang_packages=(
   clang-14:clang++-14
   libclang-rt-14-dev:"/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-$(uname -m).a"

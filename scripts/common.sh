@@ -132,7 +132,7 @@ plot_packages=(
 # clang with its sanitizers and libFuzzer. llvm-symbolizer gives names to the addresses in their reports.
 clang_packages=(
   clang-14:clang++-14
-  libclang-rt-14-dev:"/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-$(uname -m).a"
+  libclang-rt-14-dev:"/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-$HOSTTYPE.a"
   llvm:llvm-symbolizer
 )
 check_packages=(
